@@ -1,0 +1,63 @@
+# How a module of this project becomes part of a library, and how the tests and benchmarks beside it are found:
+# x.cc belongs to the library, x_test.cc becomes a test program, x_bench.cc a benchmark.
+
+set(OST_WARNINGS -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+# Assertions name the source by its path from the project's root.
+set(OST_OPTIONS ${OST_WARNINGS} -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=)
+set(OST_SANITIZERS)
+if(OST_SANITIZE)
+  set(OST_SANITIZERS -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
+elseif(OST_FUZZ)
+  set(OST_SANITIZERS -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=undefined)
+endif()
+
+# The options every target of our own code is compiled with.
+add_library(ost_flags INTERFACE)
+target_compile_options(ost_flags INTERFACE ${OST_OPTIONS} ${OST_SANITIZERS})
+target_link_options(ost_flags INTERFACE ${OST_SANITIZERS})
+if(OST_SANITIZE)
+  target_link_options(ost_flags INTERFACE -static-libasan -static-libubsan)
+endif()
+target_include_directories(ost_flags INTERFACE ${CMAKE_SOURCE_DIR}/lib/public)
+
+# ost_library(NAME DIRECTORY...): a static library of every module in the directories.
+function(ost_library name)
+  set(sources)
+  foreach(directory IN LISTS ARGN)
+    file(GLOB found CONFIGURE_DEPENDS ${directory}/*.cc)
+    list(FILTER found EXCLUDE REGEX "_(test|bench)\\.cc$|/main\\.cc$")
+    list(APPEND sources ${found})
+  endforeach()
+  add_library(${name} STATIC ${sources})
+  target_link_libraries(${name} PUBLIC ost_flags)
+endfunction()
+
+# ost_tests(LIBRARIES... DIRECTORIES directory...): a test program for each x_test.cc of the directories and a
+# benchmark for each x_bench.cc. Every TEST is a CTest test of its own, and so a process of its own.
+function(ost_tests)
+  cmake_parse_arguments(arg "" "" "LIBRARIES;DIRECTORIES" ${ARGN})
+  if(OST_FUZZ)
+    return()
+  endif()
+  foreach(directory IN LISTS arg_DIRECTORIES)
+    file(GLOB tests CONFIGURE_DEPENDS ${directory}/*_test.cc)
+    foreach(source IN LISTS tests)
+      get_filename_component(name ${source} NAME_WE)
+      add_executable(${name} ${source})
+      target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} testhost GTest::gtest_main)
+      gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
+        PROPERTIES TIMEOUT 180 ENVIRONMENT "${OST_TEST_ENVIRONMENT}")
+    endforeach()
+    file(GLOB benchmarks CONFIGURE_DEPENDS ${directory}/*_bench.cc)
+    foreach(source IN LISTS benchmarks)
+      get_filename_component(name ${source} NAME_WE)
+      add_executable(${name} ${source})
+      target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} testhost benchmark::benchmark_main)
+      set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bench)
+    endforeach()
+  endforeach()
+endfunction()
+
+include(GoogleTest)
+set(OST_TEST_ENVIRONMENT
+  "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp:print_suppressions=0")

@@ -1,0 +1,6 @@
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_CONTACT "ostrel-kernprep maintainers <maintainers@ostrel.example>")
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "kmod, make, tar, grep")
+set(CPACK_DEBIAN_PACKAGE_SECTION admin)
+include(CPack)
