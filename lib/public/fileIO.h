@@ -77,6 +77,8 @@ FileIOResult FileIO_Write(FileIODescriptor *file, const void *buffer, size_t siz
 int64_t FileIO_Seek(FileIODescriptor *file, int64_t offset, FileIOSeekOrigin origin);
 // Tests `path` for the FILEIO_TEST bits.
 FileIOResult FileIO_Access(const char *path, int mode);
+// The result's text with its id, to be the argument of a message. Borrowed for ever.
+const char *FileIO_MsgError(FileIOResult result);
 // The result's English text, borrowed for ever.
 const char *FileIO_ErrorEnglish(FileIOResult result);
 

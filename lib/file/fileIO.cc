@@ -1,0 +1,236 @@
+#include "fileIO.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "err.h"
+#include "log.h"
+#include "msg.h"
+#include "panicUser.h"
+#include "posixPosix.h"
+#include "util_misc.h"
+
+namespace {
+
+constexpr size_t kMaxTransfer = 0x7fffffff;
+constexpr mode_t kDefaultMode = 0600;
+
+FileIOResult ResultOfErrno(int error) {
+  switch (error) {
+    case EFBIG:
+      return FILEIO_FILE_TOO_LARGE;
+    case ENOENT:
+      return FILEIO_FILE_NOT_FOUND;
+    case EACCES:
+      return FILEIO_NO_PERMISSION;
+    case EEXIST:
+      return FILEIO_FILE_EXISTS;
+    case ENOSPC:
+      return FILEIO_NO_SPACE;
+    case ENAMETOOLONG:
+      return FILEIO_NAME_TOO_LONG;
+    case EDQUOT:
+      return FILEIO_QUOTA;
+    default:
+      return FILEIO_ERROR;
+  }
+}
+
+int AccessFlags(uint32_t access) {
+  int flags = 0;
+  if ((access & FILEIO_ACCESS_WRITE) != 0) {
+    flags = (access & FILEIO_ACCESS_READ) != 0 ? O_RDWR : O_WRONLY;
+  }
+  if ((access & FILEIO_ACCESS_SYNC) != 0) {
+    flags |= O_SYNC;
+  }
+  if ((access & FILEIO_ACCESS_NONBLOCK) != 0) {
+    flags |= O_NONBLOCK;
+  }
+  return flags;
+}
+
+int ActionFlags(FileIOAction action) {
+  switch (action) {
+    case FILEIO_OPEN:
+      return 0;
+    case FILEIO_OPEN_EMPTY:
+      return O_TRUNC;
+    case FILEIO_OPEN_CREATE:
+      return O_CREAT;
+    case FILEIO_OPEN_CREATE_SAFE:
+      return O_CREAT | O_EXCL;
+    case FILEIO_OPEN_CREATE_EMPTY:
+      return O_CREAT | O_TRUNC;
+  }
+  NOT_REACHED();
+}
+
+// Opens the file and takes its name away where that was asked for. Returns the descriptor, or -1 with errno.
+int OpenDescriptor(const char *path, uint32_t access, FileIOAction action, mode_t mode) {
+  const int posix = Posix_Open(path, AccessFlags(access) | ActionFlags(action), mode);
+  if (posix == -1 || (access & FILEIO_ACCESS_UNLINK_OPEN) == 0 || Posix_Unlink(path) == 0) {
+    return posix;
+  }
+  const int error = errno;
+  close(posix);
+  errno = error;
+  return -1;
+}
+
+// Repeats `step`, a call that moves up to the given count of bytes at the given offset of the buffer, until
+// `size` bytes are moved.
+//
+// atEnd  the result when a step moves nothing
+template <typename Step>
+FileIOResult Transfer(size_t size, size_t *actual, FileIOResult atEnd, Step step) {
+  if (size > kMaxTransfer) {
+    NOT_IMPLEMENTED();
+  }
+  FileIOResult result = FILEIO_SUCCESS;
+  size_t done = 0;
+  while (done < size && result == FILEIO_SUCCESS) {
+    const ssize_t moved = step(done, size - done);
+    if (moved > 0) {
+      done += static_cast<size_t>(moved);
+    } else if (moved == 0) {
+      result = atEnd;
+    } else if (errno == EINTR) {
+      Log("NOT_TESTED %s:%d\n", __FILE__, __LINE__);
+    } else {
+      result = ResultOfErrno(errno);
+    }
+  }
+  if (actual != nullptr) {
+    *actual = done;
+  }
+  return result;
+}
+
+}  // namespace
+
+void FileIO_Invalidate(FileIODescriptor *file) {
+  ASSERT(file != nullptr);
+  *file = {};
+  file->posix = -1;
+}
+
+bool FileIO_IsValid(const FileIODescriptor *file) {
+  ASSERT(file != nullptr);
+  return file->posix != -1;
+}
+
+FileIOResult FileIO_Create(FileIODescriptor *file, const char *path, uint32_t access, FileIOAction action,
+                           mode_t mode) {
+  ASSERT(file != nullptr);
+  if (path == nullptr) {
+    errno = EFAULT;
+    return FILEIO_ERROR;
+  }
+  ASSERT(!FileIO_IsValid(file));
+  ASSERT(file->lockToken == nullptr);
+
+  file->fileName = Util_SafeStrdup(path);
+  file->flags = access;
+  file->posix = OpenDescriptor(path, access, action, mode);
+  if (file->posix != -1) {
+    return FILEIO_SUCCESS;
+  }
+  const int error = errno;
+  free(file->fileName);
+  FileIO_Invalidate(file);
+  errno = error;
+  return ResultOfErrno(error);
+}
+
+FileIOResult FileIO_Open(FileIODescriptor *file, const char *path, uint32_t access, FileIOAction action) {
+  return FileIO_Create(file, path, access, action, kDefaultMode);
+}
+
+bool FileIO_Close(FileIODescriptor *file) {
+  ASSERT(file != nullptr);
+  const bool failed = close(file->posix) == -1;
+  const int error = errno;
+  free(file->fileName);
+  FileIO_Invalidate(file);
+  errno = error;
+  return failed;
+}
+
+FileIOResult FileIO_Read(FileIODescriptor *file, void *buffer, size_t size, size_t *actual) {
+  ASSERT(file != nullptr);
+  const FileIOResult result =
+      Transfer(size, actual, FILEIO_READ_PAST_EOF, [file, buffer](size_t offset, size_t rest) {
+        return read(file->posix, static_cast<char *>(buffer) + offset, rest);
+      });
+  if (result == FILEIO_ERROR) {
+    Log("read failed, errno=%d, %s\n", errno, Err_ErrString());
+  }
+  return result;
+}
+
+FileIOResult FileIO_Write(FileIODescriptor *file, const void *buffer, size_t size, size_t *actual) {
+  ASSERT(file != nullptr);
+  return Transfer(size, actual, FILEIO_NO_SPACE, [file, buffer](size_t offset, size_t rest) {
+    return write(file->posix, static_cast<const char *>(buffer) + offset, rest);
+  });
+}
+
+int64_t FileIO_Seek(FileIODescriptor *file, int64_t offset, FileIOSeekOrigin origin) {
+  ASSERT(file != nullptr);
+  static constexpr int kWhence[] = {SEEK_SET, SEEK_CUR, SEEK_END};
+  return lseek(file->posix, offset, kWhence[origin]);
+}
+
+FileIOResult FileIO_Access(const char *path, int mode) {
+  if (path == nullptr) {
+    errno = EFAULT;
+    return FILEIO_ERROR;
+  }
+  int wanted = F_OK;
+  wanted |= (mode & FILEIO_TEST_READ) != 0 ? R_OK : 0;
+  wanted |= (mode & FILEIO_TEST_WRITE) != 0 ? W_OK : 0;
+  wanted |= (mode & FILEIO_TEST_EXECUTE) != 0 ? X_OK : 0;
+  return Posix_Access(path, wanted) == -1 ? FILEIO_ERROR : FILEIO_SUCCESS;
+}
+
+const char *FileIO_MsgError(FileIOResult result) {
+  switch (result) {
+    case FILEIO_SUCCESS:
+      return MSGID(fileio.success) "Success";
+    case FILEIO_CANCELLED:
+      return MSGID(fileio.cancel) "The operation was canceled by the user";
+    case FILEIO_ERROR:
+      return MSGID(fileio.generic) "Error";
+    case FILEIO_FILE_EXISTS:
+      return MSGID(fileio.exists) "The file already exists";
+    case FILEIO_LOCK_FAILED:
+      return MSGID(fileio.lock) "Failed to lock the file";
+    case FILEIO_READ_PAST_EOF:
+      return MSGID(fileio.eof) "Tried to read beyond the end of the file";
+    case FILEIO_FILE_NOT_FOUND:
+      return MSGID(fileio.notfound) "Could not find the file";
+    case FILEIO_NO_PERMISSION:
+      return MSGID(fileio.noPerm) "Insufficient permission to access the file";
+    case FILEIO_NAME_TOO_LONG:
+      return MSGID(fileio.namelong) "The file name is too long";
+    case FILEIO_FILE_TOO_LARGE:
+      return MSGID(fileio.fBig) "The file is too large";
+    case FILEIO_NO_SPACE:
+      return MSGID(fileio.noSpc) "There is no space left on the device";
+    case FILEIO_QUOTA:
+      return MSGID(fileio.dQuot) "There is no space left on the device";
+    case FILEIO_NOT_IMPLEMENTED:
+      NOT_IMPLEMENTED();
+  }
+  Warning("FileIO_MsgError was passed bad code %d\n", static_cast<int>(result));
+  NOT_REACHED();
+}
+
+const char *FileIO_ErrorEnglish(FileIOResult result) {
+  return strchr(FileIO_MsgError(result), ')') + 1;
+}
