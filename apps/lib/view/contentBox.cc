@@ -1,0 +1,7 @@
+#include "contentBox.h"
+
+namespace view {
+
+ContentBox::ContentBox() : Gtk::VBox(false, 10) {}
+
+}  // namespace view
