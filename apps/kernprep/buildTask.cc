@@ -1,0 +1,56 @@
+#include "buildTask.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "icons.h"
+#include "msg.h"
+#include "panicUser.h"
+
+namespace kernprep {
+
+BuildTask::BuildTask(const Glib::ustring &text)
+    : label(Gtk::manage(new Gtk::Label(text, Gtk::ALIGN_LEFT, Gtk::ALIGN_CENTER))),
+      image(Gtk::manage(new Gtk::Image)) {
+  SetState(STATE_PENDING);
+}
+
+unsigned BuildTask::GetTimeout() const {
+  return 0;
+}
+
+void BuildTask::SetText(const Glib::ustring &text) {
+  label->set_text(text);
+}
+
+void BuildTask::SetState(State state) {
+  const auto *icon = std::find_if(stateIcons.begin(), stateIcons.end(),
+                                  [state](const StateIcon &row) { return row.state == state; });
+  if (icon == stateIcons.end()) {
+    NOT_IMPLEMENTED();
+  }
+  // A stock id is never looked for in the icon theme, so the theme's own icon needs the other call.
+  if (Gtk::IconTheme::get_default()->has_icon(icon->name)) {
+    image->set_from_icon_name(icon->name, Gtk::ICON_SIZE_SMALL_TOOLBAR);
+  } else {
+    image->set(Gtk::StockID(icon->name), Gtk::ICON_SIZE_SMALL_TOOLBAR);
+  }
+}
+
+pid_t BuildTask::Start() {
+  const pid_t pid = fork();
+  if (pid != 0) {
+    // The child does the same; whoever comes first, the group stands before anything signals it.
+    setpgid(pid, pid);
+    return pid;
+  }
+  setpgrp();
+  const bool succeeded = Run();
+  if (!succeeded) {
+    Msg_Reset(true);
+  }
+  _exit(succeeded ? 0 : 1);
+}
+
+}  // namespace kernprep
