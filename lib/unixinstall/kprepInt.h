@@ -38,7 +38,7 @@ struct KernPrepState {
   GList *moduleList;
   GHashTable *builtModules;  // module name to the path of the object built by this process
   char *tempDir;             // scratch directory
-  bool buildToolsUnchecked;
+  bool buildToolsUnchecked = true;
 };
 
 extern KernPrepState kernPrep;
