@@ -51,6 +51,9 @@ int AccessFlags(uint32_t access) {
   if ((access & FILEIO_ACCESS_NONBLOCK) != 0) {
     flags |= O_NONBLOCK;
   }
+  if ((access & FILEIO_ACCESS_EXCLUSIVE) == FILEIO_ACCESS_EXCLUSIVE) {
+    flags |= O_EXCL;
+  }
   return flags;
 }
 
@@ -68,6 +71,16 @@ int ActionFlags(FileIOAction action) {
       return O_CREAT | O_TRUNC;
   }
   NOT_REACHED();
+}
+
+// The access that can be given: all but unbuffered, which is logged once in the process.
+uint32_t AvailableAccess(const char *path, uint32_t access) {
+  static bool logged = false;
+  if ((access & FILEIO_ACCESS_UNBUFFERED) != 0 && !logged) {
+    logged = true;
+    Log("FILE: %s reverting to buffered IO on %s.\n", "FileIO_Create", path);
+  }
+  return access & ~static_cast<uint32_t>(FILEIO_ACCESS_UNBUFFERED);
 }
 
 // Opens the file and takes its name away where that was asked for. Returns the descriptor, or -1 with errno.
@@ -135,8 +148,8 @@ FileIOResult FileIO_Create(FileIODescriptor *file, const char *path, uint32_t ac
   ASSERT(file->lockToken == nullptr);
 
   file->fileName = Util_SafeStrdup(path);
-  file->flags = access;
-  file->posix = OpenDescriptor(path, access, action, mode);
+  file->flags = AvailableAccess(path, access);
+  file->posix = OpenDescriptor(path, file->flags, action, mode);
   if (file->posix != -1) {
     return FILEIO_SUCCESS;
   }
@@ -228,7 +241,8 @@ const char *FileIO_MsgError(FileIOResult result) {
       NOT_IMPLEMENTED();
   }
   Warning("FileIO_MsgError was passed bad code %d\n", static_cast<int>(result));
-  NOT_REACHED();
+  ASSERT(false);
+  return nullptr;
 }
 
 const char *FileIO_ErrorEnglish(FileIOResult result) {

@@ -40,8 +40,11 @@ enum FileIOAccess : uint32_t {
   FILEIO_ACCESS_WRITE = 0x2,
   FILEIO_ACCESS_SYNC = 0x4,
   FILEIO_ACCESS_UNLINK_OPEN = 0x8,
+  FILEIO_ACCESS_UNBUFFERED = 0x10,  // not available here; the open drops it
   FILEIO_ACCESS_LOCK = 0x20,
   FILEIO_ACCESS_NONBLOCK = 0x80,
+  FILEIO_ACCESS_SUPERUSER = 0x100,
+  FILEIO_ACCESS_EXCLUSIVE = 0x600,  // only both bits together count
 };
 
 enum FileIOAction {
