@@ -12,5 +12,9 @@ const char *Err_ErrString();
 const char *Err_Errno2String(Err_Number errorNumber);
 // The number of a text that Err_Errno2String gave, found by its address, or -1.
 Err_Number Err_String2Errno(const char *text);
+// The same, found by its wording; a text that was copied on its way is logged.
+Err_Number Err_String2ErrnoDebug(const char *text);
+// The text in the user's language, or null: this system has none.
+const char *Err_Errno2LocalString(Err_Number errorNumber);
 
 #endif

@@ -26,6 +26,9 @@ void Warning(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
 // The log file's path, borrowed until the log's file changes; null when there is none.
 const char *Log_GetFileName();
+// Ends the logging to the file and deletes it, unless it is to be kept: with `force` always, otherwise only a
+// file of the temporary directory that Log_SetAlwaysKeep doesn't protect. Returns whether nothing failed.
+bool Log_RemoveFile(bool force);
 void Log_SetQuietWarnings(bool quiet);
 bool Log_GetQuietWarnings();
 void Log_SetAlwaysKeep(bool keep);

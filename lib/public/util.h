@@ -1,4 +1,4 @@
-// Path expansion and the user's private temporary directory.
+// Path expansion, the user's private temporary directory, and back traces.
 #ifndef OST_PUBLIC_UTIL_H
 #define OST_PUBLIC_UTIL_H
 
@@ -13,5 +13,13 @@ char *Util_ExpandString(const char *fileName);
 //
 // Returns a new string (free), or null with a warning in the log.
 char *Util_GetSafeTmpDir(bool useConf);
+
+// Takes one line of a back trace, a printf format with its values.
+using Util_OutputFn [[gnu::format(printf, 2, 3)]] = void (*)(void *outData, const char *format, ...);
+
+// Write the calling stack, at most 500 frames, under a heading that carries `bugNumber` when it isn't 0: to
+// the log, or line by line to `outFunc`.
+void Util_Backtrace(int bugNumber);
+void Util_BacktraceWithFunc(int bugNumber, Util_OutputFn outFunc, void *outData);
 
 #endif
