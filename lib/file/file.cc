@@ -130,13 +130,14 @@ bool CopyContent(FileIODescriptor *source, FileIODescriptor *destination) {
     size_t count = 0;
     readResult = FileIO_Read(source, block, sizeof block, &count);
     if (readResult != FILEIO_SUCCESS && readResult != FILEIO_READ_PAST_EOF) {
-      Msg_Append(MSGID(File.CopyFromFdToFd.read.failure) "Read error: %s.\n\n", FileIO_MsgError(readResult));
+      Msg_Append(MSGID(File.CopyFromFdToFd.read.failure) "Read error: %s.\n\n",
+                 FileIO_ErrorEnglish(readResult));
       return false;
     }
     const FileIOResult writeResult = FileIO_Write(destination, block, count, nullptr);
     if (writeResult != FILEIO_SUCCESS) {
       Msg_Append(MSGID(File.CopyFromFdToFd.write.failure) "Write error: %s.\n\n",
-                 FileIO_MsgError(writeResult));
+                 FileIO_ErrorEnglish(writeResult));
       return false;
     }
   }
@@ -150,7 +151,7 @@ bool CopyToName(FileIODescriptor *source, const char *destination, int prompt) {
   if (created != FILEIO_SUCCESS) {
     if (created != FILEIO_CANCELLED) {
       Msg_Append(MSGID(File.CopyFromFdToName.create.failure) "Unable to create a new '%s' file: %s.\n\n",
-                 destination, FileIO_MsgError(created));
+                 destination, FileIO_ErrorEnglish(created));
     }
     return false;
   }
@@ -299,7 +300,7 @@ bool File_CopyFromNameToName(const char *source, const char *destination, int pr
   if (opened != FILEIO_SUCCESS) {
     Msg_Append(MSGID(File.CopyFromNameToName.open.failure) "Unable to open the '%s' file for read access: "
                "%s.\n\n",
-               source, FileIO_MsgError(opened));
+               source, FileIO_ErrorEnglish(opened));
     return false;
   }
   const bool copied = CopyToName(&original, destination, prompt);
