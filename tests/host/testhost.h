@@ -17,10 +17,13 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 namespace testhost {
+
+class Descriptor;
 
 class Host {
  public:
@@ -47,6 +50,10 @@ class Host {
   Host &Program(const std::string &name, const std::string &body = "");
   // Takes a program away from every directory of the path.
   Host &NoProgram(const std::string &name);
+  // Leaves what the test changes in the host in an empty directory of the real system when the test ends,
+  // with owners, modes and times. What it removed stands there in the file ".removed", a path on each line; a
+  // path that is there as well was removed and made anew.
+  Host &Keep(const std::string &directory);
 
   // Enters the host. The calling process must have one thread. It goes on as a child in the host; the
   // original process only waits for it and ends with its status. Stops the program with a message when the
@@ -60,11 +67,16 @@ class Host {
     std::string content;  // or the link's target, or the directory to lay over
     mode_t mode;
   };
+
+  void PutEntries(const std::vector<Descriptor> &overlays) const;
+  std::set<std::string> RemovedBelowProc() const;
+
   std::vector<Entry> entries_;
   std::map<std::string, std::string> programs_;
   std::vector<std::string> missingPrograms_;
   std::optional<std::string> release_, version_, machine_;
   std::optional<uid_t> user_;
+  std::optional<std::string> kept_;
 };
 
 // One call of a recorded program: its arguments without the program's name.
