@@ -92,20 +92,20 @@ bool CheckBuildTools() {
 bool ExtractSource(const char *name) {
   const bool legacy = kernPrep.kernel.versionCode <= KernPrepVersionCode(2, 6, 8);
   const OwnedString source(
-      KernPrepFormat("%s/modules/source/%s%s.tar", kernPrep.libDir, legacy ? "legacy/" : "", name));
+      EngineFormat("%s/modules/source/%s%s.tar", kernPrep.libDir, legacy ? "legacy/" : "", name));
   if (!File_Exists(source.get())) {
     Log("Source file does not exist at %s\n", source.get());
     return false;
   }
   Log("Extracting the sources of the %s module.\n", name);
   return KernPrepRun(
-      KernPrepFormat("%s -C %s -xopf %s", KernPrep_FindInPath("tar"), kernPrep.tempDir, source.get()));
+      EngineFormat("%s -C %s -xopf %s", KernPrep_FindInPath("tar"), kernPrep.tempDir, source.get()));
 }
 
 void CopySymbolTable(const char *from, const char *to) {
   for (const char *file : {"Modules.symvers", "Module.symvers"}) {
-    const OwnedString source(KernPrepFormat("%s/%s-only/%s", kernPrep.tempDir, from, file));
-    const OwnedString destination(KernPrepFormat("%s/%s-only/%s", kernPrep.tempDir, to, file));
+    const OwnedString source(EngineFormat("%s/%s-only/%s", kernPrep.tempDir, from, file));
+    const OwnedString destination(EngineFormat("%s/%s-only/%s", kernPrep.tempDir, to, file));
     if (File_CopyFromNameToName(source.get(), destination.get(), FILE_PROMPT_OVERWRITE)) {
       return;
     }
@@ -122,9 +122,9 @@ bool CompileModule(const char *name, const char *compiler, const char *headerDir
   const OwnedString grep(KernPrepProgramPath("grep"));
   const KernPrep_KernelIdentity &kernel = kernPrep.kernel;
   const OwnedString command(
-      KernPrepFormat("%s -C %s/%s-only auto-build %s HEADER_DIR=%s CC=%s GREP=%s IS_GCC_3=%s OSTCCVER=%s",
-                     make.get(), kernPrep.tempDir, name, kernel.smp ? "SUPPORT_SMP=1" : "", headerDir,
-                     compiler, grep.get(), kernel.compilerMajor == 3 ? "yes" : "no", version.get()));
+      EngineFormat("%s -C %s/%s-only auto-build %s HEADER_DIR=%s CC=%s GREP=%s IS_GCC_3=%s OSTCCVER=%s",
+                   make.get(), kernPrep.tempDir, name, kernel.smp ? "SUPPORT_SMP=1" : "", headerDir, compiler,
+                   grep.get(), kernel.compilerMajor == 3 ? "yes" : "no", version.get()));
   Log("Building module with command: %s\n", command.get());
   return KernPrepRun(command);
 }

@@ -123,7 +123,7 @@ bool ExamineFirstCandidate(const char *path) {
 // The compiler named after the kernel's, if it is found and tells its version.
 const char *FindNamedCompiler(CompilerVersion kernel) {
   Log("Searching for GCC %d.%d.\n", kernel.major, kernel.minor);
-  const char *path = KernPrep_FindInPath(KernPrepFormat("gcc-%d.%d", kernel.major, kernel.minor).get());
+  const char *path = KernPrep_FindInPath(EngineFormat("gcc-%d.%d", kernel.major, kernel.minor).get());
   if (!path) {
     return nullptr;
   }

@@ -73,7 +73,7 @@ bool ConfigurationFits(const char *directory, const char *configHeader) {
 }
 
 bool IsDirectoryBelow(const char *directory, const char *name) {
-  return File_IsDirectory(KernPrepFormat("%s/%s", directory, name).get());
+  return File_IsDirectory(EngineFormat("%s/%s", directory, name).get());
 }
 
 bool PageOffsetFits(const char *directory) {
@@ -91,11 +91,11 @@ bool IsKernelWithConfiguredTree() {
 }  // namespace
 
 char *KernPrep_FindHeaderDir() {
-  OwnedString directory(KernPrepFormat("/lib/modules/preferred/build/include"));
+  OwnedString directory(EngineFormat("/lib/modules/preferred/build/include"));
   if (KernPrep_ValidateHeaderDir(directory.get())) {
     return directory.release();
   }
-  directory = KernPrepFormat("/lib/modules/%s/build/include", kernPrep.kernel.utsRelease);
+  directory = EngineFormat("/lib/modules/%s/build/include", kernPrep.kernel.utsRelease);
   return KernPrep_ValidateHeaderDir(directory.get()) ? directory.release() : nullptr;
 }
 
@@ -131,13 +131,12 @@ char *KernPrep_QueryMacro(const char *const *headers, const char *directory, con
   for (const char *const *header = headers; *header; ++header) {
     includes.append("#include <").append(*header).append(">\n");
   }
-  const OwnedString command(KernPrepFormat("echo '#define __KERNEL__\n%s\n%s %s' | %s -E -I%s -",
-                                           includes.c_str(), kMarker.data(), macro, compiler.get(),
-                                           directory));
+  const OwnedString command(EngineFormat("echo '#define __KERNEL__\n%s\n%s %s' | %s -E -I%s -",
+                                         includes.c_str(), kMarker.data(), macro, compiler.get(), directory));
   const OwnedPipe preprocessed(Posix_Popen(command.get(), "r"));
   return preprocessed ? ReadMarkedValue(preprocessed.get()).release() : nullptr;
 }
 
 bool KernPrep_HeaderExists(const char *directory, const char *relativePath) {
-  return File_Exists(KernPrepFormat("%s/%s", directory, relativePath).get());
+  return File_Exists(EngineFormat("%s/%s", directory, relativePath).get());
 }

@@ -17,24 +17,24 @@ bool PlaceModule(const char *module, const char *objectPath, const char *subdire
     return false;
   }
   const char *release = kernPrep.kernel.utsRelease;
-  if (!File_IsDirectory(KernPrepFormat("/lib/modules/%s", release).get())) {
+  if (!File_IsDirectory(EngineFormat("/lib/modules/%s", release).get())) {
     Log("Can't figure out where to install the kernel module.\n");
     return false;
   }
-  g_mkdir_with_parents(KernPrepFormat("/lib/modules/%s/%s", release, subdirectory).get(), 0755);
+  g_mkdir_with_parents(EngineFormat("/lib/modules/%s/%s", release, subdirectory).get(), 0755);
 
-  const OwnedString object(KernPrepFormat("/lib/modules/%s/%s/%s.o", release, subdirectory, installName));
+  const OwnedString object(EngineFormat("/lib/modules/%s/%s/%s.o", release, subdirectory, installName));
   if (!InstallerDB_CopyFile(objectPath, object.get(), INSTALLERDB_TIMESTAMP)) {
     Log("Failed to install the module %s to %s.\n", objectPath, object.get());
     return false;
   }
-  const OwnedString link(KernPrepFormat("/lib/modules/%s/%s/%s.ko", release, subdirectory, installName));
+  const OwnedString link(EngineFormat("/lib/modules/%s/%s/%s.ko", release, subdirectory, installName));
   if (!InstallerDB_Link(true, object.get(), link.get())) {
     Log("Failed to create symlink from %s to %s.\n", object.get(), link.get());
     return false;
   }
   // The file that an old installation left without a suffix: its own name and place, whatever was asked for.
-  File_UnlinkIfExists(KernPrepFormat("/lib/modules/%s/misc/%s", release, module).get());
+  File_UnlinkIfExists(EngineFormat("/lib/modules/%s/misc/%s", release, module).get());
   return true;
 }
 
@@ -51,10 +51,10 @@ bool KernPrep_InstallModule(const char *module, const char *objectPath, const ch
 }
 
 bool KernPrep_LoadModule(const char *module) {
-  const OwnedString path(KernPrepFormat("/lib/modules/%s/misc/%s.o", kernPrep.kernel.utsRelease, module));
-  return KernPrepRun(KernPrepFormat("%s %s %s %s", KernPrep_FindInPath("insmod"), "", path.get(), ""));
+  const OwnedString path(EngineFormat("/lib/modules/%s/misc/%s.o", kernPrep.kernel.utsRelease, module));
+  return KernPrepRun(EngineFormat("%s %s %s %s", KernPrep_FindInPath("insmod"), "", path.get(), ""));
 }
 
 bool KernPrep_UnloadModule(const char *module) {
-  return KernPrepRun(KernPrepFormat("%s %s >/dev/null 2>&1", KernPrep_FindInPath("rmmod"), module));
+  return KernPrepRun(EngineFormat("%s %s >/dev/null 2>&1", KernPrep_FindInPath("rmmod"), module));
 }

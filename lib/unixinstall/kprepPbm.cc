@@ -151,7 +151,7 @@ void AppendSet(OwnedSets *list, const char *name, const KernPrep_PbmProperties &
 
 // Reads one set and appends it to the list if it may be used.
 void ConsiderSet(OwnedSets *list, const char *root, const char *name, const char *mangledRelease) {
-  const OwnedString path(KernPrepFormat("%s/%s/properties", root, name));
+  const OwnedString path(EngineFormat("%s/%s/properties", root, name));
   char *text = nullptr;
   if (!g_file_get_contents(path.get(), &text, nullptr, nullptr)) {
     Log("Unable to process %s\n", path.get());
@@ -176,7 +176,7 @@ OwnedString JoinGroups(const GRegex *pattern, const char *release, int groupCoun
     ASSERT(g_match_info_get_match_count(match) == groupCount);
     const OwnedGText first(g_match_info_fetch(match, 1));
     const OwnedGText second(g_match_info_fetch(match, 2));
-    joined = KernPrepFormat("%s%s", first.get(), second.get());
+    joined = EngineFormat("%s%s", first.get(), second.get());
   }
   g_match_info_free(match);
   return joined;
@@ -213,7 +213,7 @@ int32_t FieldNumber(const char *field) {
 bool IsSmokeModuleLoaded() {
   const OwnedString lsmod(KernPrepProgramPath("lsmod"));
   const OwnedString grep(KernPrepProgramPath("grep"));
-  return KernPrepRun(KernPrepFormat("%s | %s -q %s >/dev/null 2>&1", lsmod.get(), grep.get(), kSmokeModule));
+  return KernPrepRun(EngineFormat("%s | %s -q %s >/dev/null 2>&1", lsmod.get(), grep.get(), kSmokeModule));
 }
 
 // The better one of a compatible set and the best so far, which may be null.
@@ -241,7 +241,7 @@ KernPrep_PbmSet *ChooseCompatible(const char *root, KernPrep_PbmSet *set, KernPr
 }
 
 OwnedString PbmRoot() {
-  return KernPrepFormat("%s/modules/binary", kernPrep.libDir);
+  return EngineFormat("%s/modules/binary", kernPrep.libDir);
 }
 
 }  // namespace
@@ -317,7 +317,7 @@ int KernPrep_SmokeTest(const char *root, const KernPrep_PbmSet *set, const char 
       return -1;
     }
   }
-  if (!KernPrepRun(KernPrepFormat("%s %s >/dev/null 2>&1", KernPrep_FindInPath("insmod"), object))) {
+  if (!KernPrepRun(EngineFormat("%s %s >/dev/null 2>&1", KernPrep_FindInPath("insmod"), object))) {
     Log("The %s PBM set failed the smoke test.\n", set->name);
     return 0;
   }
