@@ -1,0 +1,181 @@
+#include "buildTask.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <functional>
+
+#include "icons.h"
+#include "msg.h"
+#include "testDesktop.h"
+
+namespace kernprep {
+namespace {
+
+class WorkTask : public BuildTask {
+ public:
+  explicit WorkTask(std::function<bool()> work_) : BuildTask("Working"), work(std::move(work_)) {}
+  bool IsFatal() const override { return true; }
+  bool Run() override { return work(); }
+  Glib::ustring GetFailureText() const override { return "Unable to work."; }
+
+ private:
+  std::function<bool()> work;
+};
+
+// A window to own the task's widgets.
+class Row : public Gtk::Window {
+ public:
+  explicit Row(BuildTask &task) {
+    add(box);
+    box.pack_start(*task.GetImage());
+    box.pack_start(*task.GetLabel());
+  }
+
+ private:
+  Gtk::HBox box;
+};
+
+std::string StockOf(const BuildTask &task) {
+  Gtk::StockID id;
+  Gtk::IconSize size;
+  task.GetImage()->get_stock(id, size);
+  EXPECT_EQ(size, Gtk::ICON_SIZE_SMALL_TOOLBAR);
+  return id.get_string();
+}
+
+int StatusOf(BuildTask &task) {
+  int status = -1;
+  const pid_t pid = task.Start();
+  EXPECT_EQ(waitpid(pid, &status, 0), pid);
+  return status;
+}
+
+TEST(BuildTask, BeginsPendingWithItsTextAtTheLeft) {
+  testhost::Host().Enter();
+  const TestDesktop desktop;
+  WorkTask task([] { return true; });
+  const Row row(task);
+  EXPECT_EQ(task.GetLabel()->get_text(), "Working");
+  float x = -1;
+  float y = -1;
+  task.GetLabel()->get_alignment(x, y);
+  EXPECT_EQ(x, 0.0F);
+  EXPECT_EQ(y, 0.5F);
+  EXPECT_EQ(StockOf(task), "ostrel-kernprep-pending");
+  EXPECT_EQ(task.GetTimeout(), 0U);
+  task.SetText("Still working");
+  EXPECT_EQ(task.GetLabel()->get_text(), "Still working");
+}
+
+TEST(BuildTask, ShowsEachStateAtTheSmallToolbarSize) {
+  testhost::Host().Enter();
+  const TestDesktop desktop;
+  RegisterIcons();
+  WorkTask task([] { return true; });
+  const Row row(task);
+  const std::pair<BuildTask::State, const char *> rows[] = {
+      {BuildTask::STATE_PENDING, "ostrel-kernprep-pending"},
+      {BuildTask::STATE_IN_PROGRESS, "ostrel-kernprep-in-progress"},
+      {BuildTask::STATE_SUCCESS, "ostrel-kernprep-success"},
+      {BuildTask::STATE_FAILURE_FATAL, "ostrel-kernprep-failure-fatal"},
+      {BuildTask::STATE_FAILURE_WARNING, "ostrel-kernprep-failure-warning"},
+  };
+  int number = 0;
+  for (const auto &[state, name] : rows) {
+    EXPECT_EQ(state, number++);
+    task.SetState(state);
+    EXPECT_EQ(StockOf(task), name);
+  }
+}
+
+TEST(BuildTask, ShowsTheThemesOwnIconWhereItHasOne) {
+  testhost::Host host;
+  host.File("/usr/share/icons/hicolor/scalable/apps/ostrel-kernprep-success.svg",
+            "<svg xmlns='http://www.w3.org/2000/svg' width='16' height='16'/>")
+      .Enter();
+  const TestDesktop desktop;
+  RegisterIcons();
+  WorkTask task([] { return true; });
+  const Row row(task);
+  task.SetState(BuildTask::STATE_SUCCESS);
+  EXPECT_EQ(task.GetImage()->get_storage_type(), Gtk::IMAGE_ICON_NAME);
+  EXPECT_EQ(task.GetImage()->get_icon_name(), "ostrel-kernprep-success");
+  task.SetState(BuildTask::STATE_PENDING);
+  EXPECT_EQ(StockOf(task), "ostrel-kernprep-pending");
+}
+
+TEST(BuildTaskDeathTest, StopsTheProgramForAnUnknownState) {
+  testhost::Host().Enter();
+  const TestDesktop desktop;
+  WorkTask task([] { return true; });
+  const Row row(task);
+  EXPECT_EXIT(task.SetState(static_cast<BuildTask::State>(5)), testing::ExitedWithCode(255),
+              "NOT_IMPLEMENTED apps/kernprep/buildTask.cc:[0-9]+");
+}
+
+TEST(BuildTask, GivesTheWorksResultAsTheChildsStatus) {
+  testhost::Host().Enter();
+  const TestDesktop desktop;
+  WorkTask good([] { return true; });
+  const Row goodRow(good);
+  EXPECT_EQ(StatusOf(good), 0);
+  WorkTask bad([] { return false; });
+  const Row badRow(bad);
+  const int status = StatusOf(bad);
+  EXPECT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 1);
+}
+
+TEST(BuildTask, RunsInAGroupOfItsOwnFromTheStart) {
+  testhost::Host().Enter();
+  const TestDesktop desktop;
+  WorkTask task([] { return getpgrp() == getpid(); });
+  const Row row(task);
+  const pid_t pid = task.Start();
+  EXPECT_EQ(getpgid(pid), pid);
+  int status = -1;
+  waitpid(pid, &status, 0);
+  EXPECT_EQ(status, 0);
+}
+
+TEST(BuildTask, RunsNoExitHandlersOfTheParent) {
+  testhost::Host().Enter();
+  const TestDesktop desktop;
+  std::atexit([] { testhost::WriteFile("/tmp/handler-" + std::to_string(getpid()), "ran"); });
+  WorkTask task([] { return true; });
+  const Row row(task);
+  const pid_t pid = task.Start();
+  waitpid(pid, nullptr, 0);
+  EXPECT_EQ(access(("/tmp/handler-" + std::to_string(pid)).c_str(), F_OK), -1);
+}
+
+TEST(BuildTask, LogsWhatAFailedTaskLeftPending) {
+  testhost::Host().Enter();
+  const TestDesktop desktop;
+  WorkTask task([] {
+    Msg_Append(MSGID(test.full) "Disk %s is full.\n", "A");
+    return false;
+  });
+  const Row row(task);
+  StatusOf(task);
+  EXPECT_NE(TestLog().find("Disk A is full."), std::string::npos) << TestLog();
+  EXPECT_FALSE(Msg_Present());
+}
+
+TEST(BuildTask, LeavesTheMessagesOfASuccessUnlogged) {
+  testhost::Host().Enter();
+  const TestDesktop desktop;
+  WorkTask task([] {
+    Msg_Append(MSGID(test.full) "Disk %s is full.\n", "A");
+    return true;
+  });
+  const Row row(task);
+  EXPECT_EQ(StatusOf(task), 0);
+  EXPECT_EQ(TestLog().find("Disk A is full."), std::string::npos);
+}
+
+}  // namespace
+}  // namespace kernprep
