@@ -1,0 +1,67 @@
+#include "util_misc.h"
+
+#include <gmock/gmock-matchers.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+
+#include "owned.h"
+
+// A size that can't be had gives null under the sanitizer too, which then says so on standard error.
+extern "C" const char *__asan_default_options() {
+  return "allocator_may_return_null=1";
+}
+
+namespace {
+
+volatile size_t tooMuch = PTRDIFF_MAX;
+
+TEST(UtilSafe, GivesBlocksThatFreeFrees) {
+  OwnedString block(static_cast<char *>(Util_SafeMalloc(10)));
+  memset(block.get(), 'x', 10);
+  block.reset(static_cast<char *>(Util_SafeRealloc(block.release(), 1000)));
+  EXPECT_EQ(memcmp(block.get(), "xxxxxxxxxx", 10), 0);
+  const OwnedString zeros(static_cast<char *>(Util_SafeCalloc(4, 4)));
+  EXPECT_EQ(memcmp(zeros.get(), "\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0", 16), 0);
+}
+
+TEST(UtilSafe, CopiesStrings) {
+  const OwnedString whole(Util_SafeStrdup("text"));
+  EXPECT_STREQ(whole.get(), "text");
+  const OwnedString part(Util_SafeStrndup("text", 2));
+  EXPECT_STREQ(part.get(), "te");
+  const OwnedString longer(Util_SafeStrndup("text", 100));
+  EXPECT_STREQ(longer.get(), "text");
+  EXPECT_EQ(Util_SafeStrdup(nullptr), nullptr);
+  EXPECT_EQ(Util_SafeStrndup(nullptr, 5), nullptr);
+}
+
+TEST(UtilSafe, ASizeOfNothingIsNoFailure) {
+  free(Util_SafeMalloc(0));
+  free(Util_SafeCalloc(0, 8));
+  free(Util_SafeCalloc(8, 0));
+  // Frees the block, and may well give null.
+  free(Util_SafeRealloc(Util_SafeMalloc(8), 0));
+}
+
+TEST(UtilSafeDeathTest, AllocationFailureStopsTheProgram) {
+  const auto panics = testing::ExitedWithCode(255);
+  const std::string place = "Unrecoverable memory allocation failure at lib/misc/util_misc_test.cc:";
+  int line = __LINE__ + 1;
+  EXPECT_EXIT(Util_SafeMalloc(tooMuch), panics, testing::EndsWith(place + std::to_string(line) + "\n"));
+  line = __LINE__ + 1;
+  EXPECT_EXIT(Util_SafeRealloc(nullptr, tooMuch), panics,
+              testing::EndsWith(place + std::to_string(line) + "\n"));
+  line = __LINE__ + 1;
+  EXPECT_EXIT(Util_SafeCalloc(tooMuch, 2), panics, testing::EndsWith(place + std::to_string(line) + "\n"));
+}
+
+TEST(UtilSafeDeathTest, NamesTheBugNumberOfItsCaller) {
+  EXPECT_EXIT(
+      UtilSafeMallocInt(4711, tooMuch, "some/file.cc", 12), testing::ExitedWithCode(255),
+      testing::EndsWith("Unrecoverable memory allocation failure at some/file.cc:12.  Bug number: 4711\n"));
+}
+
+}  // namespace
