@@ -221,6 +221,30 @@ char *FileCwd() {
   return Util_SafeStrdup(buffer);
 }
 
+std::string CollapseSlashes(const std::string &path) {
+  std::string collapsed;
+  for (const char byte : path) {
+    if (byte != '/' || !collapsed.ends_with('/')) {
+      collapsed += byte;
+    }
+  }
+  return collapsed;
+}
+
+// The path from the root on, without links where it exists; the working directory for an empty path. Nothing
+// when the working directory is unknown.
+std::optional<std::string> FullPath(std::string path) {
+  if (!path.starts_with('/')) {
+    const OwnedString workingDirectory(FileCwd());
+    if (workingDirectory == nullptr) {
+      return std::nullopt;
+    }
+    path = path.empty() ? workingDirectory.get() : workingDirectory.get() + ('/' + path);
+  }
+  const OwnedString resolved(Posix_RealPath(path.c_str()));
+  return resolved == nullptr ? CollapseSlashes(path) : resolved.get();
+}
+
 // The directory in its expanded form, or null when it can't serve.
 OwnedString UsableTmpDir(const char *directory) {
   if (directory == nullptr) {
@@ -310,6 +334,21 @@ bool File_CopyFromNameToName(const char *source, const char *destination, int pr
     return false;
   }
   return copied;
+}
+
+char *File_FullPathKeepLink(const char *path) {
+  const std::string name = path == nullptr ? "" : path;
+  std::optional<std::string> full;
+  if (IsNameOfType(name.c_str(), S_IFLNK)) {
+    const size_t base = name.rfind('/') + 1;
+    full = FullPath(name.substr(0, base));
+    if (full) {
+      *full += (full->ends_with('/') ? "" : "/") + name.substr(base);
+    }
+  } else {
+    full = FullPath(name);
+  }
+  return full ? Util_SafeStrdup(full->c_str()) : nullptr;
 }
 
 int File_ListDirectory(const char *path, char ***names) {

@@ -8,6 +8,8 @@
 #include <cstring>
 
 #include "err.h"
+#include "fileLock.h"
+#include "idLinux.h"
 #include "log.h"
 #include "msg.h"
 #include "panicUser.h"
@@ -18,6 +20,7 @@ namespace {
 
 constexpr size_t kMaxTransfer = 0x7fffffff;
 constexpr mode_t kDefaultMode = 0600;
+constexpr uint32_t kLockWait = 2500;  // milliseconds
 
 FileIOResult ResultOfErrno(int error) {
   switch (error) {
@@ -83,9 +86,69 @@ uint32_t AvailableAccess(const char *path, uint32_t access) {
   return access & ~static_cast<uint32_t>(FILEIO_ACCESS_UNBUFFERED);
 }
 
+// Locks the file where that is asked for. Sets errno to the lock's error number on failure.
+FileIOResult FileIOLock(FileIODescriptor *file, uint32_t access) {
+  if ((access & FILEIO_ACCESS_LOCK) == 0) {
+    return FILEIO_SUCCESS;
+  }
+  const bool readOnly = (access & FILEIO_ACCESS_WRITE) == 0;
+  int error = 0;
+  file->lockToken = FileLock_Lock(file->fileName, readOnly, kLockWait, &error);
+  if (file->lockToken != nullptr) {
+    return FILEIO_SUCCESS;
+  }
+  Warning("FILE: %s on '%s' failed: %s\n", "FileIO_Lock", file->fileName,
+          error == 0 ? "Lock timed out" : Err_Errno2String(error));
+  errno = error;
+  switch (error) {
+    case 0:
+    case EROFS:
+      return FILEIO_LOCK_FAILED;
+    case ENOENT:
+    case EACCES:
+    case ENAMETOOLONG:
+      return ResultOfErrno(error);
+    default:
+      return FILEIO_ERROR;
+  }
+}
+
+void FileIOUnlock(FileIODescriptor *file) {
+  if (file->lockToken == nullptr) {
+    return;
+  }
+  const int error = FileLock_Unlock(file->fileName, file->lockToken);
+  file->lockToken = nullptr;
+  if (error != 0) {
+    Warning("FILE: %s on '%s' failed: %s\n", "FileIO_Unlock", file->fileName, Err_Errno2String(error));
+  }
+}
+
+// Gives back all that the descriptor holds but the system's descriptor. Keeps errno.
+void Release(FileIODescriptor *file) {
+  const int error = errno;
+  FileIOUnlock(file);
+  free(file->fileName);
+  FileIO_Invalidate(file);
+  errno = error;
+}
+
+// The open itself, as root where that is asked for.
+int OpenAs(const char *path, uint32_t access, int flags, mode_t mode) {
+  if ((access & FILEIO_ACCESS_SUPERUSER) == 0) {
+    return Posix_Open(path, flags, mode);
+  }
+  const uid_t user = Id_BeginSuperUser();
+  const int posix = Posix_Open(path, flags, mode);
+  const int error = errno;
+  Id_EndSuperUser(user);
+  errno = error;
+  return posix;
+}
+
 // Opens the file and takes its name away where that was asked for. Returns the descriptor, or -1 with errno.
 int OpenDescriptor(const char *path, uint32_t access, FileIOAction action, mode_t mode) {
-  const int posix = Posix_Open(path, AccessFlags(access) | ActionFlags(action), mode);
+  const int posix = OpenAs(path, access, AccessFlags(access) | ActionFlags(action), mode);
   if (posix == -1 || (access & FILEIO_ACCESS_UNLINK_OPEN) == 0 || Posix_Unlink(path) == 0) {
     return posix;
   }
@@ -148,16 +211,16 @@ FileIOResult FileIO_Create(FileIODescriptor *file, const char *path, uint32_t ac
   ASSERT(file->lockToken == nullptr);
 
   file->fileName = Util_SafeStrdup(path);
-  file->flags = AvailableAccess(path, access);
-  file->posix = OpenDescriptor(path, file->flags, action, mode);
-  if (file->posix != -1) {
-    return FILEIO_SUCCESS;
+  FileIOResult result = FileIOLock(file, access);
+  if (result == FILEIO_SUCCESS) {
+    file->flags = AvailableAccess(path, access);
+    file->posix = OpenDescriptor(path, file->flags, action, mode);
+    result = file->posix == -1 ? ResultOfErrno(errno) : FILEIO_SUCCESS;
   }
-  const int error = errno;
-  free(file->fileName);
-  FileIO_Invalidate(file);
-  errno = error;
-  return ResultOfErrno(error);
+  if (result != FILEIO_SUCCESS) {
+    Release(file);
+  }
+  return result;
 }
 
 FileIOResult FileIO_Open(FileIODescriptor *file, const char *path, uint32_t access, FileIOAction action) {
@@ -167,10 +230,7 @@ FileIOResult FileIO_Open(FileIODescriptor *file, const char *path, uint32_t acce
 bool FileIO_Close(FileIODescriptor *file) {
   ASSERT(file != nullptr);
   const bool failed = close(file->posix) == -1;
-  const int error = errno;
-  free(file->fileName);
-  FileIO_Invalidate(file);
-  errno = error;
+  Release(file);
   return failed;
 }
 

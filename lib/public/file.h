@@ -29,6 +29,10 @@ bool File_SetFilePermissions(const char *path, mode_t mode);
 //
 // On failure no half-made destination stays, a message is pending and the result is false.
 bool File_CopyFromNameToName(const char *source, const char *destination, int prompt);
+// The path from the root on without links, but for a link that the path itself names; a path that can't be
+// resolved keeps its own words. Null or an empty path is the working directory. Null, with a message pending,
+// when the working directory is unknown.
+char *File_FullPathKeepLink(const char *path);
 // Lists a directory in the system's order, without "." and "..".
 //
 // names  if not null, gets a new array of `count` new strings (free each, then the array; File_FreeNames)

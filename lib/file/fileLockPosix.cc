@@ -1,0 +1,157 @@
+#include <fcntl.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "file.h"
+#include "fileLock.h"
+#include "fileLockInt.h"
+#include "idLinux.h"
+#include "log.h"
+#include "owned.h"
+#include "panicUser.h"
+#include "posixPosix.h"
+#include "str.h"
+
+namespace {
+
+// The fields of a process's stat file between its name and its creation time.
+constexpr int kFieldsBeforeCreation = 19;
+constexpr uint32_t kFineSleep = 50;
+
+// In whose name locks are taken; set by FileLock_Init, for the rest of the process.
+struct {
+  pid_t pid;  // below 1 for the calling process
+  bool flag;
+} effective;
+
+pid_t EffectivePid() {
+  return effective.pid < 1 ? getpid() : effective.pid;
+}
+
+bool IsValidProcess(pid_t pid) {
+  const uid_t user = Id_BeginSuperUser();
+  const int error = kill(pid, 0) == -1 ? errno : 0;
+  Id_EndSuperUser(user);
+  if (error != 0 && error != EPERM && error != ESRCH) {
+    Log("FILE: %s Unexpected errno (%d), assuming valid.\n", "FileLockIsValidProcess", error);
+  }
+  return error != ESRCH;
+}
+
+// The text of a process's stat file, cut if it is longer than any is; empty when it can't be read.
+std::string ReadProcessStat(pid_t pid) {
+  char path[32];
+  Str_Snprintf(path, sizeof path, "/proc/%d/stat", pid);
+  const int fd = Posix_Open(path, O_RDONLY);
+  if (fd == -1) {
+    return {};
+  }
+  char text[1023];
+  const ssize_t length = read(fd, text, sizeof text);
+  close(fd);
+  return {text, length > 0 ? static_cast<size_t>(length) : 0};
+}
+
+// The path whose lock directory is meant, or null.
+OwnedString NormalizePath(const char *path) {
+  return OwnedString(File_FullPathKeepLink(path));
+}
+
+}  // namespace
+
+std::string FileLockGetExecutionID() {
+  return std::to_string(EffectivePid());
+}
+
+bool FileLockValidOwner(const char *executionID, const char *payload) {
+  pid_t pid = 0;
+  if (sscanf(executionID, "%d", &pid) != 1) {
+    Warning("FILE: %s pid conversion error on %s. Assuming valid.\n", __func__, executionID);
+    return true;
+  }
+  if (!IsValidProcess(pid)) {
+    return false;
+  }
+  if (payload[0] == '\0') {
+    return true;
+  }
+  uint64_t stored = 0;
+  if (sscanf(payload, "%lu", &stored) != 1) {
+    Warning("FILE: %s payload conversion error on %s. Assuming valid.\n", __func__, payload);
+    return true;
+  }
+  const uint64_t current = ProcessCreationTime(pid);
+  return stored == 0 || current == 0 || stored == current;
+}
+
+uint64_t ProcessCreationTime(pid_t pid) {
+  const std::string text = ReadProcessStat(pid);
+  if (text.empty()) {
+    return 0;
+  }
+  // The name before it may hold anything, blanks and brackets too.
+  size_t position = text.rfind(')');
+  for (int field = 0; field <= kFieldsBeforeCreation && position != std::string::npos; field++) {
+    position = text.find(' ', position + 1);
+  }
+  const std::string field = position == std::string::npos ? "" : text.substr(position + 1);
+  uint64_t time = 0;
+  if (sscanf(field.c_str(), "%lu", &time) != 1) {
+    Warning("FILE: %s creationTime conversion error on %s.\n", __func__, field.c_str());
+    return 0;
+  }
+  return time;
+}
+
+void FileSleeper(uint32_t msec) {
+  static std::atomic<uint32_t> seed;
+  uint32_t next = seed.load(std::memory_order_relaxed);
+  next = next * 1103515245 + 12345;
+  seed.store(next, std::memory_order_relaxed);
+  usleep((msec + (next & (msec >= kFineSleep ? 3U : 1U))) * 1000);
+}
+
+void *FileLock_Lock(const char *filePath, bool readOnly, uint32_t msecMaxWaitTime, int *err) {
+  ASSERT(filePath != nullptr);
+  ASSERT(err != nullptr);
+  const OwnedString path = NormalizePath(filePath);
+  if (path == nullptr) {
+    *err = EINVAL;
+    return nullptr;
+  }
+  const std::string payload = std::to_string(ProcessCreationTime(EffectivePid()));
+  return FileLockIntrinsic(path.get(), !readOnly, msecMaxWaitTime, payload, err);
+}
+
+int FileLock_Unlock(const char *filePath, void *token) {
+  ASSERT(filePath != nullptr);
+  ASSERT(token != nullptr);
+  const OwnedString path = NormalizePath(filePath);
+  return path == nullptr ? EINVAL : FileUnlockIntrinsic(path.get(), token);
+}
+
+bool FileLock_IsLocked(const char *filePath, int *err) {
+  ASSERT(filePath != nullptr);
+  const OwnedString path = NormalizePath(filePath);
+  int error = EINVAL;
+  const bool locked = path != nullptr && FileLockIsLocked(path.get(), &error);
+  if (err != nullptr) {
+    *err = error;
+  }
+  return locked;
+}
+
+int FileLock_DeleteIfSoleOwner(const char *filePath) {
+  ASSERT(filePath != nullptr);
+  const OwnedString path = NormalizePath(filePath);
+  return path == nullptr ? EINVAL : FileLockHackOST(path.get());
+}
+
+void FileLock_Init(pid_t pid, bool flag) {
+  effective = {pid, flag};
+}

@@ -1,0 +1,760 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cctype>
+#include <cerrno>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "base64.h"
+#include "err.h"
+#include "file.h"
+#include "fileLock.h"
+#include "fileLockInt.h"
+#include "log.h"
+#include "machineID.h"
+#include "owned.h"
+#include "panicUser.h"
+#include "posixPosix.h"
+#include "random.h"
+#include "str.h"
+#include "util_misc.h"
+
+namespace {
+
+constexpr mode_t kDirectoryMode = 0777;
+constexpr mode_t kMemberMode = 0644;
+constexpr size_t kDigits = 5;
+constexpr size_t kMinFields = 4;
+constexpr size_t kMaxFields = 16;
+constexpr size_t kRawMachineID = 12;
+constexpr size_t kHardwareIDOffset = 4;
+constexpr uint32_t kScanInterval = 200;  // milliseconds, as are those that follow
+constexpr uint32_t kMaxChoosingTime = 8000;
+constexpr uint32_t kMaxSleep = 900;
+
+// ".lck" and "/Mnnnnn.lck" are all that a member's path has beyond the locked path's.
+static_assert((sizeof kLockSuffix - 1) + 2 + kDigits + (sizeof kLockSuffix - 1) <= 15);
+
+// The token of a reader's lock where nothing can be written.
+char implicitReadToken[] = "implicit";
+
+// Where a contender's entries are.
+struct Entry {
+  std::string memberName;
+  std::string directoryPath;
+  std::string filePath;
+  std::string memberPath;
+};
+
+// Works on a member during a scan. Returns an error number to end the scan, or 0.
+using ScanFunction = int (*)(const std::string &lockDir, const std::string &fileName,
+                             const LockValues &member, LockValues *myValues);
+
+int Unlink(const std::string &path) {
+  return Posix_Unlink(path.c_str()) == -1 ? errno : 0;
+}
+
+int RemoveDirectory(const std::string &path) {
+  return Posix_Rmdir(path.c_str()) == -1 ? errno : 0;
+}
+
+// Makes a directory that everyone can use. Returns an error number, or 0.
+int MakeDirectory(const std::string &path) {
+  const mode_t mask = umask(0);
+  const int error = Posix_Mkdir(path.c_str(), kDirectoryMode) == -1 ? errno : 0;
+  umask(mask);
+  return error;
+}
+
+// What a name stands for, the name itself and not what a link leads to. Returns an error number, or 0.
+int FileLockFileType(const std::string &path, mode_t *type) {
+  struct stat data;
+  if (Posix_Lstat(path.c_str(), &data) == -1) {
+    return errno;
+  }
+  *type = data.st_mode & S_IFMT;
+  return 0;
+}
+
+int RemoveLockingFile(const std::string &lockDir, const std::string &fileName) {
+  const std::string path = lockDir + '/' + fileName;
+  const int error = Unlink(path);
+  if (error == 0 || error == ENOENT) {
+    return 0;
+  }
+  Warning("FILE: %s of '%s' failed: %s\n", __func__, path.c_str(), Err_Errno2String(error));
+  return error;
+}
+
+std::string LocationChecksum(const std::string &lockDir) {
+  uint32_t hash = 5381;
+  for (const char byte : lockDir) {
+    hash = hash * 33 + static_cast<uint32_t>(static_cast<signed char>(byte));
+  }
+  return std::to_string(hash);
+}
+
+// Machine identity
+
+// The identity in its written form, as a new string.
+char *MakeMachineID() {
+  uint32_t hostNameHash = 0;
+  uint64_t hardwareID = 0;
+  Hostinfo_MachineID(&hostNameHash, &hardwareID);
+  uint8_t raw[kRawMachineID];
+  memcpy(raw, &hostNameHash, kHardwareIDOffset);
+  memcpy(raw + kHardwareIDOffset, &hardwareID, sizeof hardwareID);
+  char *text = nullptr;
+  ASSERT_MEM_ALLOC(Base64_EasyEncode(raw, sizeof raw, &text));
+  std::replace(text, text + strlen(text), '/', '-');
+  return text;
+}
+
+bool DecodeMachineID(std::string text, uint8_t raw[kRawMachineID]) {
+  std::replace(text.begin(), text.end(), '-', '/');
+  size_t length = 0;
+  return Base64_Decode(text.c_str(), raw, kRawMachineID, &length) && length == kRawMachineID;
+}
+
+// Whether two identities share their hardware, whatever the host is called now.
+bool OldMachineIDMatch(const char *secondMachineID) {
+  uint8_t first[kRawMachineID];
+  uint8_t second[kRawMachineID];
+  if (!DecodeMachineID(FileLockGetMachineID(), first)) {
+    Warning("%s: unexpected decode problem #1 (%s)\n", __func__, FileLockGetMachineID());
+    return false;
+  }
+  if (!DecodeMachineID(secondMachineID, second)) {
+    Warning("%s: unexpected decode problem #2 (%s)\n", __func__, secondMachineID);
+    return false;
+  }
+  return memcmp(first + kHardwareIDOffset, second + kHardwareIDOffset, kRawMachineID - kHardwareIDOffset) ==
+         0;
+}
+
+// Choosing a number
+
+// The generator of the contenders' numbers, made by the first lock and kept.
+std::atomic<RandomQuickState *> numberGenerator;
+
+uint32_t ByteSum(const std::string &text) {
+  uint32_t sum = 0;
+  for (const char byte : text) {
+    sum += static_cast<uint32_t>(static_cast<signed char>(byte));
+  }
+  return sum;
+}
+
+uint32_t ChooseNumber(const LockValues &myValues) {
+  if (numberGenerator == nullptr) {
+    RandomQuickState *made = Random_QuickSeed(ByteSum(myValues.machineID) + ByteSum(myValues.executionID));
+    ASSERT_MEM_ALLOC(made != nullptr);
+    RandomQuickState *none = nullptr;
+    if (!numberGenerator.compare_exchange_strong(none, made)) {
+      free(made);
+    }
+  }
+  return (Random_Quick(numberGenerator) >> 8) & 0xffff;
+}
+
+Entry EntryOfNumber(const std::string &lockDir, uint32_t number) {
+  const OwnedString member(Str_SafeAsprintf(nullptr, "M%05u%s", number, kLockSuffix));
+  const OwnedString directory(Str_SafeAsprintf(nullptr, "D%05u%s", number, kLockSuffix));
+  const OwnedString file(Str_SafeAsprintf(nullptr, "E%05u%s", number, kLockSuffix));
+  return {member.get(), lockDir + '/' + directory.get(), lockDir + '/' + file.get(),
+          lockDir + '/' + member.get()};
+}
+
+// Makes sure that the lock directory is there. Returns an error number, or 0.
+int CreateLockDirectory(const std::string &lockDir) {
+  for (;;) {
+    mode_t type = 0;
+    int error = FileLockFileType(lockDir, &type);
+    if (error == ENOENT) {
+      error = MakeDirectory(lockDir);
+      if (error == 0 || error == EEXIST) {
+        return 0;
+      }
+      Warning("FILE: %s creation failure on '%s': %s\n", "CreateEntryDirectory", lockDir.c_str(),
+              Err_Errno2String(error));
+      return error;
+    }
+    if (error != 0) {
+      Warning("FILE: %s stat failure on '%s': %s\n", "CreateEntryDirectory", lockDir.c_str(),
+              Err_Errno2String(error));
+      return error;
+    }
+    if (type == S_IFDIR) {
+      return 0;
+    }
+    if (type == S_IFREG) {
+      Log("FILE: %s: '%s' exists; an old style lock file?\n", "CreateEntryDirectory", lockDir.c_str());
+      return EAGAIN;
+    }
+    if (Unlink(lockDir) != 0) {
+      Warning("FILE: %s: '%s' exists and is not a directory.\n", "CreateEntryDirectory", lockDir.c_str());
+      return ENOTDIR;
+    }
+  }
+}
+
+// Begins the choosing: takes a number that nobody has, by making its entry directory. Returns an error
+// number, or 0.
+int CreateEntryDirectory(const LockValues &myValues, const std::string &lockDir, Entry *entry) {
+  for (;;) {
+    const int lockDirError = CreateLockDirectory(lockDir);
+    if (lockDirError != 0) {
+      return lockDirError;
+    }
+    *entry = EntryOfNumber(lockDir, ChooseNumber(myValues));
+    const int entryError = MakeDirectory(entry->directoryPath);
+    if (entryError == EEXIST || entryError == ENOENT) {
+      continue;
+    }
+    if (entryError != 0) {
+      Warning("FILE: %s creation failure on '%s': %s\n", __func__, entry->directoryPath.c_str(),
+              Err_Errno2String(entryError));
+      return entryError;
+    }
+    mode_t type = 0;
+    const int memberError = FileLockFileType(entry->memberPath, &type);
+    if (memberError == ENOENT) {
+      return 0;
+    }
+    if (memberError != 0) {
+      Log("FILE: %s stat failure on '%s': %s\n", __func__, entry->memberPath.c_str(),
+          Err_Errno2String(memberError));
+    }
+    RemoveDirectory(entry->directoryPath);
+  }
+}
+
+// Members
+
+std::vector<std::string> SplitAtBlanks(std::string_view text) {
+  std::vector<std::string> fields;
+  while (!text.empty()) {
+    const size_t length = std::min(text.find(' '), text.size());
+    if (length > 0) {
+      fields.emplace_back(text.substr(0, length));
+    }
+    text.remove_prefix(std::min(length + 1, text.size()));
+  }
+  return fields;
+}
+
+bool ParseAttribute(const std::string &field, LockValues *member) {
+  const size_t equals = field.find('=');
+  if (equals == 0 || equals == std::string::npos || equals + 1 == field.size()) {
+    return false;
+  }
+  if (field.substr(0, equals) == "lc") {
+    member->locationChecksum = field.substr(equals + 1);
+  }
+  return true;
+}
+
+bool ParseMember(const std::vector<std::string> &fields, LockValues *member) {
+  if (fields.size() < kMinFields || fields.size() > kMaxFields) {
+    return false;
+  }
+  member->machineID = fields[0];
+  member->executionID = fields[1];
+  const std::string &number = fields[2];
+  const char *end = number.data() + number.size();
+  const auto parsed = std::from_chars(number.data(), end, member->lamportNumber);
+  if (parsed.ec != std::errc() || parsed.ptr != end) {
+    return false;
+  }
+  member->lockType = fields[3];
+  if (member->lockType != kSharedLock && member->lockType != kExclusiveLock) {
+    return false;
+  }
+  if (fields.size() == kMinFields) {
+    return true;
+  }
+  member->payload = fields[kMinFields] == "[" ? "" : fields[kMinFields];
+  return std::all_of(fields.begin() + kMinFields + 1, fields.end(),
+                     [member](const std::string &field) { return ParseAttribute(field, member); });
+}
+
+// Deletes a member file that says nothing. Returns an error number; ENOENT when it is gone.
+int RemoveProblematicFile(const std::string &path, const std::vector<std::string> &fields) {
+  constexpr const char *kReader = "FileLockMemberValues";
+  Warning("FILE: %s removing problematic lock file '%s'\n", kReader, path.c_str());
+  if (!fields.empty()) {
+    Log("FILE: %s '%s' contents are:\n", kReader, path.c_str());
+    for (size_t index = 0; index < fields.size(); index++) {
+      Log("FILE: %s %s argv[%d]: '%s'\n", kReader, path.c_str(), static_cast<int>(index),
+          fields[index].c_str());
+    }
+  }
+  const int error = Unlink(path);
+  return error == 0 ? ENOENT : error;
+}
+
+// Reads a member file of the right size. Returns an error number, or 0; `*problematic` tells a wrong size.
+int ReadMemberFile(int fd, const std::string &path, char buffer[kMemberSize], bool *problematic) {
+  constexpr const char *kReader = "FileLockMemberValues";
+  struct stat data;
+  if (fstat(fd, &data) == -1) {
+    const int error = errno;
+    Warning("FILE: %s file size failure on '%s': %s\n", kReader, path.c_str(), Err_Errno2String(error));
+    return error;
+  }
+  *problematic = data.st_size != static_cast<off_t>(kMemberSize);
+  if (*problematic) {
+    Warning("FILE: %s file '%s': size %lu, required size %u\n", kReader, path.c_str(),
+            static_cast<unsigned long>(data.st_size), static_cast<unsigned>(kMemberSize));
+    return 0;
+  }
+  const ssize_t length = read(fd, buffer, kMemberSize);
+  if (length == -1) {
+    const int error = errno;
+    Warning("FILE: %s read failure on '%s': %s\n", kReader, path.c_str(), Err_Errno2String(error));
+    return error;
+  }
+  if (static_cast<size_t>(length) != kMemberSize) {
+    Warning("FILE: %s read length issue on '%s': %u and %u\n", kReader, path.c_str(),
+            static_cast<unsigned>(length), static_cast<unsigned>(kMemberSize));
+    return EIO;
+  }
+  return 0;
+}
+
+// Writes the entry file and makes it the member file by one rename, so that nobody sees half a member. Closes
+// the file. Returns an error number, or 0.
+int CreateMemberFile(int fd, const LockValues &myValues, const Entry &entry) {
+  char buffer[kMemberSize] = "";
+  Str_Snprintf(buffer, sizeof buffer, "%s %s %u %s %s lc=%s", myValues.machineID.c_str(),
+               myValues.executionID.c_str(), myValues.lamportNumber, myValues.lockType.c_str(),
+               myValues.payload.empty() ? "[" : myValues.payload.c_str(), myValues.locationChecksum.c_str());
+  const ssize_t length = write(fd, buffer, sizeof buffer);
+  const int writeError = length == -1 ? errno : 0;
+  const int closeError = close(fd) == -1 ? errno : 0;
+  const char *path = entry.filePath.c_str();
+  if (writeError != 0) {
+    Warning("FILE: %s write of '%s' failed: %s\n", __func__, path, Err_Errno2String(writeError));
+    return writeError;
+  }
+  if (closeError != 0) {
+    Warning("FILE: %s close of '%s' failed: %s\n", __func__, path, Err_Errno2String(closeError));
+    return closeError;
+  }
+  if (static_cast<size_t>(length) != sizeof buffer) {
+    Warning("FILE: %s write length issue on '%s': %u and %zd\n", __func__, path,
+            static_cast<unsigned>(sizeof buffer), length);
+    return EIO;
+  }
+  if (Posix_Rename(path, entry.memberPath.c_str()) == 0) {
+    return 0;
+  }
+  const int error = errno;
+  Warning("FILE: %s FileRename of '%s' to '%s' failed: %s\n", __func__, path, entry.memberPath.c_str(),
+          Err_Errno2String(error));
+  for (const std::string *name : {&entry.filePath, &entry.memberPath}) {
+    mode_t type = 0;
+    Log("FILE: %s FileLockFileType() of '%s': %s\n", __func__, name->c_str(),
+        Err_Errno2String(FileLockFileType(*name, &type)));
+  }
+  return error;
+}
+
+// Scanning
+
+bool IsValidName(const std::string &name) {
+  return name.size() > kDigits && std::string_view("MDE").find(name[0]) != std::string_view::npos &&
+         std::all_of(name.begin() + 1, name.begin() + 1 + kDigits,
+                     [](char byte) { return isdigit(static_cast<unsigned char>(byte)) != 0; }) &&
+         name.ends_with(kLockSuffix);
+}
+
+std::optional<std::vector<std::string>> ListLockDirectory(const std::string &lockDir) {
+  char **names = nullptr;
+  const int count = File_ListDirectory(lockDir.c_str(), &names);
+  if (count == -1) {
+    return std::nullopt;
+  }
+  std::vector<std::string> list(names, names + count);
+  File_FreeNames(names, count);
+  return list;
+}
+
+void MarkActiveLock(const std::string &dirName, std::list<ActiveLock> *lockList) {
+  const auto known = std::find_if(lockList->begin(), lockList->end(),
+                                  [&dirName](const ActiveLock &lock) { return lock.dirName == dirName; });
+  if (known == lockList->end()) {
+    lockList->push_front({0, true, dirName});
+  } else {
+    known->marked = true;
+  }
+}
+
+// Sorts out the names that are no members: those that nobody may use are removed, and the contenders that are
+// choosing go, with `cleanUp`, to the lock list.
+void TakeOtherNames(const std::string &lockDir, bool cleanUp, std::vector<std::string> *names,
+                    LockValues *myValues) {
+  std::erase_if(*names, [&](const std::string &name) {
+    if (!IsValidName(name)) {
+      Log("FILE: %s discarding %s from %s'; invalid file name.\n", "ScanDirectory", name.c_str(),
+          lockDir.c_str());
+      RemoveLockingFile(lockDir, name);
+      return true;
+    }
+    if (name[0] != 'D') {
+      return false;
+    }
+    if (cleanUp) {
+      MarkActiveLock(name, &myValues->lockList);
+    }
+    return true;
+  });
+}
+
+// Why a member doesn't count, or null.
+const char *DiscardReason(const LockValues &member, const LockValues &myValues,
+                          const std::string &locationChecksum) {
+  if (!FileLockMachineIDMatch(myValues.machineID.c_str(), member.machineID.c_str())) {
+    return nullptr;
+  }
+  if (!FileLockValidOwner(member.executionID.c_str(), member.payload.c_str())) {
+    return "invalid executionID.";
+  }
+  if (member.executionID == FileLockGetExecutionID() && !member.locationChecksum.empty() &&
+      member.locationChecksum != locationChecksum) {
+    return "lock file has been moved.";
+  }
+  return nullptr;
+}
+
+int ScanMember(const std::string &lockDir, const std::string &name, ScanFunction func,
+               const std::string &locationChecksum, LockValues *myValues) {
+  if (name == myValues->memberName) {
+    return func(lockDir, name, *myValues, myValues);
+  }
+  LockValues member = {};
+  const int error = FileLockMemberValues(lockDir, name, &member);
+  if (error != 0) {
+    return error == ENOENT ? 0 : error;
+  }
+  const char *reason = DiscardReason(member, *myValues, locationChecksum);
+  if (reason != nullptr) {
+    Log("FILE: %s discarding %s from %s': %s\n", "ScanDirectory", name.c_str(), lockDir.c_str(), reason);
+    return RemoveLockingFile(lockDir, name);
+  }
+  return func(lockDir, name, member, myValues);
+}
+
+int ScanMembers(const std::string &lockDir, const std::vector<std::string> &names, ScanFunction func,
+                LockValues *myValues) {
+  const std::string locationChecksum = LocationChecksum(lockDir);
+  for (const std::string &name : names) {
+    if (name[0] == 'E') {
+      continue;
+    }
+    const int error = ScanMember(lockDir, name, func, locationChecksum, myValues);
+    if (error != 0) {
+      return error;
+    }
+  }
+  return 0;
+}
+
+// Removes all that a contender left which died while choosing.
+void RemoveActiveLock(const std::string &lockDir, const std::string &dirName) {
+  Log("FILE: %s discarding %s data from '%s'.\n", "Scanner", dirName.c_str(), lockDir.c_str());
+  const std::string directory = lockDir + '/' + dirName;
+  std::string file = directory;
+  for (const char kind : {'M', 'E'}) {
+    file[directory.rfind('D')] = kind;
+    Unlink(file);
+  }
+  RemoveDirectory(directory);
+}
+
+// Takes those off the list that are done or were choosing for too long, and makes the others older.
+void AgeActiveLocks(const std::string &lockDir, std::list<ActiveLock> *lockList) {
+  lockList->remove_if([&lockDir](ActiveLock &lock) {
+    if (!lock.marked) {
+      return true;
+    }
+    if (lock.age > kMaxChoosingTime) {
+      RemoveActiveLock(lockDir, lock.dirName);
+      return true;
+    }
+    lock.age += kScanInterval;
+    lock.marked = false;
+    return false;
+  });
+}
+
+// Gives every member to `func`, with `cleanUp` only when nobody is choosing. Returns an error number, or 0.
+int ScanDirectory(const std::string &lockDir, ScanFunction func, LockValues *myValues, bool cleanUp) {
+  myValues->lockList.clear();
+  for (;;) {
+    auto names = ListLockDirectory(lockDir);
+    if (!names) {
+      Log("FILE: %s: Could not read the directory '%s': %d\n", __func__, lockDir.c_str(), errno);
+      myValues->lockList.clear();
+      return EDOM;
+    }
+    TakeOtherNames(lockDir, cleanUp, &*names, myValues);
+    if (myValues->lockList.empty()) {
+      return ScanMembers(lockDir, *names, func, myValues);
+    }
+    AgeActiveLocks(lockDir, &myValues->lockList);
+    FileSleeper(kScanInterval);
+  }
+}
+
+int NumberScan(const std::string &, const std::string &, const LockValues &member, LockValues *myValues) {
+  myValues->lamportNumber = std::max(myValues->lamportNumber, member.lamportNumber);
+  return 0;
+}
+
+int CountScan(const std::string &, const std::string &, const LockValues &, LockValues *myValues) {
+  myValues->lamportNumber++;
+  return 0;
+}
+
+// Waiting
+
+// Sleeps for the next step of a wait.
+void SleepAStep(uint32_t *loops, LockValues *myValues) {
+  uint32_t rest = FileLockWaitStep(loops);
+  myValues->waitTime += rest;
+  while (rest > 0) {
+    const uint32_t piece = std::min(rest, kMaxSleep);
+    FileSleeper(piece);
+    rest -= piece;
+  }
+}
+
+bool GoesFirst(const LockValues &member, const std::string &memberName, const LockValues &myValues) {
+  return member.lamportNumber < myValues.lamportNumber ||
+         (member.lamportNumber == myValues.lamportNumber && memberName < myValues.memberName);
+}
+
+void LogTimeout(const LockValues &member, const std::string &memberPath, bool local) {
+  if (local) {
+    Log("FILE: %s timeout on '%s' due to a local process (%s)\n", "WaitForPossession", memberPath.c_str(),
+        member.executionID.c_str());
+  } else {
+    Log("FILE: %s timeout on '%s' due to another machine (%s)\n", "WaitForPossession", memberPath.c_str(),
+        member.machineID.c_str());
+  }
+}
+
+// Waits until a member that goes first is gone. Returns an error number, EAGAIN when the time is over, or 0.
+int WaitForPossession(const std::string &lockDir, const std::string &fileName, const LockValues &member,
+                      LockValues *myValues) {
+  if (!GoesFirst(member, fileName, *myValues)) {
+    return 0;
+  }
+  if (member.lockType == kSharedLock && myValues->lockType == kSharedLock) {
+    return 0;
+  }
+  if (myValues->msecMaxWaitTime == 0) {
+    return EAGAIN;
+  }
+  const bool local = FileLockMachineIDMatch(myValues->machineID.c_str(), member.machineID.c_str());
+  const std::string path = lockDir + '/' + fileName;
+  uint32_t loops = 0;
+  while (myValues->msecMaxWaitTime == FILELOCK_INFINITE_WAIT ||
+         myValues->waitTime <= myValues->msecMaxWaitTime) {
+    SleepAStep(&loops, myValues);
+    mode_t type = 0;
+    const int error = FileLockFileType(path, &type);
+    if (error != 0) {
+      return error == ENOENT ? 0 : error;
+    }
+    if (local && !FileLockValidOwner(member.executionID.c_str(), member.payload.c_str())) {
+      Warning("FILE: %s discarding file '%s'; invalid executionID.\n", __func__, path.c_str());
+      return RemoveLockingFile(lockDir, fileName);
+    }
+  }
+  LogTimeout(member, path, local);
+  return EAGAIN;
+}
+
+// Locking
+
+LockValues MyValues(const std::string &lockDir) {
+  LockValues values = {};
+  values.machineID = FileLockGetMachineID();
+  values.executionID = FileLockGetExecutionID();
+  values.locationChecksum = LocationChecksum(lockDir);
+  return values;
+}
+
+// Takes a ticket behind all that are there, with the entry directory standing. Returns an error number, or 0,
+// with the member file in its place.
+int TakeTicket(const std::string &lockDir, const Entry &entry, LockValues *myValues) {
+  const int fd = Posix_Open(entry.filePath.c_str(), O_CREAT | O_WRONLY, kMemberMode);
+  if (fd == -1) {
+    return errno;
+  }
+  const int scanError = ScanDirectory(lockDir, NumberScan, myValues, false);
+  if (scanError != 0) {
+    close(fd);
+    Unlink(entry.filePath);
+    return scanError;
+  }
+  myValues->lamportNumber++;
+  myValues->memberName = entry.memberName;
+  const int error = CreateMemberFile(fd, *myValues, entry);
+  if (error != 0) {
+    Unlink(entry.filePath);
+    Unlink(entry.memberPath);
+  }
+  return error;
+}
+
+// Stands in the queue until the lock is ours. Returns an error number, or 0.
+int WaitForTurn(const std::string &lockDir, const Entry &entry, LockValues *myValues) {
+  const int error = ScanDirectory(lockDir, WaitForPossession, myValues, true);
+  if (error != 0) {
+    Unlink(entry.memberPath);
+  }
+  return error;
+}
+
+}  // namespace
+
+void *FileLockIntrinsic(const std::string &path, bool exclusive, uint32_t msecMaxWaitTime,
+                        const std::string &payload, int *err) {
+  const std::string lockDir = path + kLockSuffix;
+  LockValues myValues = MyValues(lockDir);
+  myValues.payload = payload;
+  myValues.lockType = exclusive ? kExclusiveLock : kSharedLock;
+  myValues.msecMaxWaitTime = msecMaxWaitTime;
+
+  Entry entry;
+  *err = CreateEntryDirectory(myValues, lockDir, &entry);
+  if (!exclusive && (*err == EACCES || *err == EROFS)) {
+    Warning("FILE: %s implicit %s lock succeeded on '%s'.\n", __func__, kSharedLock, path.c_str());
+    *err = 0;
+    return implicitReadToken;
+  }
+  if (*err == 0) {
+    *err = TakeTicket(lockDir, entry, &myValues);
+    RemoveDirectory(entry.directoryPath);
+    if (*err == 0) {
+      *err = WaitForTurn(lockDir, entry, &myValues);
+    }
+    if (*err == 0) {
+      return Util_SafeStrdup(entry.memberPath.c_str());
+    }
+    RemoveDirectory(lockDir);
+  }
+  *err = *err == EAGAIN ? 0 : *err;
+  return nullptr;
+}
+
+int FileUnlockIntrinsic(const std::string &path, void *token) {
+  if (token == implicitReadToken) {
+    return 0;
+  }
+  const OwnedString memberPath(static_cast<char *>(token));
+  const int error = Unlink(memberPath.get());
+  if (error != 0) {
+    Log("FILE: %s failed for '%s': %s\n", __func__, memberPath.get(), Err_Errno2String(error));
+  }
+  RemoveDirectory(path + kLockSuffix);
+  return error;
+}
+
+int FileLockHackOST(const std::string &path) {
+  const std::string lockDir = path + kLockSuffix;
+  LockValues myValues = MyValues(lockDir);
+  Entry entry;
+  int error = CreateEntryDirectory(myValues, lockDir, &entry);
+  if (error == 0) {
+    error = ScanDirectory(lockDir, CountScan, &myValues, false);
+    if (error == 0 && myValues.lamportNumber == 1) {
+      error = Unlink(path);
+    }
+    RemoveDirectory(entry.directoryPath);
+    RemoveDirectory(lockDir);
+  }
+  if (error != 0) {
+    Warning("FILE: %s clean-up failure for '%s': %s\n", __func__, path.c_str(), Err_Errno2String(error));
+  }
+  return error;
+}
+
+bool FileLockIsLocked(const std::string &path, int *err) {
+  const auto names = ListLockDirectory(path + kLockSuffix);
+  *err = names ? 0 : errno;
+  return names &&
+         std::any_of(names->begin(), names->end(), [](const std::string &name) { return name[0] == 'M'; });
+}
+
+int FileLockMemberValues(const std::string &lockDir, const std::string &fileName, LockValues *member) {
+  const std::string path = lockDir + '/' + fileName;
+  const int fd = Posix_Open(path.c_str(), O_RDONLY);
+  if (fd == -1) {
+    const int error = errno;
+    if (error != ENOENT) {
+      Warning("FILE: %s open failure on '%s': %s\n", __func__, path.c_str(), Err_Errno2String(error));
+    }
+    return error;
+  }
+  char buffer[kMemberSize];
+  bool problematic = false;
+  const int error = ReadMemberFile(fd, path, buffer, &problematic);
+  close(fd);
+  if (error != 0) {
+    return error;
+  }
+  if (problematic) {
+    return RemoveProblematicFile(path, {});
+  }
+  const auto fields = SplitAtBlanks({buffer, strnlen(buffer, sizeof buffer)});
+  member->memberName = fileName;
+  return ParseMember(fields, member) ? 0 : RemoveProblematicFile(path, fields);
+}
+
+const char *FileLockGetMachineID() {
+  // Made by the first question and kept.
+  static std::atomic<char *> machineID;
+  if (machineID == nullptr) {
+    char *made = MakeMachineID();
+    char *none = nullptr;
+    if (!machineID.compare_exchange_strong(none, made)) {
+      free(made);
+    }
+  }
+  return machineID;
+}
+
+bool FileLockMachineIDMatch(const char *hostMachineID, const char *secondMachineID) {
+  constexpr std::string_view kPrefix = "uuid=";
+  std::string_view host(hostMachineID);
+  std::string_view second(secondMachineID);
+  const bool hostIsUuid = host.starts_with(kPrefix);
+  const bool secondIsUuid = second.starts_with(kPrefix);
+  if (hostIsUuid && !secondIsUuid) {
+    return OldMachineIDMatch(secondMachineID);
+  }
+  return hostIsUuid == secondIsUuid && host == second;
+}
+
+uint32_t FileLockWaitStep(uint32_t *loops) {
+  if (*loops <= 20) {
+    ++*loops;
+    return 100;
+  }
+  if (*loops < 40) {
+    return 100 * (*loops)++ - 1900;
+  }
+  return 2000;
+}

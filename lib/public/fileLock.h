@@ -1,0 +1,40 @@
+// Advisory locks on files that work between processes and, over a shared file system, between hosts, without
+// help from the kernel.
+//
+//   int error = 0;
+//   void *token = FileLock_Lock(path, false, 2500, &error);
+//   if (token != nullptr) { ...
+//   FileLock_Unlock(path, token); }
+//
+// A lock on `path` is a directory "<path>.lck" with one member file for each holder and waiter. A lock on a
+// symbolic link belongs to the link itself.
+#ifndef OST_PUBLIC_FILELOCK_H
+#define OST_PUBLIC_FILELOCK_H
+
+#include <sys/types.h>
+
+#include <cstdint>
+
+// A time limit that never ends.
+constexpr uint32_t FILELOCK_INFINITE_WAIT = 0xffffffff;
+
+// Locks a file, waiting for those who came first.
+//
+// readOnly         a shared lock, which goes beside other shared ones; otherwise an exclusive one
+// msecMaxWaitTime  milliseconds; 0 tries once
+// err              gets an error number; 0 with a null result when the time ran out
+//
+// Returns a token that FileLock_Unlock takes back, or null.
+void *FileLock_Lock(const char *filePath, bool readOnly, uint32_t msecMaxWaitTime, int *err);
+// Gives a lock back. Returns an error number, or 0. The token is gone unless the result is EINVAL, which
+// means that the path can't be resolved.
+int FileLock_Unlock(const char *filePath, void *token);
+// Whether somebody holds a lock or waits for one. `err`, when not null, gets an error number, or 0.
+bool FileLock_IsLocked(const char *filePath, int *err);
+// Deletes a file whose lock has one holder and no waiter; the holder asks. Returns an error number, or 0.
+int FileLock_DeleteIfSoleOwner(const char *filePath);
+// Locks in the name of another process from here on; a pid below 1 means the calling one. The flag is kept
+// and has no effect.
+void FileLock_Init(pid_t pid, bool flag);
+
+#endif
