@@ -14,6 +14,6 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "grep, hicolor-icon-theme, kmod, librsvg2-common, make, tar")
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "hicolor-icon-theme, kmod, librsvg2-common, make")
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "gcc, pkexec | sudo")
 include(CPack)
