@@ -9,10 +9,17 @@
 #include "panicUser.h"
 
 namespace kernprep {
+namespace {
+
+// Pixels of the largest of the stock icons at their size: with less, rows would grow as their state changes.
+constexpr int kIconSide = 20;
+
+}  // namespace
 
 BuildTask::BuildTask(const Glib::ustring &text)
     : label(Gtk::manage(new Gtk::Label(text, Gtk::ALIGN_LEFT, Gtk::ALIGN_CENTER))),
       image(Gtk::manage(new Gtk::Image)) {
+  image->set_size_request(kIconSide, kIconSide);
   SetState(STATE_PENDING);
 }
 

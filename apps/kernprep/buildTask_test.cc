@@ -91,10 +91,25 @@ TEST(BuildTask, ShowsEachStateAtTheSmallToolbarSize) {
   }
 }
 
+TEST(BuildTask, KeepsTheRowsSizeInEveryState) {
+  testhost::Host().Enter();
+  const TestDesktop desktop;
+  RegisterIcons();
+  WorkTask task([] { return true; });
+  Row row(task);
+  row.show_all();
+  const int height = task.GetImage()->size_request().height;
+  for (const StateIcon &icon : stateIcons) {
+    task.SetState(icon.state);
+    EXPECT_EQ(task.GetImage()->size_request().height, height) << icon.name;
+  }
+}
+
 TEST(BuildTask, ShowsTheThemesOwnIconWhereItHasOne) {
   testhost::Host host;
   host.File("/usr/share/icons/hicolor/scalable/apps/ostrel-kernprep-success.svg",
             "<svg xmlns='http://www.w3.org/2000/svg' width='16' height='16'/>")
+      .Remove("/usr/share/icons/hicolor/icon-theme.cache")
       .Enter();
   const TestDesktop desktop;
   RegisterIcons();

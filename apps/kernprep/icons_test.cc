@@ -32,7 +32,9 @@ TEST(RegisterIcons, PutsStockIconsUnderTheNamesThatTheThemeLacks) {
 
 TEST(RegisterIcons, LeavesTheThemesOwnIconAlone) {
   testhost::Host host;
-  host.File(std::string("/usr/share/icons/hicolor/scalable/apps/") + kThemed + ".svg", kSvg).Enter();
+  host.File(std::string("/usr/share/icons/hicolor/scalable/apps/") + kThemed + ".svg", kSvg)
+      .Remove("/usr/share/icons/hicolor/icon-theme.cache")
+      .Enter();
   const TestDesktop desktop;
   RegisterIcons();
   for (const StateIcon &icon : stateIcons) {
