@@ -2,7 +2,9 @@
 
 #include <string_view>
 
+#include "err.h"
 #include "file.h"
+#include "fileLock.h"
 #include "log.h"
 #include "owned.h"
 #include "posixPosix.h"
@@ -11,9 +13,21 @@
 namespace {
 
 constexpr std::string_view kSuffix = ".log";
+constexpr uint32_t kLockWait = 2500;  // milliseconds
 
 bool IsLogOf(std::string_view name, std::string_view prefix) {
   return name.size() >= prefix.size() + kSuffix.size() && name.starts_with(prefix) && name.ends_with(kSuffix);
+}
+
+void DeleteLocked(const char *path) {
+  int error = 0;
+  void *lock = FileLock_Lock(path, false, kLockWait, &error);
+  if (lock != nullptr) {
+    Posix_Unlink(path);
+    FileLock_Unlock(path, lock);
+  } else if (error != 0) {
+    Warning("%s lock failure on %s: %s\n", "CleanTmpLogs", path, Err_Errno2String(error));
+  }
 }
 
 }  // namespace
@@ -32,7 +46,7 @@ void CleanTmpLogs(const std::string &prefix) {
   for (int i = 0; i < count; i++) {
     const std::string path = std::string(directory.get()) + "/" + names[i];
     if (IsLogOf(names[i], prefix) && (current == nullptr || path != current)) {
-      Posix_Unlink(path.c_str());
+      DeleteLocked(path.c_str());
     }
   }
   File_FreeNames(names, count);
