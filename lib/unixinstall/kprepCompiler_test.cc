@@ -3,7 +3,6 @@
 #include <sys/mount.h>
 
 #include <cstdlib>
-#include <set>
 
 #include "kprepTestInt.h"
 
@@ -39,6 +38,14 @@ std::string PutCompiler(const std::string &body) {
 void ExpectState(int major, int minor) {
   EXPECT_EQ(kernPrep.kernel.compilerMajor, major);
   EXPECT_EQ(kernPrep.kernel.compilerMinor, minor);
+}
+
+int CountOpenFiles() {
+  int count = 0;
+  for (int fd = 0; fd < sysconf(_SC_OPEN_MAX); ++fd) {
+    count += fcntl(fd, F_GETFD) != -1 ? 1 : 0;
+  }
+  return count;
 }
 
 // A host with only those compilers that a test adds.
@@ -182,20 +189,11 @@ TEST(CompilerVersion, KeepsTwoPipeEndsOpenForEachQuestion) {
   Product host;
   host.Enter();
   const std::string path = PutCompiler("echo 4.1.2");
-  const auto openFiles = [] {
-    std::set<int> open;
-    for (int fd = 0; fd < 100; ++fd) {
-      if (fcntl(fd, F_GETFD) != -1) {
-        open.insert(fd);
-      }
-    }
-    return open;
-  };
-  const auto before = openFiles();
+  const int before = CountOpenFiles();
   CompilerText(path.c_str());
-  EXPECT_EQ(openFiles().size(), before.size() + 2);
+  EXPECT_EQ(CountOpenFiles(), before + 2);
   CompilerText(path.c_str());
-  EXPECT_EQ(openFiles().size(), before.size() + 4);
+  EXPECT_EQ(CountOpenFiles(), before + 4);
 }
 
 TEST(CompilerVersion, IsUnknownWithoutFreeDescriptors) {
@@ -206,16 +204,18 @@ TEST(CompilerVersion, IsUnknownWithoutFreeDescriptors) {
   for (int fd = dup(0); fd != -1; fd = dup(0)) {
     taken.push_back(fd);
   }
-  ASSERT_GT(taken.size(), 5U);
+  ASSERT_GT(taken.size(), 20U);
+  const int all = CountOpenFiles();
   for (int free = 0; free < 4; ++free) {
     EXPECT_EQ(CompilerText(path.c_str()), "(none)") << free;
-    if (free < 3) {
-      close(taken.back());
-      taken.pop_back();
-    }
+    EXPECT_EQ(CountOpenFiles(), all - free);
+    close(taken.back());
+    taken.pop_back();
   }
-  close(taken.back());
-  taken.pop_back();
+  for (int more = 0; more < 8; ++more) {  // the shell wants some of its own
+    close(taken.back());
+    taken.pop_back();
+  }
   EXPECT_EQ(CompilerText(path.c_str()), "4.1.2");
 }
 
@@ -303,7 +303,7 @@ TEST(FindCompiler, TakesAnExactCandidateAtOnce) {
 
 TEST(FindCompiler, WorksWithTheRealCompiler) {
   CompilerHost host;
-  host.Compiler("12.2.0").File("/usr/local/sbin/gcc", "#!/bin/sh\nexec gcc-12 -dumpfullversion\n", 0755);
+  host.Compiler("12.2.0").Program("gcc", "exec gcc-12 -dumpfullversion");
   Engine engine(host);
   EXPECT_EQ(Found(), Path("gcc"));
   ExpectState(12, 2);
