@@ -13,7 +13,7 @@
 #include <thread>
 #include <vector>
 
-#include "testhost.h"
+#include "runInt.h"
 #include "treeInt.h"
 
 namespace testhost {
@@ -22,14 +22,6 @@ namespace {
 
 constexpr auto kPollPeriod = std::chrono::milliseconds(20);
 constexpr double kStartSeconds = 30;
-
-std::string Quoted(const std::string &text) {
-  std::string quoted = "'";
-  for (const char c : text) {
-    quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  }
-  return quoted + "'";
-}
 
 template <typename Condition>
 bool WaitUntil(double seconds, const Condition &condition) {

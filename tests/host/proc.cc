@@ -68,7 +68,8 @@ void MakeDirectory(const std::string &path, const std::set<std::string> &removed
   const std::string files = kProcFiles + path;
   if (IsDirectory(kernels)) {
     for (const std::string &name : NamesIn(kernels)) {
-      if (removed.count(shown + "/" + name) != 0 || IsNumber(name)) {
+      const bool isProcess = path.empty() && IsNumber(name);
+      if (removed.count(shown + "/" + name) != 0 || isProcess) {
         continue;
       }
       if (IsDirectory(files + "/" + name)) {

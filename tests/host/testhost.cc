@@ -57,12 +57,6 @@ std::vector<std::string> Split(const std::string &text, char delimiter) {
   return parts;
 }
 
-std::string AbsolutePath(const std::string &path) {
-  const std::unique_ptr<char, void (*)(void *)> absolute(realpath(path.c_str(), nullptr), free);
-  Check(absolute ? 0 : -1, "cannot find " + path);
-  return absolute.get();
-}
-
 // What is below /proc is kept elsewhere until the host has a /proc.
 std::string SetUpPath(const std::string &path) {
   return IsBelow(path, "/proc") ? "/testhost/files" + path : path;
@@ -365,7 +359,7 @@ Host &Host::Remove(const std::string &path) {
 }
 
 Host &Host::Overlay(const std::string &directory) {
-  entries_.push_back({Entry::Kind::kOverlay, "/", AbsolutePath(directory), 0});
+  entries_.push_back({Entry::Kind::kOverlay, "/", directory, 0});
   return *this;
 }
 
@@ -493,6 +487,7 @@ void Host::Enter() {
     close(statusPipe[1]);
     StartGroup(hasTerminal);
     GoTo(directory);
+    umask(022);
     SetEnvironment(person);
     BecomePerson(person);
     return;
