@@ -1,0 +1,92 @@
+#include "err.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <regex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "log.h"
+#include "testhost.h"
+
+namespace {
+
+TEST(Err, OneNumberAlwaysGivesTheSamePointer) {
+  const char *text = Err_Errno2String(ENOENT);
+  EXPECT_STREQ(text, "No such file or directory");
+  EXPECT_EQ(Err_Errno2String(ENOENT), text);
+  EXPECT_NE(Err_Errno2String(EACCES), text);
+}
+
+TEST(Err, KeepsErrno) {
+  errno = EXDEV;
+  Err_Errno2String(ENOTDIR);
+  EXPECT_EQ(errno, EXDEV);
+  EXPECT_EQ(Err_Errno(), EXDEV);
+  EXPECT_STREQ(Err_ErrString(), "Invalid cross-device link");
+  EXPECT_EQ(errno, EXDEV);
+}
+
+TEST(Err, GivesAnUnknownNumberATextToo) {
+  EXPECT_STREQ(Err_Errno2String(98765), "Unknown error 98765");
+  EXPECT_STREQ(Err_Errno2String(-5), "Unknown error -5");
+  EXPECT_STREQ(Err_Errno2String(0), "Success");
+}
+
+TEST(Err, FindsTheNumberByTheTextsAddressAlone) {
+  const std::string copy = Err_Errno2String(EPERM);
+  EXPECT_EQ(Err_String2Errno(Err_Errno2String(EPERM)), EPERM);
+  EXPECT_EQ(Err_String2Errno(copy.c_str()), -1);
+  EXPECT_EQ(Err_String2Errno(nullptr), -1);
+}
+
+TEST(Err, FindsACopiedTextAndLogsThatItWasCopied) {
+  testhost::Host host;
+  host.Enter();
+  ASSERT_TRUE(Log_Init(nullptr, "setup.log.filename", "setup"));
+  const char *text = Err_Errno2String(EPERM);
+  const std::string copy = text;
+  EXPECT_EQ(Err_String2ErrnoDebug(text), EPERM);
+  EXPECT_EQ(testhost::ReadFile(Log_GetFileName()), "");
+  EXPECT_EQ(Err_String2ErrnoDebug(copy.c_str()), EPERM);
+  EXPECT_EQ(Err_String2ErrnoDebug("no such text"), -1);
+  EXPECT_TRUE(std::regex_search(
+      testhost::ReadFile(Log_GetFileName()),
+      std::regex(R"(\| Err_String2ErrnoDebug: errno 1, string "Operation not permitted" at )"
+                 R"(0x[0-9a-f]+, originally at 0x[0-9a-f]+\.\n)")));
+}
+
+TEST(Err, HasNoLocalTexts) {
+  EXPECT_EQ(Err_Errno2LocalString(ENOENT), nullptr);
+}
+
+TEST(Err, EightThreadsGetTheSamePointers) {
+  std::array<std::vector<const char *>, 8> seen;
+  std::vector<std::thread> threads;
+  for (std::vector<const char *> &texts : seen) {
+    threads.emplace_back([&texts] {
+      for (int number = 0; number < 3000; number++) {
+        texts.push_back(Err_Errno2String(number));
+      }
+    });
+  }
+  for (std::thread &thread : threads) {
+    thread.join();
+  }
+  for (const std::vector<const char *> &texts : seen) {
+    EXPECT_EQ(texts, seen[0]);
+  }
+  for (int number = 0; number < 3000; number++) {
+    EXPECT_EQ(Err_String2Errno(seen[0][static_cast<size_t>(number)]), number);
+  }
+}
+
+TEST(ErrDeathTest, MinusOneIsNoErrorNumber) {
+  EXPECT_EXIT(Err_Errno2String(-1), testing::ExitedWithCode(255), "^ASSERT lib/err/err.cc:[0-9]+\n$");
+}
+
+}  // namespace
