@@ -82,8 +82,8 @@ void MakeDirectory(const std::string &path, const std::set<std::string> &removed
     }
   }
   TreeCopy copy;
-  copy.takes = [&](int, const std::string &name, const std::string &, const struct stat &) {
-    return !Exists(shown + "/" + name);
+  copy.takes = [&](int, const std::string &, const std::string &added, const struct stat &) {
+    return !Exists(shown + added);
   };
   copy.Copy(OpenDirectory(AT_FDCWD, files).Get(), OpenDirectory(AT_FDCWD, shown).Get());
 }

@@ -175,6 +175,9 @@ Person FindOrMakePerson(uid_t user) {
   if (const std::optional<Person> person = FindPerson(user)) {
     return *person;
   }
+  if (user == 0) {
+    return {0, 0, "root", "/root", "/bin/sh"};
+  }
 
   const std::string name = "user" + std::to_string(user);
   const Person person = {user, user, name, "/home/" + name, "/bin/sh"};
