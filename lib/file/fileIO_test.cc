@@ -353,6 +353,115 @@ TEST_F(FileIO, CloseTellsAFailureAndInvalidatesNevertheless) {
   ExpectInvalid(file_);
 }
 
+// The result of a brief open with a lock, in a process of its own.
+int OpenLocked(const char *path, uint32_t access) {
+  const pid_t pid = fork();
+  if (pid == 0) {
+    FileIODescriptor file;
+    FileIO_Invalidate(&file);
+    const FileIOResult result = FileIO_Open(&file, path, access | FILEIO_ACCESS_LOCK, FILEIO_OPEN);
+    _exit(FileIO_IsValid(&file) && FileIO_Close(&file) ? 99 : result);
+  }
+  int status = 0;
+  EXPECT_EQ(waitpid(pid, &status, 0), pid);
+  return WEXITSTATUS(status);
+}
+
+TEST_F(FileIO, LockIsHeldUntilTheClose) {
+  EXPECT_EQ(OpenLocked("/t/file", FILEIO_ACCESS_READ), FILEIO_SUCCESS);
+  EXPECT_FALSE(std::filesystem::exists("/t/file.lck"));
+  ASSERT_EQ(FileIO_Open(&file_, "/t/file", kReadWrite | FILEIO_ACCESS_LOCK, FILEIO_OPEN), FILEIO_SUCCESS);
+  EXPECT_NE(file_.lockToken, nullptr);
+  EXPECT_TRUE(std::filesystem::exists("/t/file.lck"));
+  EXPECT_FALSE(FileIO_Close(&file_));
+  ExpectInvalid(file_);
+  EXPECT_FALSE(std::filesystem::exists("/t/file.lck"));
+}
+
+TEST_F(FileIO, LockedFileFailsAfterTwoAndAHalfSeconds) {
+  ASSERT_EQ(FileIO_Open(&file_, "/t/file", kReadWrite | FILEIO_ACCESS_LOCK, FILEIO_OPEN), FILEIO_SUCCESS);
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(OpenLocked("/t/file", FILEIO_ACCESS_READ), FILEIO_LOCK_FAILED);
+  const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
+  EXPECT_GT(seconds.count(), 2.5);
+  EXPECT_LT(seconds.count(), 3);
+  EXPECT_NE(LogText().find("FILE: FileIO_Lock on '/t/file' failed: Lock timed out\n"), std::string::npos);
+}
+
+TEST_F(FileIO, ReadersShareTheLock) {
+  ASSERT_EQ(FileIO_Open(&file_, "/t/file", FILEIO_ACCESS_READ | FILEIO_ACCESS_LOCK, FILEIO_OPEN),
+            FILEIO_SUCCESS);
+  EXPECT_EQ(OpenLocked("/t/file", FILEIO_ACCESS_READ), FILEIO_SUCCESS);
+}
+
+TEST_F(FileIO, FailedOpenGivesTheLockBack) {
+  EXPECT_EQ(FileIO_Open(&file_, "/t/missing", FILEIO_ACCESS_READ | FILEIO_ACCESS_LOCK, FILEIO_OPEN),
+            FILEIO_FILE_NOT_FOUND);
+  EXPECT_EQ(errno, ENOENT);
+  ExpectInvalid(file_);
+  EXPECT_FALSE(std::filesystem::exists("/t/missing.lck"));
+}
+
+TEST_F(FileIO, LockErrorsAreMapped) {
+  ASSERT_EQ(mount("none", "/t/small", "tmpfs", MS_RDONLY, "size=64k"), 0);
+  testhost::WriteFile("/t/old.lck", "of an old style");
+  testhost::WriteFile("/t/below", "a file");
+  const std::string longName = "/t/" + std::string(253, 'x');
+  const struct {
+    const char *path;
+    FileIOResult result;
+    int error;
+    const char *reason;
+  } rows[] = {
+      {"/t/old", FILEIO_LOCK_FAILED, 0, "Lock timed out"},
+      {"/t/small/file", FILEIO_LOCK_FAILED, EROFS, "Read-only file system"},
+      {"/t/missing/file", FILEIO_FILE_NOT_FOUND, ENOENT, "No such file or directory"},
+      {longName.c_str(), FILEIO_NAME_TOO_LONG, ENAMETOOLONG, "File name too long"},
+      {"/t/below/file", FILEIO_ERROR, ENOTDIR, "Not a directory"},
+  };
+  for (const auto &row : rows) {
+    EXPECT_EQ(FileIO_Open(&file_, row.path, kReadWrite | FILEIO_ACCESS_LOCK, FILEIO_OPEN_CREATE), row.result)
+        << row.path;
+    EXPECT_EQ(errno, row.error) << row.path;
+    ExpectInvalid(file_);
+    EXPECT_NE(LogText().find("FILE: FileIO_Lock on '" + std::string(row.path) + "' failed: " + row.reason),
+              std::string::npos)
+        << row.path;
+  }
+}
+
+TEST_F(FileIOUser, LockWithoutPermission) {
+  EXPECT_EQ(FileIO_Open(&file_, "/t/file", kReadWrite | FILEIO_ACCESS_LOCK, FILEIO_OPEN),
+            FILEIO_NO_PERMISSION);
+  ExpectInvalid(file_);
+  EXPECT_EQ(FileIO_Open(&file_, "/t/file", FILEIO_ACCESS_READ | FILEIO_ACCESS_LOCK, FILEIO_OPEN),
+            FILEIO_SUCCESS);
+}
+
+TEST_F(FileIO, LockThatVanishedIsAWarningOfTheClose) {
+  ASSERT_EQ(FileIO_Open(&file_, "/t/file", FILEIO_ACCESS_READ | FILEIO_ACCESS_LOCK, FILEIO_OPEN),
+            FILEIO_SUCCESS);
+  std::filesystem::remove_all("/t/file.lck");
+  EXPECT_FALSE(FileIO_Close(&file_));
+  ExpectInvalid(file_);
+  EXPECT_NE(LogText().find("FILE: FileIO_Unlock on '/t/file' failed: No such file or directory\n"),
+            std::string::npos);
+}
+
+TEST_F(FileIO, SuperuserOpensWhatTheUserMayNot) {
+  testhost::WriteFile("/t/secret", "content", 0600);
+  ASSERT_EQ(setresuid(1234, 1234, 0), 0);
+  EXPECT_EQ(FileIO_Open(&file_, "/t/secret", FILEIO_ACCESS_READ, FILEIO_OPEN), FILEIO_NO_PERMISSION);
+  EXPECT_EQ(FileIO_Open(&file_, "/t/secret", FILEIO_ACCESS_READ | FILEIO_ACCESS_SUPERUSER, FILEIO_OPEN),
+            FILEIO_SUCCESS);
+  EXPECT_EQ(geteuid(), 1234U);
+  FileIODescriptor missing;
+  FileIO_Invalidate(&missing);
+  EXPECT_EQ(FileIO_Open(&missing, "/t/missing", FILEIO_ACCESS_READ | FILEIO_ACCESS_SUPERUSER, FILEIO_OPEN),
+            FILEIO_FILE_NOT_FOUND);
+  EXPECT_EQ(errno, ENOENT);
+}
+
 TEST_F(FileIO, SeekKnowsThreeOrigins) {
   ASSERT_EQ(FileIO_Open(&file_, "/t/file", FILEIO_ACCESS_READ, FILEIO_OPEN), FILEIO_SUCCESS);
   EXPECT_EQ(FileIO_Seek(&file_, 3, FILEIO_SEEK_BEGIN), 3);

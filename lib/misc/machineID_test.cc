@@ -1,0 +1,118 @@
+#include "machineID.h"
+
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "hostinfoPosix.h"
+#include "log.h"
+#include "owned.h"
+#include "testhost.h"
+
+namespace {
+
+// A host with a name and a network of its own, without an interface but the loopback.
+class MachineID : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    testhost::Host host;
+    host.File("/etc/hosts", "127.0.0.1 maple.example maple\n").File("/etc/resolv.conf", "");
+    host.Enter();
+    ASSERT_EQ(unshare(CLONE_NEWUTS | CLONE_NEWNET), 0);
+    NameHost("maple");
+    ASSERT_TRUE(Log_Init(nullptr, "setup.log.filename", "setup"));
+  }
+
+  static void NameHost(const std::string &name) { ASSERT_EQ(sethostname(name.data(), name.size()), 0); }
+
+  static void AddInterface(const std::string &name, const std::string &address) {
+    std::string output;
+    ASSERT_EQ(
+        testhost::Run("ip tuntap add " + name + " mode tap && ip link set " + name + " address " + address,
+                      &output),
+        0)
+        << output;
+  }
+
+  void Ask() { Hostinfo_MachineID(&hash_, &hardware_); }
+
+  uint32_t hash_ = 1;
+  uint64_t hardware_ = 1;
+};
+
+uint32_t HashOf(const std::string &text) {
+  uint32_t hash = 5381;
+  for (const char byte : text) {
+    hash = hash * 33 + static_cast<unsigned char>(byte);
+  }
+  return hash;
+}
+
+std::string HostName() {
+  const OwnedString name(Hostinfo_HostName());
+  return name == nullptr ? "none" : name.get();
+}
+
+TEST_F(MachineID, HostNameIsTheCanonicalOne) {
+  EXPECT_EQ(HostName(), "maple.example");
+}
+
+TEST_F(MachineID, HostNameIsTheNodeNameOfAnUnknownHost) {
+  NameHost("birch");
+  EXPECT_EQ(HostName(), "birch");
+}
+
+TEST_F(MachineID, HostWithoutANameGivesTheDefault) {
+  NameHost("");
+  EXPECT_EQ(HostName(), "none");
+  Ask();
+  EXPECT_EQ(hash_, 0U);
+  EXPECT_NE(testhost::ReadFile(Log_GetFileName())
+                .find("Hostinfo_MachineID Hostinfo_HostName failure; providing default.\n"),
+            std::string::npos);
+}
+
+TEST_F(MachineID, HardwareIsTheAddressOfTheFirstInterface) {
+  AddInterface("eth5", "02:11:11:11:11:11");
+  AddInterface("eth2", "02:03:04:05:06:f7");
+  Ask();
+  EXPECT_EQ(hash_, HashOf("maple.example"));
+  EXPECT_EQ(hardware_, 0xf70605040302U);
+}
+
+TEST_F(MachineID, InterfacesWithOtherNamesDoNotCount) {
+  AddInterface("enp3s0", "02:03:04:05:06:07");
+  AddInterface("eth8", "02:03:04:05:06:07");
+  Ask();
+  EXPECT_EQ(hardware_, 0U);
+}
+
+TEST_F(MachineID, IsLookedUpOnce) {
+  Ask();
+  const uint32_t hash = hash_;
+  NameHost("birch");
+  AddInterface("eth0", "02:03:04:05:06:07");
+  Ask();
+  EXPECT_EQ(hash_, hash);
+  EXPECT_EQ(hardware_, 0U);
+}
+
+TEST_F(MachineID, UnexpectedFailureGivesTheDefault) {
+  const OwnedStream log(fopen(Log_GetFileName(), "r"));
+  AddInterface("eth0", "02:03:04:05:06:07");
+  const rlimit none{0, 0};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  Ask();
+  EXPECT_EQ(hardware_, 0U);
+  std::string text(100000, '\0');
+  text.resize(fread(text.data(), 1, text.size(), log.get()));
+  EXPECT_NE(text.find("ObtainHardwareID unexpected failure: 24.\n"), std::string::npos);
+  EXPECT_NE(
+      text.find("Hostinfo_MachineID ObtainHardwareID failure (Too many open files); providing default.\n"),
+      std::string::npos);
+}
+
+}  // namespace
