@@ -220,11 +220,6 @@ bool KernPrep_ParseCompilerVersion(const char *text, uint8_t *major, uint8_t *mi
   return true;
 }
 
-bool KernPrep_ParseVersion(const char *text, uint32_t parts[4]) {
-  memset(parts, 0, 4 * sizeof *parts);
-  return sscanf(text, "%u.%u.%u.%u", &parts[0], &parts[1], &parts[2], &parts[3]) >= 3;
-}
-
 unsigned KernPrep_CompareCompiler(const char *path) {
   const OwnedString ownText(KernPrep_GetCompilerVersion(path));
   const OwnedString kernelText(KernPrep_GetKernelCompilerVersion());

@@ -121,8 +121,7 @@ KernPrep_PbmCategory Categorize(const char *name, const KernPrep_PbmProperties &
   }
   // Compatible is asked before perfect; that is wanted. A set with symbol versions is tried on the kernel
   // even when it was made for this very build.
-  const OwnedString mangled(KernPrep_MangleRelease(set.utsRelease));
-  if (set.modVersion && IsText(mangled.get(), mangledRelease)) {
+  if (set.modVersion && IsText(OwnedString(KernPrep_MangleRelease(set.utsRelease)).get(), mangledRelease)) {
     Log("%s was categorized as a compatible module set.\n", name);
     return KERNPREP_PBM_COMPATIBLE;
   }
