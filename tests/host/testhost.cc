@@ -522,6 +522,8 @@ std::string ReadFile(const std::string &path) {
 }
 
 void WriteFile(const std::string &path, const std::string &content, mode_t mode) {
+  std::error_code failure;  // shows when the file is written
+  std::filesystem::create_directories(std::filesystem::path(path).parent_path(), failure);
   std::ofstream stream(path, std::ios::binary | std::ios::trunc);
   stream.write(content.data(), static_cast<std::streamsize>(content.size()));
   stream.close();

@@ -87,6 +87,7 @@ std::vector<Call> Calls(const std::string &name);
 
 // Reads a whole file; a missing file is an empty text.
 std::string ReadFile(const std::string &path);
+// Makes the directories that are missing.
 void WriteFile(const std::string &path, const std::string &content, mode_t mode = 0644);
 
 // Runs a command line by /bin/sh and returns its exit status, or 128 plus the signal; `output`, if not null,
