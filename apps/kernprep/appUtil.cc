@@ -5,6 +5,12 @@
 
 namespace {
 
+// Text that isn't valid markup would leave the box empty.
+Glib::ustring AsMarkup(const Glib::ustring &message) {
+  const bool valid = pango_parse_markup(message.c_str(), -1, 0, nullptr, nullptr, nullptr, nullptr) != FALSE;
+  return valid ? message : Glib::Markup::escape_text(message);
+}
+
 int RunError(Gtk::MessageDialog &dialog) {
   dialog.set_title("Error");
   return dialog.run();
@@ -22,11 +28,11 @@ std::string Format(const char *format, ...) {
 }
 
 int ShowError(const Glib::ustring &message) {
-  Gtk::MessageDialog dialog(message, true, Gtk::MESSAGE_ERROR, Gtk::BUTTONS_OK, true);
+  Gtk::MessageDialog dialog(AsMarkup(message), true, Gtk::MESSAGE_ERROR, Gtk::BUTTONS_OK, true);
   return RunError(dialog);
 }
 
 int ShowError(const Glib::ustring &message, Gtk::Window &parent) {
-  Gtk::MessageDialog dialog(parent, message, true, Gtk::MESSAGE_ERROR, Gtk::BUTTONS_OK, true);
+  Gtk::MessageDialog dialog(parent, AsMarkup(message), true, Gtk::MESSAGE_ERROR, Gtk::BUTTONS_OK, true);
   return RunError(dialog);
 }

@@ -11,7 +11,7 @@ std::string Format(const char *format, ...) __attribute__((format(printf, 1, 2))
 
 // Shows a modal error box titled "Error" with an OK button, and waits until the user leaves it.
 //
-// message  is read as Pango markup, so that literal '&' and '<' must be escaped
+// message  is read as Pango markup; a text that isn't valid markup is shown as it stands
 // parent   the window that the box stands over
 //
 // Returns the dialog's response.

@@ -59,6 +59,16 @@ TEST(ShowError, ReadsTheMessageAsMarkup) {
   EXPECT_EQ(user.seen[0].text, "No luck & no hope.");
 }
 
+TEST(ShowError, ShowsWhatIsNoMarkupAsItStands) {
+  testhost::Host host;
+  host.Enter();
+  TestDesktop desktop;
+  BoxUser user;
+  ShowError("See R&D's <log>.");
+  ASSERT_EQ(user.seen.size(), 1U);
+  EXPECT_EQ(user.seen[0].text, "See R&D's <log>.");
+}
+
 TEST(ShowError, AnswersWithTheCloseOfTheWindow) {
   testhost::Host host;
   host.Enter();

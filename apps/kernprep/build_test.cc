@@ -124,22 +124,41 @@ bool GroupIsGone(pid_t group) {
 
 class BuildTest : public testing::Test {
  protected:
-  // Starts the engine and the toolkit on the product as described, and makes the window.
-  Build &Make() {
+  // Starts the engine and the toolkit on the product as described.
+  void Start() {
     product.Start();
     desktop = std::make_unique<TestDesktop>();
     user = std::make_unique<BoxUser>();
     RegisterIcons();
     modules.Load(TestProduct::ListPath());
+  }
+
+  Build &MakeWindow() {
     parent = std::make_unique<Gtk::Window>();
     build = std::make_unique<Build>(*parent, modules, "/usr/bin/gcc",
                                     "/lib/modules/" + e2e::Kernel().release + "/build/include");
     return *build;
   }
 
+  Build &Make() {
+    Start();
+    return MakeWindow();
+  }
+
   void Optional(const std::string &name) {
     product.Module(e2e::ModuleSpec{.name = name, .required = false, .key = "WANTED"});
     product.Answer("WANTED", "yes");
+  }
+
+  // Does something once when the window is on the screen, and not only asked for.
+  void WhenVisible(const std::function<void()> &action) {
+    EachTurn([this, action] {
+      if (!desktop->display.HasWindow(kTitle)) {
+        return true;
+      }
+      action();
+      return false;
+    });
   }
 
   void ExpectBox(const std::string &text) {
@@ -310,9 +329,9 @@ TEST_F(BuildTest, EndsWhenTheServicesCannotBeStarted) {
 }
 
 TEST_F(BuildTest, EndsAtOnceWhenTheInitDirectoryIsUnknown) {
-  product.Start();
-  InstallerDB_RemoveAnswer("INITSCRIPTSDIR");
-  EXPECT_EQ(Make().Run(), Gtk::RESPONSE_NO);
+  Start();
+  ASSERT_TRUE(InstallerDB_RemoveAnswer("INITSCRIPTSDIR"));
+  EXPECT_EQ(MakeWindow().Run(), Gtk::RESPONSE_NO);
   ExpectBox("Unable to stop services.");
   EXPECT_TRUE(e2e::ServiceCalls().empty());
 }
@@ -364,7 +383,7 @@ TEST_F(BuildTest, CancelsWhenTheUserClosesTheWindow) {
   pid_t group = -1;
   WhenReady([&] {
     group = RunningGroup();
-    desktop->display.CloseWindow(kTitle);
+    WhenVisible([&] { desktop->display.CloseWindow(kTitle); });
   });
   EXPECT_EQ(window.Run(), Gtk::RESPONSE_DELETE_EVENT);
   build.reset();
@@ -377,7 +396,7 @@ TEST_F(BuildTest, CancelsWhenTheUserPressesEscape) {
   pid_t group = -1;
   WhenReady([&] {
     group = RunningGroup();
-    desktop->display.Keys(kTitle, "Escape");
+    WhenVisible([&] { desktop->display.Keys(kTitle, "Escape"); });
   });
   EXPECT_EQ(window.Run(), Gtk::RESPONSE_DELETE_EVENT);
   build.reset();
@@ -385,10 +404,11 @@ TEST_F(BuildTest, CancelsWhenTheUserPressesEscape) {
 }
 
 TEST_F(BuildTest, LeavesTheChildAloneForOtherResponses) {
-  product.Service("echo ready >/run/ready; while test -e /run/ready; do sleep 0.1; done");
+  product.Service(
+      "test $1 = start && exit; echo ready >/run/ready; while test -e /run/ready; do sleep 0.1; done");
   Build &window = Make();
   WhenReady([&] {
-    const pid_t group = RunningGroup();
+    const pid_t group = getpgid(e2e::ProcessesWith("ostrel-tools").front());
     window.OnResponse(Gtk::RESPONSE_YES, group);
     window.OnResponse(Gtk::RESPONSE_NO, group);
     unlink(kReady);
