@@ -23,6 +23,7 @@ using testhost::WriteFile;
 namespace {
 
 constexpr char kLoaded[] = "/run/loaded-modules";
+constexpr char kPrivilegeCalls[] = "/run/gksu-calls";
 
 std::string QuotedForMake(const std::string &recipe) {
   std::string lines;
@@ -40,6 +41,16 @@ std::vector<std::string> Words(const std::string &text) {
     words.push_back(word);
   }
   return words;
+}
+
+void AddUser() {
+  const std::string home = std::string("/home/") + kUserName;
+  const std::string id = std::to_string(kUser);
+  std::ofstream("/etc/passwd", std::ios::app)
+      << kUserName << ":x:" << id << ":" << id << "::" << home << ":/bin/sh\n";
+  std::ofstream("/etc/shadow", std::ios::app) << kUserName << ":*:19000:0:99999:7:::\n";
+  std::filesystem::create_directories(home);
+  Run("chown " + id + ":" + id + " " + home);
 }
 
 }  // namespace
@@ -80,9 +91,13 @@ Product::Product() {
   WriteFile(std::string(kBinDir) + "/launcher", "#!/bin/sh\nexec ostrel-kernprep --launcher=\"$0\" \"$@\"\n",
             0755);
   WriteFile(std::string(kBinDir) + "/ostrel-gksu",
-            "#!/bin/sh\nprintf '%s\\n' \"$1\" >>/run/gksu-calls\nexec sudo /bin/sh -c \"$1\"\n", 0755);
-  WriteFile("/run/gksu-calls", "", 0666);
-  WriteFile("/etc/sudoers.d/product", "ALL ALL=(ALL) NOPASSWD: ALL\nDefaults !secure_path\n", 0440);
+            std::string("#!/bin/sh\nprintf '%s\\n' \"$1\" >>") + kPrivilegeCalls +
+                "\nexec sudo -E /bin/sh -c \"$1\"\n",
+            0755);
+  WriteFile(kPrivilegeCalls, "", 0666);
+  WriteFile("/etc/sudoers.d/product",
+            "ALL ALL=(ALL) NOPASSWD: SETENV: ALL\nDefaults !secure_path, !use_pty\n", 0440);
+  AddUser();
 }
 
 Product &Product::Module(const ModuleSpec &module) {
@@ -193,6 +208,9 @@ Tool::Tool(Exactly /*tag*/, const std::vector<std::string> &arguments, uid_t use
   }
   dup2(output, STDOUT_FILENO);
   dup2(output, STDERR_FILENO);
+  if (user != 0) {
+    setenv("HOME", (std::string("/home/") + kUserName).c_str(), 1);
+  }
   for (const std::string &word : environment) {
     putenv(const_cast<char *>(word.c_str()));
   }
@@ -224,15 +242,21 @@ std::string Tool::Output() const {
   return ReadFile(outputPath_);
 }
 
-std::string Tool::LogPath() const {
-  const std::string output = Output();
+std::vector<std::string> Tool::LogPaths() const {
   const std::string announcement = "Logging to ";
-  const size_t start = output.rfind(announcement);
-  if (start == std::string::npos) {
-    return "";
+  std::vector<std::string> paths;
+  std::istringstream output(Output());
+  for (std::string line; std::getline(output, line);) {
+    if (line.rfind(announcement, 0) == 0) {
+      paths.push_back(line.substr(announcement.size()));
+    }
   }
-  const size_t from = start + announcement.size();
-  return output.substr(from, output.find('\n', from) - from);
+  return paths;
+}
+
+std::string Tool::LogPath() const {
+  const std::vector<std::string> paths = LogPaths();
+  return paths.empty() ? "" : paths.back();
 }
 
 std::string Tool::Log() const {
@@ -241,6 +265,10 @@ std::string Tool::Log() const {
 
 std::vector<std::string> ServiceCalls() {
   return Words(ReadFile(kServiceRecord));
+}
+
+std::string PrivilegeCalls() {
+  return ReadFile(kPrivilegeCalls);
 }
 
 std::vector<pid_t> ProcessesWith(const std::string &text) {

@@ -32,6 +32,9 @@ inline constexpr char kBinDir[] = "/usr/lib/ostrel-tools/bin";
 inline constexpr char kInitDir[] = "/etc/ostrel-tools/init";
 inline constexpr char kJournal[] = "/etc/ostrel-tools/locations";
 inline constexpr char kServiceRecord[] = "/run/ostrel-services";
+// The ordinary user that every product's host knows.
+inline constexpr uid_t kUser = 4711;
+inline constexpr char kUserName[] = "person";
 
 // The kernel that the test's host pretends to run, with headers that the preprocessor can read.
 struct Kernel {
@@ -110,7 +113,9 @@ class Tool {
   pid_t Pid() const { return pid_; }
   // What it wrote to standard error so far (and standard output, which shares the channel).
   std::string Output() const;
-  // The log's path as the tool announced it, and the log's text.
+  // The logs' paths as the tool announced them: after a relaunch the user's and then root's.
+  std::vector<std::string> LogPaths() const;
+  // The path and the text of the last of them.
   std::string LogPath() const;
   std::string Log() const;
 
@@ -126,6 +131,9 @@ class Tool {
 
 // The service script's record: one "start" or "stop" a call.
 std::vector<std::string> ServiceCalls();
+
+// What the privilege tool was asked to run, a line each.
+std::string PrivilegeCalls();
 
 // Waits until `condition` holds; false when `seconds` have passed.
 template <typename Condition>

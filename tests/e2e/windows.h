@@ -1,0 +1,38 @@
+// What stood on the screen, as the window manager knows it.
+#ifndef OST_TESTS_E2E_WINDOWS_H
+#define OST_TESTS_E2E_WINDOWS_H
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+namespace e2e {
+
+// Every window that was shown on the display since the object was made. Make it after the display.
+class WindowHistory {
+ public:
+  WindowHistory();
+  ~WindowHistory();
+  WindowHistory(const WindowHistory &) = delete;
+  WindowHistory &operator=(const WindowHistory &) = delete;
+
+  // The windows in the order in which they appeared, each as its type and title: "normal Ostrel Kernel
+  // Module Updater", "dialog Error". A window that was hidden and shown again is there twice.
+  std::vector<std::string> Seen();
+
+ private:
+  pid_t watcher_ = -1;
+  std::string record_;
+};
+
+// Size of a titled window's content in pixels. Zero when there is no such window.
+struct Size {
+  int width = 0;
+  int height = 0;
+};
+Size WindowSize(const std::string &title);
+
+}  // namespace e2e
+
+#endif
