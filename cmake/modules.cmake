@@ -60,4 +60,4 @@ endfunction()
 
 include(GoogleTest)
 set(OST_TEST_ENVIRONMENT
-  "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp:print_suppressions=0")
+  "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp:print_suppressions=0:fast_unwind_on_malloc=0")

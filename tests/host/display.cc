@@ -1,5 +1,6 @@
 #include "display.h"
 
+#include <X11/Xlib.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/wait.h>
@@ -9,6 +10,8 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
+#include <optional>
 #include <sstream>
 #include <thread>
 #include <vector>
@@ -39,6 +42,7 @@ bool WaitUntil(double seconds, const Condition &condition) {
 // Starts a program with its output thrown away, but for `kept`, which becomes its descriptor 3.
 pid_t Start(std::vector<std::string> command, int kept) {
   std::vector<char *> arguments;
+  arguments.reserve(command.size() + 1);
   for (std::string &argument : command) {
     arguments.push_back(argument.data());
   }
@@ -82,49 +86,124 @@ std::string ReadDisplay(int pipe) {
   return ":" + number;
 }
 
-struct Window {
-  std::string id;
-  std::string title;
-};
-
-// The windows that the window manager shows, the newest last: from lines of an id, a desktop, a host and a
-// title, of which only the title may hold blanks.
-std::vector<Window> Windows() {
-  std::string list;
-  if (Run("exec wmctrl -l", &list) != 0) {
-    return {};
-  }
-  std::vector<Window> windows;
-  std::istringstream lines(list);
-  for (std::string line; std::getline(lines, line);) {
-    std::istringstream fields(line);
-    std::string id, skipped, title;
-    fields >> id >> skipped >> skipped;
-    fields.get();
-    std::getline(fields, title);
-    windows.push_back({id, title});
-  }
-  return windows;
-}
-
-// The id of the newest window with exactly this title, empty when there is none.
-std::string FindWindow(const std::string &title) {
-  std::string id;
-  for (const Window &window : Windows()) {
-    if (window.title == title) {
-      id = window.id;
+// A connection to the display. Windows vanish while they are looked at, and the server may; neither is to end
+// the process, as it would by default.
+class Connection {
+ public:
+  Connection() : before_(XSetErrorHandler([](::Display *, XErrorEvent *) { return 0; })) {
+    display_ = XOpenDisplay(nullptr);
+    if (display_) {
+      XSetIOErrorExitHandler(
+          display_, [](::Display *, void *) {}, nullptr);
     }
   }
-  return id;
+  ~Connection() {
+    if (display_) {
+      XCloseDisplay(display_);
+    }
+    XSetErrorHandler(before_);
+  }
+  Connection(const Connection &) = delete;
+  Connection &operator=(const Connection &) = delete;
+
+  bool IsOpen() const { return display_ != nullptr; }
+  ::Window Root() const { return DefaultRootWindow(display_); }
+
+  // The bytes of a window's property, those of an item of 32 bits being the ones of a long.
+  std::optional<std::string> Property(::Window window, const char *property) const {
+    const Atom name = XInternAtom(display_, property, False);
+    const long limit = 1 << 20;
+    Atom type = None;
+    int format = 0;
+    unsigned long count = 0, left = 0;
+    unsigned char *value = nullptr;
+    if (XGetWindowProperty(display_, window, name, 0, limit, False, AnyPropertyType, &type, &format, &count,
+                           &left, &value) != Success ||
+        type == None) {
+      return std::nullopt;
+    }
+    const size_t size = format == 32 ? sizeof(long) : static_cast<size_t>(format) / 8;
+    const std::string bytes(reinterpret_cast<const char *>(value), count * size);
+    XFree(value);
+    return bytes;
+  }
+
+  std::vector<::Window> WindowsOf(::Window window, const char *property) const {
+    const std::string bytes = Property(window, property).value_or("");
+    std::vector<::Window> windows(bytes.size() / sizeof(::Window));
+    memcpy(windows.data(), bytes.data(), windows.size() * sizeof(::Window));
+    return windows;
+  }
+
+  void Map(::Window window) const { XMapWindow(display_, window); }
+  ::Window MakeWindow() const { return XCreateSimpleWindow(display_, Root(), 0, 0, 1, 1, 0, 0, 0); }
+
+ private:
+  XErrorHandler before_;
+  ::Display *display_;
+};
+
+void NeedManager(bool isThere) {
+  if (!isThere) {
+    errno = ETIMEDOUT;
+    Fail("the window manager did not start");
+  }
 }
 
-std::string NeedWindow(const std::string &title) {
-  const std::string id = FindWindow(title);
-  if (id.empty()) {
+// Waits until a window manager shows windows. It loses some that come while it starts, after it has said that
+// it is there, so that only a window that it has taken over tells that it has started.
+void WaitForManager() {
+  const Connection connection;
+  NeedManager(connection.IsOpen());
+  NeedManager(WaitUntil(kStartSeconds, [&] {
+    return connection.Property(connection.Root(), "_NET_SUPPORTING_WM_CHECK").has_value();
+  }));
+  const ::Window window = connection.MakeWindow();
+  NeedManager(WaitUntil(kStartSeconds, [&] {
+    connection.Map(window);
+    return connection.Property(window, "WM_STATE").has_value();
+  }));
+}
+
+// The newest window of the window manager's with exactly this title, None when there is none.
+::Window FindWindow(const std::string &title) {
+  const Connection connection;
+  ::Window found = None;
+  if (!connection.IsOpen()) {
+    return found;
+  }
+  for (const ::Window window : connection.WindowsOf(connection.Root(), "_NET_CLIENT_LIST")) {
+    std::optional<std::string> name = connection.Property(window, "_NET_WM_NAME");
+    if (!name) {
+      name = connection.Property(window, "WM_NAME");
+    }
+    if (name == title) {
+      found = window;
+    }
+  }
+  return found;
+}
+
+bool IsActive(::Window window) {
+  const Connection connection;
+  return connection.IsOpen() &&
+         connection.WindowsOf(connection.Root(), "_NET_ACTIVE_WINDOW") == std::vector<::Window>{window};
+}
+
+::Window NeedWindow(const std::string &title) {
+  const ::Window window = FindWindow(title);
+  if (window == None) {
     errno = ENOENT;
     Fail("no window has the title \"" + title + "\"");
   }
-  return id;
+  return window;
+}
+
+// A window as an argument of a tool.
+std::string IdOf(::Window window) {
+  std::ostringstream text;
+  text << "0x" << std::hex << window;
+  return text.str();
 }
 
 void Need(const std::string &command) {
@@ -136,14 +215,9 @@ void Need(const std::string &command) {
 }
 
 // Gives a window the focus and waits until it has it.
-void Activate(const std::string &title, const std::string &id) {
-  Need("exec wmctrl -i -a " + id);
-  const unsigned long window = std::stoul(id, nullptr, 0);
-  const bool isActive = WaitUntil(kStartSeconds, [&] {
-    std::string active;
-    return Run("exec xdotool getactivewindow 2>/dev/null", &active) == 0 && std::stoul(active) == window;
-  });
-  if (!isActive) {
+void Activate(const std::string &title, ::Window window) {
+  Need("exec wmctrl -i -a " + IdOf(window));
+  if (!WaitUntil(kStartSeconds, [&] { return IsActive(window); })) {
     errno = ETIMEDOUT;
     Fail("the window \"" + title + "\" does not get the focus");
   }
@@ -165,10 +239,7 @@ Display::Display() {
   // The toolkit would look for an accessibility service, which takes seconds where there is none.
   setenv("NO_AT_BRIDGE", "1", 1);
   manager_ = Start({"openbox", "--sm-disable"}, -1);
-  if (!WaitUntil(kStartSeconds, [] { return Run("exec wmctrl -m >/dev/null 2>&1") == 0; })) {
-    errno = ETIMEDOUT;
-    Fail("the window manager did not start");
-  }
+  WaitForManager();
 }
 
 Display::~Display() {
@@ -177,7 +248,7 @@ Display::~Display() {
 }
 
 bool Display::HasWindow(const std::string &title) {
-  return !FindWindow(title).empty();
+  return FindWindow(title) != None;
 }
 
 bool Display::WaitForWindow(const std::string &title, double seconds) {
@@ -204,14 +275,14 @@ void Display::Type(const std::string &title, const std::string &text) {
 }
 
 void Display::Click(const std::string &title, int x, int y) {
-  const std::string id = NeedWindow(title);
-  Activate(title, id);
-  Need("exec xdotool mousemove --window " + id + " " + std::to_string(x) + " " + std::to_string(y) +
+  const ::Window window = NeedWindow(title);
+  Activate(title, window);
+  Need("exec xdotool mousemove --window " + IdOf(window) + " " + std::to_string(x) + " " + std::to_string(y) +
        " click 1");
 }
 
 void Display::CloseWindow(const std::string &title) {
-  Need("exec wmctrl -i -c " + NeedWindow(title));
+  Need("exec wmctrl -i -c " + IdOf(NeedWindow(title)));
 }
 
 void Display::Screenshot(const std::string &path) {

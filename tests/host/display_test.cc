@@ -104,7 +104,6 @@ TEST_F(DisplayTest, ClicksWhereItIsTold) {
 
 TEST_F(DisplayTest, TypesAsAPersonDoes) {
   // The event tester prints what it receives and whether it was made up by another client.
-  std::string log;
   ASSERT_EQ(testhost::Run("xev -name typing -event keyboard >/tmp/events 2>&1 &"), 0);
   ASSERT_TRUE(display_.WaitForWindow("typing", 10));
   display_.Type("typing", "aZ $'");

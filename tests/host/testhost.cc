@@ -26,6 +26,7 @@
 #include <sstream>
 
 #include "rootInt.h"
+#include "unameInt.h"
 
 namespace testhost {
 
@@ -34,7 +35,6 @@ namespace {
 constexpr char kRecorded[] = "/testhost/bin";
 constexpr char kCalls[] = "/testhost/calls";
 constexpr char kBuilt[] = "/testhost/programs";
-constexpr char kUnameFile[] = "/testhost/uname";
 constexpr char kUnameLibrary[] = "/testhost/lib/uname.so";
 constexpr char kSystemPath[] = "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin";
 
@@ -67,7 +67,6 @@ void PutFile(const std::string &path, const std::string &content, mode_t mode) {
   if (lstat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode)) {
     RemoveTree(path);
   }
-  MakeDirectories(Parent(path));
   WriteFile(path, content, mode);
 }
 
@@ -136,7 +135,7 @@ void PutUname(const std::string &library, const std::optional<std::string> &rele
   if (answer.empty()) {
     return;
   }
-  PutFile(kUnameFile, answer, 0644);
+  PutFile(testhost_uname_file, answer, 0644);
   PutFile(kUnameLibrary, library, 0755);
   PutFile("/etc/ld.so.preload", ReadFile("/etc/ld.so.preload") + kUnameLibrary + "\n", 0644);
 }
@@ -172,15 +171,15 @@ std::optional<Person> FindPerson(uid_t user) {
 }
 
 Person FindOrMakePerson(uid_t user) {
-  if (const std::optional<Person> person = FindPerson(user)) {
-    return *person;
+  if (std::optional<Person> person = FindPerson(user)) {
+    return *std::move(person);
   }
   if (user == 0) {
     return {0, 0, "root", "/root", "/bin/sh"};
   }
 
   const std::string name = "user" + std::to_string(user);
-  const Person person = {user, user, name, "/home/" + name, "/bin/sh"};
+  Person person = {user, user, name, "/home/" + name, "/bin/sh"};
   const std::string ids = std::to_string(user);
   AppendLine("/etc/passwd", name + ":*:" + ids + ":" + ids + "::" + person.home + ":" + person.shell);
   AppendLine("/etc/group", name + ":x:" + ids + ":");
@@ -522,8 +521,7 @@ std::string ReadFile(const std::string &path) {
 }
 
 void WriteFile(const std::string &path, const std::string &content, mode_t mode) {
-  std::error_code failure;  // shows when the file is written
-  std::filesystem::create_directories(std::filesystem::path(path).parent_path(), failure);
+  MakeDirectories(Parent(path));
   std::ofstream stream(path, std::ios::binary | std::ios::trunc);
   stream.write(content.data(), static_cast<std::streamsize>(content.size()));
   stream.close();

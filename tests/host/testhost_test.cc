@@ -96,6 +96,18 @@ TEST(HostFiles, CanBeTakenAway) {
   EXPECT_EQ(ReadFile("/opt/second"), "again");
 }
 
+TEST(WriteFile, MakesTheDirectoriesThatAreMissing) {
+  Host host;
+  host.Enter();
+  WriteFile("/opt/a/b/file", "text", 0600);
+  EXPECT_EQ(ReadFile("/opt/a/b/file"), "text");
+  EXPECT_EQ(ModeOf("/opt/a/b/file"), 0600u);
+  ASSERT_EQ(chdir("/opt"), 0);
+  WriteFile("file", "here");
+  EXPECT_EQ(ReadFile("/opt/file"), "here");
+  EXPECT_EQ(ReadFile("/opt/missing"), "");
+}
+
 class LaidOver : public testing::Test {
  protected:
   void SetUp() override {

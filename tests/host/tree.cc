@@ -101,7 +101,8 @@ void MakeDirectories(const std::string &path, mode_t mode) {
 }
 
 std::string Parent(const std::string &path) {
-  return path.substr(0, path.find_last_of('/'));
+  const size_t slash = path.find_last_of('/');
+  return slash == std::string::npos ? "" : path.substr(0, slash);
 }
 
 bool IsBelow(const std::string &path, const std::string &directory) {

@@ -7,12 +7,13 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
-/* NUL-terminated fields, each a letter that says which and then its text. */
-static const char ANSWER_FILE[] = "/testhost/uname";
+#include "unameInt.h"
+
+const char testhost_uname_file[] = "/testhost/uname";
 
 static ssize_t ReadAnswer(char *buffer, size_t size) {
   const int savedErrno = errno;
-  const int fd = open(ANSWER_FILE, O_RDONLY | O_CLOEXEC);
+  const int fd = open(testhost_uname_file, O_RDONLY | O_CLOEXEC);
   ssize_t length = -1;
   if (fd >= 0) {
     length = read(fd, buffer, size);
