@@ -154,6 +154,14 @@ std::vector<std::string> WindowHistory::Seen() {
   return windows;
 }
 
+bool Desktop::Answer(const std::string &title, const std::string &keys) {
+  if (!display.WaitForWindow(title)) {
+    return false;
+  }
+  display.Keys(title, keys);
+  return display.WaitForNoWindow(title);
+}
+
 Size WindowSize(const std::string &title) {
   std::string info;
   testhost::Run("exec xwininfo -name '" + title + "'", &info);

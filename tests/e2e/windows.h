@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "display.h"
+
 namespace e2e {
 
 // Every window that was shown on the display since the object was made. Make it after the display.
@@ -24,6 +26,16 @@ class WindowHistory {
  private:
   pid_t watcher_ = -1;
   std::string record_;
+};
+
+// A display whose windows are remembered.
+struct Desktop {
+  testhost::Display display;
+  WindowHistory history;
+
+  // Waits for the titled window, presses keys in it, and waits until it is gone. False when it doesn't come
+  // or doesn't go.
+  bool Answer(const std::string &title, const std::string &keys);
 };
 
 // Size of a titled window's content in pixels. Zero when there is no such window.
