@@ -460,6 +460,7 @@ TEST_F(FileIO, SuperuserOpensWhatTheUserMayNot) {
   EXPECT_EQ(FileIO_Open(&missing, "/t/missing", FILEIO_ACCESS_READ | FILEIO_ACCESS_SUPERUSER, FILEIO_OPEN),
             FILEIO_FILE_NOT_FOUND);
   EXPECT_EQ(errno, ENOENT);
+  ASSERT_EQ(setresuid(0, 0, 0), 0);
 }
 
 TEST_F(FileIO, SeekKnowsThreeOrigins) {

@@ -235,6 +235,7 @@ TEST_F(FileLock, EightContendersLoseNoUpdate) {
   constexpr int kTurns = 2;
   testhost::WriteFile(kFile, "0");
   std::vector<pid_t> contenders;
+  contenders.reserve(kContenders);
   for (int number = 0; number < kContenders; number++) {
     contenders.push_back(Child([] {
       for (int turn = 0; turn < kTurns; turn++) {

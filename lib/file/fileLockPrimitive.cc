@@ -738,14 +738,12 @@ const char *FileLockGetMachineID() {
 
 bool FileLockMachineIDMatch(const char *hostMachineID, const char *secondMachineID) {
   constexpr std::string_view kPrefix = "uuid=";
-  std::string_view host(hostMachineID);
-  std::string_view second(secondMachineID);
-  const bool hostIsUuid = host.starts_with(kPrefix);
-  const bool secondIsUuid = second.starts_with(kPrefix);
-  if (hostIsUuid && !secondIsUuid) {
+  const std::string_view host(hostMachineID);
+  const std::string_view second(secondMachineID);
+  if (host.starts_with(kPrefix) && !second.starts_with(kPrefix)) {
     return OldMachineIDMatch(secondMachineID);
   }
-  return hostIsUuid == secondIsUuid && host == second;
+  return host == second;
 }
 
 uint32_t FileLockWaitStep(uint32_t *loops) {

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -58,6 +59,18 @@ TEST(FileLockMachineID, IsHashAndHardwareInOneName) {
   EXPECT_EQ(raw.hash, hostNameHash);
   EXPECT_EQ(raw.low + (static_cast<uint64_t>(raw.high) << 32), hardwareID);
   EXPECT_EQ(FileLockGetMachineID(), FileLockGetMachineID());
+}
+
+TEST(FileLockMachineID, HasNoSlash) {
+  testhost::Host host;
+  host.Enter();
+  ASSERT_EQ(unshare(CLONE_NEWNET), 0);
+  std::string output;
+  ASSERT_EQ(
+      testhost::Run("ip tuntap add eth0 mode tap && ip link set eth0 address 02:00:ff:ff:ff:ff", &output), 0)
+      << output;
+  // What stands for the last six of the twelve bytes, ff ff ff ff 00 00.
+  EXPECT_EQ(std::string(FileLockGetMachineID()).substr(8), "-----wAA");
 }
 
 class FileLockMachineIDMatches : public ::testing::Test {

@@ -30,6 +30,7 @@ TEST(Id, BecomesRootForAMoment) {
   EXPECT_EQ(getuid(), kUser);
   Id_EndSuperUser(user);
   EXPECT_EQ(geteuid(), kUser);
+  ASSERT_EQ(setresuid(0, 0, 0), 0);
 }
 
 TEST(Id, OrdinaryUserStaysWhoItIs) {

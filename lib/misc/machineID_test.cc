@@ -103,10 +103,15 @@ TEST_F(MachineID, IsLookedUpOnce) {
 TEST_F(MachineID, UnexpectedFailureGivesTheDefault) {
   const OwnedStream log(fopen(Log_GetFileName(), "r"));
   AddInterface("eth0", "02:03:04:05:06:07");
-  const rlimit none{0, 0};
+  rlimit before;
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+  const rlimit none{0, before.rlim_max};
   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
-  Ask();
-  EXPECT_EQ(hardware_, 0U);
+  uint32_t hash = 1;
+  uint64_t hardware = 1;
+  Hostinfo_MachineID(&hash, &hardware);
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+  EXPECT_EQ(hardware, 0U);
   std::string text(100000, '\0');
   text.resize(fread(text.data(), 1, text.size(), log.get()));
   EXPECT_NE(text.find("ObtainHardwareID unexpected failure: 24.\n"), std::string::npos);

@@ -67,7 +67,9 @@ TEST_F(Posix, NullPathIsAnsweredWithEFAULT) {
   EXPECT_FAILS(-1, EFAULT, Posix_Rename("/t/file", nullptr));
   EXPECT_FAILS(-1, EFAULT, Posix_Symlink(nullptr, "/t/new"));
   EXPECT_FAILS(-1, EFAULT, Posix_Link("/t/file", nullptr));
+#ifndef __SANITIZE_ADDRESS__  // whose readlink reads the path itself
   EXPECT_FAILS(nullptr, EFAULT, Posix_ReadLink(nullptr));
+#endif
   EXPECT_FAILS(nullptr, EFAULT, Posix_OpenDir(nullptr));
   EXPECT_FAILS(nullptr, EFAULT, Posix_Fopen(nullptr, "r"));
   EXPECT_FAILS(-1, EFAULT, Posix_Execl(nullptr, "name", nullptr));
