@@ -43,6 +43,7 @@ HashTable *ErrByText() {
 }
 
 const void *ErrNumberKey(Err_Number errorNumber) {
+  // An integer key of a table is a pointer by contract. NOLINTNEXTLINE(performance-no-int-to-ptr)
   return reinterpret_cast<const void *>(static_cast<intptr_t>(errorNumber));
 }
 

@@ -67,6 +67,7 @@ TEST(Err, HasNoLocalTexts) {
 TEST(Err, EightThreadsGetTheSamePointers) {
   std::array<std::vector<const char *>, 8> seen;
   std::vector<std::thread> threads;
+  threads.reserve(seen.size());
   for (std::vector<const char *> &texts : seen) {
     threads.emplace_back([&texts] {
       for (int number = 0; number < 3000; number++) {

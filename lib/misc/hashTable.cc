@@ -202,6 +202,7 @@ HashTable *HashTable_Alloc(uint32_t numEntries, int keyType, HashTableFreeEntryF
   table->atomic = (keyType & HASH_FLAG_ATOMIC) != 0;
   table->copyKey = copyKey;
   table->freeEntryFn = fn;
+  // An array of pointers is meant. NOLINTNEXTLINE(bugprone-sizeof-expression)
   table->buckets = static_cast<Entry **>(Util_SafeCalloc(numEntries, sizeof(Entry *)));
   table->numElements = 0;
   return table;

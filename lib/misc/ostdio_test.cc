@@ -66,7 +66,9 @@ TEST(ReadNextLine, ReadsLinesOfEverySizeAroundTheBuffersSteps) {
   for (const size_t step : {size_t{1024}, size_t{2048}, size_t{0x40000}}) {
     for (size_t length = step - 3; length <= step + 3; length++) {
       const std::string line(length, 'x');
-      EXPECT_EQ(Lines(line + "\n" + line), (Texts{line, line}));
+      std::string content = line;
+      content.append("\n").append(line);
+      EXPECT_EQ(Lines(content), (Texts{line, line}));
     }
   }
 }
@@ -95,7 +97,8 @@ TEST(ReadNextLine, TestsTheLimitOnlyWhenTheBufferGrows) {
 
 TEST(ReadNextLine, TakesALineThatReachesTheLimitExactly) {
   const std::string text(2046, 'x');
-  const OwnedStream stream = StreamOf(text + "\n" + text + "\n");
+  const std::string full = text + "\n";
+  const OwnedStream stream = StreamOf(full + full);
   char *line = nullptr;
   // 1023 bytes are read when the buffer first has to grow: not above this limit, but above the next one.
   ASSERT_EQ(StdIO_ReadNextLine(stream.get(), &line, 1023, nullptr), StdIO_Success);

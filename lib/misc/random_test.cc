@@ -16,14 +16,14 @@ namespace {
 
 using OwnedState = std::unique_ptr<RandomQuickState, Releaser<free>>;
 
-std::vector<uint32_t> Words(uint32_t seed, int skip, int count) {
+std::vector<uint32_t> Words(uint32_t seed, int skip, size_t count) {
   const OwnedState state(Random_QuickSeed(seed));
   for (int i = 0; i < skip; i++) {
     Random_Quick(state.get());
   }
-  std::vector<uint32_t> words;
-  for (int i = 0; i < count; i++) {
-    words.push_back(Random_Quick(state.get()));
+  std::vector<uint32_t> words(count);
+  for (uint32_t &word : words) {
+    word = Random_Quick(state.get());
   }
   return words;
 }

@@ -9,6 +9,7 @@
 int Str_Vsnprintf(char *buffer, size_t size, const char *format, va_list args) {
   ASSERT(buffer != nullptr);
   ASSERT(format != nullptr);
+  // The callers' lists are started. NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
   const int length = vsnprintf(buffer, size, format, args);
   if (length < 0 || size == 0) {
     return -1;

@@ -300,6 +300,7 @@ void Collect(void *data, const char *format, ...) {
   char line[600];
   va_list args;
   va_start(args, format);
+  // The list is started above. NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
   vsnprintf(line, sizeof line, format, args);
   va_end(args);
   static_cast<std::vector<std::string> *>(data)->emplace_back(line);
