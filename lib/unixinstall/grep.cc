@@ -35,31 +35,47 @@ class DelimiterSet {
 
   // The position of the first other byte from `from` on, or the text's size.
   size_t Skip(std::string_view text, size_t from) const {
-    while (from < text.size() && delimiters_.find(text[from]) != std::string_view::npos) {
+    while (from < text.size() && Has(text[from])) {
       ++from;
     }
     return from;
   }
 
- private:
-  std::string_view delimiters_;
-};
-
-// Where a text occurs next in a chunk, looked for only when a question passes the last find.
-class Occurrence {
- public:
-  Occurrence(std::string_view chunk, std::string_view text) : chunk_(chunk), text_(text) { LookFrom(0); }
-
-  // Whether the text lies between two positions. The questions of one chunk must come in rising order.
-  bool LiesIn(size_t from, size_t to) {
-    if (next_ < from) {
-      LookFrom(from);
+  // Where the last run of delimiters between two positions starts, or `from` when there is none.
+  size_t LastRun(std::string_view text, size_t from, size_t to) const {
+    while (to > from && !Has(text[to - 1])) {
+      --to;
     }
-    return next_ < chunk_.size() && next_ + text_.size() <= to;
+    while (to > from && Has(text[to - 1])) {
+      --to;
+    }
+    return to;
   }
 
  private:
-  void LookFrom(size_t from) {
+  bool Has(char byte) const { return delimiters_.find(byte) != std::string_view::npos; }
+
+  std::string_view delimiters_;
+};
+
+// Where a text occurs in a chunk. The questions of one chunk come in rising order, and the chunk is searched
+// only when one of them passes the last find.
+class Occurrence {
+ public:
+  Occurrence(std::string_view chunk, std::string_view text) : chunk_(chunk), text_(text) { Search(0); }
+
+  // The first occurrence from `from` on, or the chunk's size.
+  size_t From(size_t from) {
+    if (next_ < from) {
+      Search(from);
+    }
+    return next_;
+  }
+
+  bool LiesIn(size_t from, size_t to) { return From(from) < chunk_.size() && next_ + text_.size() <= to; }
+
+ private:
+  void Search(size_t from) {
     const auto *found = static_cast<const char *>(
         memmem(chunk_.data() + from, chunk_.size() - from, text_.data(), text_.size()));
     next_ = found ? static_cast<size_t>(found - chunk_.data()) : chunk_.size();
@@ -84,6 +100,10 @@ class Grep {
     Occurrence occurrence(chunk, text_);
     size_t position = 0;
     while (true) {
+      if (!pending_) {
+        // The lines before the one that holds the text next are passed over at once.
+        position = delimiters_.LastRun(chunk, position, occurrence.From(position));
+      }
       const size_t start = delimiters_.Skip(chunk, position);
       if (start == chunk.size()) {
         break;  // only delimiters remain

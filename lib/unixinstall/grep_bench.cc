@@ -31,7 +31,7 @@ void Sizes(benchmark::internal::Benchmark *bench) {
 
 void BM_Ours_Grep(benchmark::State &state) {
   const DataFile file(Symbols(state.range(0)));
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     char **lines = Grep_File(file.Path(), " printk", "\n");
     benchmark::DoNotOptimize(lines);
     Grep_FreeLines(lines);
@@ -42,7 +42,7 @@ BENCHMARK(BM_Ours_Grep)->Apply(Sizes);
 void BM_Peer_GrepF_Grep(benchmark::State &state) {
   const DataFile file(Symbols(state.range(0)));
   const std::string command = std::string("grep -F ' printk' ") + file.Path();
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(RunAndRead(command));
   }
 }
@@ -52,7 +52,7 @@ BENCHMARK(BM_Peer_GrepF_Grep)->Apply(Sizes);
 void BM_Peer_Memmem_Grep(benchmark::State &state) {
   const std::string content = Symbols(state.range(0));
   const DataFile file(content);
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     const int fd = open(file.Path(), O_RDONLY | O_CLOEXEC);
     void *map = mmap(nullptr, content.size(), PROT_READ, MAP_PRIVATE, fd, 0);
     close(fd);
@@ -71,7 +71,7 @@ BENCHMARK(BM_Peer_Memmem_Grep)->Apply(Sizes);
 
 void BM_Ours_ReadLines(benchmark::State &state) {
   const DataFile file(Symbols(state.range(0)));
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     char **lines = Grep_ReadLines(file.Path(), "\n");
     benchmark::DoNotOptimize(lines);
     Grep_FreeLines(lines);
@@ -82,7 +82,7 @@ BENCHMARK(BM_Ours_ReadLines)->Apply(Sizes);
 void BM_Peer_GrepF_ReadLines(benchmark::State &state) {
   const DataFile file(Symbols(state.range(0)));
   const std::string command = std::string("grep -F '' ") + file.Path();
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(RunAndRead(command));
   }
 }

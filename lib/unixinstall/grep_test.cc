@@ -65,7 +65,7 @@ Lines PlainGrep(const std::string &content, const char *text, const char *delimi
   std::string piece;
   for (size_t offset = 0; offset <= content.size(); offset += kChunk) {
     char buffer[kChunk + 1] = {};
-    memcpy(buffer, content.data() + offset, std::min(kChunk, content.size() - offset));
+    content.copy(buffer, kChunk, offset);
     unsigned position = 0;
     const auto behind = [&] { return position < kChunk ? buffer + position + 1 : ""; };
     while (strpbrk(behind(), delimiters)) {
@@ -73,13 +73,13 @@ Lines PlainGrep(const std::string &content, const char *text, const char *delimi
       if (!token) {
         break;
       }
-      const std::string line = pending ? piece + token.get() : token.get();
+      piece = pending ? piece.append(token.get()) : token.get();
       pending = false;
-      if (strstr(line.c_str(), text)) {
-        found.push_back(line);
+      if (strstr(piece.c_str(), text)) {
+        found.push_back(piece);
       }
     }
-    piece = pending ? piece + (buffer + position) : behind();
+    piece = pending ? piece.append(buffer + position) : behind();
     pending = true;
   }
   return found;
@@ -205,8 +205,10 @@ TEST(GrepStream, JoinsALineThatCrossesIntoTheNextChunk) {
   const std::string line = "a long line";
   for (size_t before = kChunk - line.size() + 1; before < kChunk - 1; ++before) {
     const std::string first = Filler(before - 1);
-    EXPECT_EQ(Lines({first, line, "end"}), AllLines(first + "\n" + line + "\nend\n")) << before;
-    EXPECT_EQ(Lines({line}), GrepText(first + "\n" + line + "\nend\n", "long")) << before;
+    std::string content = first;
+    content.append("\n").append(line).append("\nend\n");
+    EXPECT_EQ(Lines({first, line, "end"}), AllLines(content)) << before;
+    EXPECT_EQ(Lines({line}), GrepText(content, "long")) << before;
   }
 }
 

@@ -34,22 +34,19 @@ struct Journal {
 };
 Journal journal;
 
-using OwnedTime = std::unique_ptr<int64_t, Releaser<free>>;
-
-OwnedTime NewTime(int64_t seconds) {
-  OwnedTime time(static_cast<int64_t *>(Util_SafeMalloc(sizeof(int64_t))));
+int64_t *NewTime(int64_t seconds) {
+  auto *time = static_cast<int64_t *>(Util_SafeMalloc(sizeof(int64_t)));
   *time = seconds;
   return time;
 }
 
-// Puts a value under a key, which points into `text`; table and journal take both over. Both are freed when
-// the key is there already.
-template <typename Value>
-bool Insert(HashTable *table, const char *key, Value value, OwnedString text) {
-  if (!HashTable_Insert(table, key, value.get())) {
+// Puts a value under a key, which points into `text`. Takes the value, from malloc, and the text over; both
+// are freed when the key is there already.
+bool Insert(HashTable *table, const char *key, void *value, OwnedString text) {
+  if (!HashTable_Insert(table, key, value)) {
+    free(value);
     return false;
   }
-  value.release();
   journal.texts.push_back(std::move(text));
   return true;
 }
@@ -75,7 +72,7 @@ void ReplayAnswer(char *argument, OwnedString line) {
   if (!key) {
     return;
   }
-  Insert(journal.answers, key, OwnedString(Util_SafeStrdup(strtok_r(nullptr, " ", &rest))), std::move(line));
+  Insert(journal.answers, key, Util_SafeStrdup(strtok_r(nullptr, " ", &rest)), std::move(line));
 }
 
 // The fields of a line that adds end at a blank; the one field of a line that removes is all of its rest.
@@ -197,7 +194,7 @@ bool InstallerDB_SetAnswer(char *key, char *value) {
   if (InstallerDB_GetAnswer(key)) {
     InstallerDB_RemoveAnswer(key);
   }
-  return Append(line) && Insert(journal.answers, key, std::move(ownedValue), std::move(ownedKey));
+  return Append(line) && Insert(journal.answers, key, ownedValue.release(), std::move(ownedKey));
 }
 
 bool InstallerDB_RemoveAnswer(const char *key) {
@@ -214,8 +211,8 @@ bool InstallerDB_AddFile(const char *path, unsigned flags) {
   if (InstallerDB_IsFileKnown(path)) {
     InstallerDB_RemoveFile(path);
   }
-  OwnedTime time;
-  OwnedString line;
+  int64_t *time = nullptr;
+  OwnedString line = EngineFormat("file %s\n", path);
   if (flags & INSTALLERDB_TIMESTAMP) {
     const int64_t seconds = File_GetModTime(path);
     if (seconds == -1) {
@@ -223,12 +220,10 @@ bool InstallerDB_AddFile(const char *path, unsigned flags) {
     }
     time = NewTime(seconds);
     line = EngineFormat("file %s %lld\n", path, static_cast<long long>(seconds));
-  } else {
-    line = EngineFormat("file %s\n", path);
   }
   OwnedString key(Util_SafeStrdup(path));
   const char *keyText = key.get();
-  return Insert(journal.files, keyText, std::move(time), std::move(key)) && Append(line);
+  return Insert(journal.files, keyText, time, std::move(key)) && Append(line);
 }
 
 bool InstallerDB_RemoveFile(const char *path) {

@@ -38,7 +38,7 @@ void Sizes(benchmark::internal::Benchmark *bench) {
 
 void BM_Ours_Replay(benchmark::State &state) {
   const JournalDirectory directory(state.range(0));
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     if (!InstallerDB_Init(directory.Path().c_str(), true)) {
       state.SkipWithError("the journal was refused");
     }
@@ -50,7 +50,7 @@ BENCHMARK(BM_Ours_Replay)->Apply(Sizes);
 void BM_Peer_GrepF_Replay(benchmark::State &state) {
   const JournalDirectory directory(state.range(0));
   const std::string command = "grep -F / " + directory.Path() + "/locations";
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(RunAndRead(command));
   }
 }
