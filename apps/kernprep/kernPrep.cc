@@ -59,7 +59,8 @@ KernPrep::KernPrep(const Glib::ustring &gccPath, const Glib::ustring &headersPat
   label->show();
   box.pack_start(*label, Gtk::PACK_SHRINK, 0);
   auto *help = Gtk::manage(new Gtk::Button(Gtk::Stock::HELP));
-  Gtk::HButtonBox *buttons = MakeButtonBox(*help);
+  auto *install = Gtk::manage(new Gtk::Button("_Install", false));
+  Gtk::HButtonBox *buttons = MakeButtonBox(*help, *install);
   box.pack_start(gcc, Gtk::PACK_EXPAND_PADDING, 0);
   box.pack_start(headers, Gtk::PACK_EXPAND_PADDING, 0);
 
@@ -78,12 +79,14 @@ KernPrep::KernPrep(const Glib::ustring &gccPath, const Glib::ustring &headersPat
 
   box.pack_end(*buttons, Gtk::PACK_SHRINK, 0);
   buttons->set_child_secondary(*help);
+  // Outside a window there is no focus to grab.
+  install->grab_focus();
   CheckRequirements(false);
 }
 
 KernPrep::~KernPrep() = default;
 
-Gtk::HButtonBox *KernPrep::MakeButtonBox(Gtk::Button &help) {
+Gtk::HButtonBox *KernPrep::MakeButtonBox(Gtk::Button &help, Gtk::Button &install) {
   auto *buttons = Gtk::manage(new Gtk::HButtonBox(Gtk::BUTTONBOX_END, kButtonSpacing));
   buttons->show();
 
@@ -96,12 +99,10 @@ Gtk::HButtonBox *KernPrep::MakeButtonBox(Gtk::Button &help) {
   buttons->pack_start(*cancel, Gtk::PACK_EXPAND_WIDGET, 0);
   cancel->signal_clicked().connect(sigc::bind(sigc::mem_fun(*this, &KernPrep::Quit), ERROR_CANCELLED));
 
-  auto *install = Gtk::manage(new Gtk::Button("_Install", false));
-  install->set_image(*Gtk::manage(new Gtk::Image(Gtk::Stock::OK, Gtk::ICON_SIZE_BUTTON)));
-  install->show();
-  buttons->pack_start(*install, Gtk::PACK_EXPAND_WIDGET, 0);
-  install->signal_clicked().connect(sigc::bind(sigc::mem_fun(*this, &KernPrep::Run), true));
-  install->grab_focus();
+  install.set_image(*Gtk::manage(new Gtk::Image(Gtk::Stock::OK, Gtk::ICON_SIZE_BUTTON)));
+  install.show();
+  buttons->pack_start(install, Gtk::PACK_EXPAND_WIDGET, 0);
+  install.signal_clicked().connect(sigc::bind(sigc::mem_fun(*this, &KernPrep::Run), true));
   return buttons;
 }
 

@@ -44,7 +44,7 @@ class KernPrep : public Gtk::Window {
   bool on_key_press_event(GdkEventKey *event) override;
 
  private:
-  Gtk::HButtonBox *MakeButtonBox(Gtk::Button &help);
+  Gtk::HButtonBox *MakeButtonBox(Gtk::Button &help, Gtk::Button &install);
   void ApplyPaths(const Glib::ustring &gccPath, const Glib::ustring &headersPath, bool ignoreMinor);
   Error CheckRequirements(bool interactive);
   Error CheckCompiler(bool interactive);
