@@ -16,10 +16,10 @@ using kpreptest::Path;
 using kpreptest::Product;
 using kpreptest::RecordShell;
 using kpreptest::ShellCommands;
-using kpreptest::Write;
 using testhost::Call;
 using testhost::Calls;
 using testhost::ReadFile;
+using testhost::WriteFile;
 
 using OwnedModules = std::unique_ptr<GList, Releaser<KernPrep_FreeModuleList>>;
 using OwnedNames = std::unique_ptr<GList, Releaser<KernPrep_FreeNameList>>;
@@ -44,7 +44,7 @@ struct Walk {
 
 // Inside a host: reads the list through a file and walks from a module.
 Walk WalkFrom(Engine *engine, const std::string &modules, const char *module) {
-  Write("/tmp/modules.xml", "<modules>" + modules + "</modules>");
+  WriteFile("/tmp/modules.xml", "<modules>" + modules + "</modules>");
   const OwnedModules list(KernPrep_ReadModuleList("/tmp/modules.xml"));
   const OwnedTable marks(g_hash_table_new(g_str_hash, g_str_equal));
   engine->NewLog();
@@ -155,7 +155,7 @@ TEST(WalkDependencies, StopsAtANameThatStandsTwice) {
 TEST(WalkDependencies, MarksWhatItHasFinished) {
   Product host;
   Engine engine(host);
-  Write("/tmp/modules.xml", "<modules>" + ListEntry("A", {"B"}) + "</modules>");
+  WriteFile("/tmp/modules.xml", "<modules>" + ListEntry("A", {"B"}) + "</modules>");
   const OwnedModules list(KernPrep_ReadModuleList("/tmp/modules.xml"));
   const OwnedTable marks(g_hash_table_new(g_str_hash, g_str_equal));
   const OwnedNames names(KernPrep_WalkDependencies(list.get(), "A", marks.get()));
@@ -201,8 +201,8 @@ std::string SourcePath(const std::string &module) {
 void PutSource(const std::string &module, const std::string &makefile = "auto-build:\n",
                const std::string &archive = "") {
   const std::string directory = "/tmp/sources/" + module + "-only";
-  Write(directory + "/Makefile", makefile);
-  Write(directory + "/module.c", "int " + module + "(void) { return 0; }\n");
+  WriteFile(directory + "/Makefile", makefile);
+  WriteFile(directory + "/module.c", "int " + module + "(void) { return 0; }\n");
   const std::string target = archive.empty() ? SourcePath(module) : archive;
   std::filesystem::create_directories(std::filesystem::path(target).parent_path());
   std::string output;
@@ -376,8 +376,8 @@ TEST(BuildModule, BuildsAgainWhatFailedOverWhatIsThere) {
                                      {"Failed to compile module ostlink!"}}));
   EXPECT_EQ(g_hash_table_size(kernPrep.builtModules), 0U);
   EXPECT_EQ(Calls("depmod").size(), 0U);
-  Write(Scratch("ostlink-only/leftover"), "");
-  Write("/tmp/ready", "");
+  WriteFile(Scratch("ostlink-only/leftover"), "");
+  WriteFile("/tmp/ready", "");
   EXPECT_TRUE(Build("ostlink"));
   EXPECT_EQ(Calls("make").size(), 2U);
   EXPECT_TRUE(std::filesystem::exists(Scratch("ostlink-only/leftover")));
@@ -426,7 +426,7 @@ TEST(BuildModule, GivesTheFilesToTheExtractingUser) {
   BuildHost host;
   host.StandInMake();
   Engine engine(host);
-  Write("/tmp/sources/ostlink-only/script", "", 0751);
+  WriteFile("/tmp/sources/ostlink-only/script", "", 0751);
   ASSERT_EQ(chown("/tmp/sources/ostlink-only/script", 1234, 1234), 0);
   PutSource("ostlink");
   umask(077);
@@ -456,7 +456,7 @@ TEST(BuildModule, FailsForABrokenArchive) {
   const std::string whole = ReadFile(SourcePath("ostlink"));
   for (const std::string &content : {whole.substr(0, 20'000), std::string("no archive at all"),
                                      whole.substr(700), std::string(4096, '\xff')}) {
-    Write(SourcePath("ostlink"), content);
+    WriteFile(SourcePath("ostlink"), content);
     ExpectNotExtracted(&engine);
   }
 }
@@ -546,7 +546,7 @@ TEST(BuildModule, TakesTheOldNameOfTheSymbolTableAndOverwrites) {
   host.StandInMake("[ ${2##*/} = ostlink-only ] && echo old >$2/Module.symvers");
   Engine engine(host);
   PutSource("ostlink");
-  Write("/tmp/sources/ostchan-only/Module.symvers", "shipped\n");
+  WriteFile("/tmp/sources/ostchan-only/Module.symvers", "shipped\n");
   PutSource("ostchan");
   EXPECT_EQ(ErrorsOf([] { EXPECT_TRUE(Build("ostchan")); }), "");
   EXPECT_EQ(ReadFile(Scratch("ostchan-only/Module.symvers")), "old\n");

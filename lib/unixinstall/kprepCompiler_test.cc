@@ -13,9 +13,9 @@ using kpreptest::Lines;
 using kpreptest::Path;
 using kpreptest::Product;
 using kpreptest::Whole;
-using kpreptest::Write;
 using testhost::Call;
 using testhost::Calls;
+using testhost::WriteFile;
 
 std::string KernelCompiler() {
   return Whole(OwnedString(KernPrep_GetKernelCompilerVersion()));
@@ -31,7 +31,7 @@ std::string Found() {
 std::string PutCompiler(const std::string &body) {
   static int count = 0;
   const std::string path = "/opt/compilers/cc" + std::to_string(++count);
-  Write(path, "#!/bin/sh\n" + body + "\n", 0755);
+  WriteFile(path, "#!/bin/sh\n" + body + "\n", 0755);
   return path;
 }
 
@@ -112,6 +112,7 @@ TEST(KernelCompilerVersion, IsUnknownWithoutFile) {
   host.Enter();
   ASSERT_EQ(mount("none", "/proc", "tmpfs", 0, nullptr), 0);
   EXPECT_EQ(KernelCompiler(), "(none)");
+  ASSERT_EQ(umount("/proc"), 0);
 }
 
 TEST(KernelCompilerVersion, IsUnknownWhenTheFileCannotBeRead) {
@@ -120,6 +121,7 @@ TEST(KernelCompilerVersion, IsUnknownWhenTheFileCannotBeRead) {
   ASSERT_EQ(mount("none", "/proc", "tmpfs", 0, nullptr), 0);
   std::filesystem::create_directories("/proc/version");
   EXPECT_EQ(KernelCompiler(), "(none)");
+  ASSERT_EQ(umount("/proc"), 0);
 }
 
 // A compiler's own version
@@ -165,7 +167,7 @@ TEST(CompilerVersion, IsUnknownWhenTheCompilerFails) {
 TEST(CompilerVersion, IsUnknownForWhatCannotRun) {
   Product host;
   host.Enter();
-  Write("/opt/text", "4.1.2\n");
+  WriteFile("/opt/text", "4.1.2\n");
   EXPECT_EQ(CompilerText("/no/such/compiler"), "(none)");
   EXPECT_EQ(CompilerText("/opt"), "(none)");
   EXPECT_EQ(CompilerText("/opt/text"), "(none)");

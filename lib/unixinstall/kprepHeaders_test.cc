@@ -15,7 +15,7 @@ using kpreptest::Product;
 using kpreptest::RecordShell;
 using kpreptest::ShellCommands;
 using kpreptest::Whole;
-using kpreptest::Write;
+using testhost::WriteFile;
 
 constexpr char kTree[] = "/opt/kernel/include";
 
@@ -33,7 +33,7 @@ Product &WithCannedCompiler(Product &host) {
 }
 
 void Put(const std::string &name, const std::string &content, const std::string &tree = kTree) {
-  Write(tree + "/" + name, content);
+  WriteFile(tree + "/" + name, content);
 }
 
 void Drop(const std::string &name) {
@@ -165,7 +165,7 @@ TEST(QueryMacro, ReadsTheMarkedLinesOfTheAnswer) {
       {"OST_CHECK x\"a\"y\n", "a"},
   };
   for (const auto &row : rows) {
-    Write("/tmp/preprocessed", row.preprocessed);
+    WriteFile("/tmp/preprocessed", row.preprocessed);
     EXPECT_EQ(Query({}, "M"), row.expected) << row.preprocessed;
   }
 }
@@ -173,10 +173,10 @@ TEST(QueryMacro, ReadsTheMarkedLinesOfTheAnswer) {
 TEST(QueryMacro, PassesOverTheRestOfALongLine) {
   Product host;
   Engine engine(WithCannedCompiler(host));
-  Write("/tmp/preprocessed", std::string(127, 'x') + "OST_CHECK 1\nOST_CHECK 2\n");
+  WriteFile("/tmp/preprocessed", std::string(127, 'x') + "OST_CHECK 1\nOST_CHECK 2\n");
   // The line's second piece begins with the marker, as a line of its own would.
   EXPECT_EQ(Query({}, "M"), "1");
-  Write("/tmp/preprocessed", std::string(126, 'x') + "OST_CHECK 1\nOST_CHECK 2\n");
+  WriteFile("/tmp/preprocessed", std::string(126, 'x') + "OST_CHECK 1\nOST_CHECK 2\n");
   EXPECT_EQ(Query({}, "M"), "2");
 }
 
@@ -187,7 +187,7 @@ TEST(QueryMacro, SurvivesBinaryOutput) {
   for (int i = 0; i < 100'000; ++i) {
     binary += static_cast<char>(i * 37);
   }
-  Write("/tmp/preprocessed", binary + "\nOST_CHECK 5\n");
+  WriteFile("/tmp/preprocessed", binary + "\nOST_CHECK 5\n");
   EXPECT_EQ(Query({}, "M"), "5");
 }
 

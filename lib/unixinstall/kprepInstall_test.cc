@@ -14,10 +14,10 @@ using kpreptest::Path;
 using kpreptest::Product;
 using kpreptest::RecordShell;
 using kpreptest::ShellCommands;
-using kpreptest::Write;
 using testhost::Call;
 using testhost::Calls;
 using testhost::ReadFile;
+using testhost::WriteFile;
 
 constexpr char kModules[] = "/lib/modules/2.6.18-92.el5";
 constexpr char kObject[] = "/opt/build/ostlink.o";
@@ -89,7 +89,7 @@ TEST(InstallModule, LeavesOneOfEachWhenItRunsTwice) {
   Engine engine(host);
   EXPECT_TRUE(Install());
   const std::string first = FileLine(kInstalled);
-  Write(kObject, "a newer object");
+  WriteFile(kObject, "a newer object");
   EXPECT_TRUE(Install());
   EXPECT_EQ(ReadFile(kInstalled), "a newer object");
   const std::string object = kInstalled, link = kLink;
@@ -209,7 +209,7 @@ TEST(InstallModule, FailsOnAReadOnlyFileSystem) {
 TEST(InstallModule, LeavesNoHalfCopyOnAFullFileSystem) {
   InstallHost host;
   Engine engine(host);
-  Write(kObject, std::string(1'000'000, 'x'));
+  WriteFile(kObject, std::string(1'000'000, 'x'));
   ASSERT_EQ(mount("none", kModules, "tmpfs", 0, "size=64k"), 0);
   EXPECT_FALSE(Install());
   EXPECT_EQ(engine.NewLog().back(), NotInstalled());
@@ -265,8 +265,8 @@ TEST(InstallModule, IsSeenByTheRealModuleTools) {
       .File(std::string(kModules) + "/modules.order", "")
       .File(std::string(kModules) + "/modules.builtin", "");
   Engine engine(host);
-  Write("/tmp/ostlink.c",
-        "static const char license[] __attribute__((section(\".modinfo\"), used)) = \"license=GPL\";\n");
+  WriteFile("/tmp/ostlink.c",
+            "static const char license[] __attribute__((section(\".modinfo\"), used)) = \"license=GPL\";\n");
   ASSERT_EQ(testhost::Run("cd /tmp && gcc-12 -c ostlink.c -o ostlink.o"), 0);
   EXPECT_FALSE(KernPrep_ModuleIsInstalled("ostlink"));
   EXPECT_TRUE(KernPrep_InstallModule("ostlink", "/tmp/ostlink.o", nullptr, nullptr));

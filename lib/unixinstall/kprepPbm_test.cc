@@ -19,9 +19,9 @@ using kpreptest::Product;
 using kpreptest::RecordShell;
 using kpreptest::ShellCommands;
 using kpreptest::Whole;
-using kpreptest::Write;
 using testhost::Call;
 using testhost::Calls;
+using testhost::WriteFile;
 
 using OwnedSets = std::unique_ptr<KernPrep_PbmSet, Releaser<KernPrep_FreePbmSets>>;
 
@@ -36,7 +36,7 @@ std::string ObjectOf(const std::string &set, const std::string &module) {
 }
 
 void PutSet(const std::string &set, const std::string &properties) {
-  Write(SetPath(set, "properties"), properties);
+  WriteFile(SetPath(set, "properties"), properties);
 }
 
 std::string CompatibleProperties(const std::string &release) {
@@ -346,9 +346,12 @@ TEST(ScanPbmSets, TestsInAFixedOrder) {
 TEST(ScanPbmSets, RefusesASetWithoutRelease) {
   Product host;
   Engine engine(host);
-  ExpectScans(&engine, {{kCommon, KERNPREP_PBM_DONT_USE, {}},
-                        {std::string(kCommon) + "ModVersion yes\n", KERNPREP_PBM_DONT_USE, {}},
-                        {std::string(kCommon) + "UtsRelease\n", KERNPREP_PBM_DONT_USE, {}}});
+  const std::string errors = kpreptest::ErrorsOf([&] {
+    ExpectScans(&engine, {{kCommon, KERNPREP_PBM_DONT_USE, {}},
+                          {std::string(kCommon) + "ModVersion yes\n", KERNPREP_PBM_DONT_USE, {}},
+                          {std::string(kCommon) + "UtsRelease\n", KERNPREP_PBM_DONT_USE, {}}});
+  });
+  EXPECT_EQ(errors, "");
 }
 
 TEST(ScanPbmSets, SkipsLinesWithoutAValueAndUnknownKeys) {
@@ -394,9 +397,9 @@ TEST(ScanPbmSets, ReadsAVeryLargeFile) {
 TEST(ScanPbmSets, GoesOnBehindASetThatCannotBeRead) {
   Product host;
   Engine engine(host);
-  Write(SetPath("hollow", "objects/ostlink.o"), "");
+  WriteFile(SetPath("hollow", "objects/ostlink.o"), "");
   std::filesystem::create_directories(SetPath("strange", "properties"));
-  Write(std::string(kPbmRoot) + "/README", "no directory");
+  WriteFile(std::string(kPbmRoot) + "/README", "no directory");
   PutSet("one", PerfectProperties());
   const OwnedSets sets(Scan());
   ASSERT_TRUE(sets);
@@ -476,7 +479,7 @@ TEST(SelectPbmSet, PrefersALaterPerfectSetThoughTheFirstOneWasTried) {
   Product host;
   WithModuleTools(host);
   Engine engine(host);
-  Write(ObjectOf("c", "ostpool"), "");
+  WriteFile(ObjectOf("c", "ostpool"), "");
   SetList sets;
   sets.Add("c", "2.6.18-53.el5", KERNPREP_PBM_COMPATIBLE).Add("p", kRelease, KERNPREP_PBM_PERFECT);
   EXPECT_EQ(sets.Select(), "p");
@@ -492,7 +495,7 @@ TEST(SelectPbmSet, RefusesSetsOfNewerKernels) {
   Product host;
   WithModuleTools(host);
   Engine engine(host);
-  Write(ObjectOf("n", "ostpool"), "");
+  WriteFile(ObjectOf("n", "ostpool"), "");
   SetList sets;
   sets.Add("n", "2.6.18-128.el5", KERNPREP_PBM_COMPATIBLE);
   EXPECT_EQ(sets.Select(), "(none)");
@@ -511,7 +514,7 @@ TEST(SelectPbmSet, TriesOnlySetsThatWouldReplaceTheBest) {
                                       {"older", "2.6.18-8.el5"},
                                       {"same", "2.6.18-53.EL"},
                                       {"newer", "2.6.18-90.el5"}}) {
-    Write(ObjectOf(name, "ostpool"), "");
+    WriteFile(ObjectOf(name, "ostpool"), "");
     sets.Add(name, release, KERNPREP_PBM_COMPATIBLE);
   }
   EXPECT_EQ(sets.Select(), "newer");
@@ -530,8 +533,8 @@ TEST(SelectPbmSet, KeepsTheBestWhenANewerOneFailsItsTrial) {
   Product host;
   WithModuleTools(host, "case $1 in */b/*) exit 0;; *) exit 1;; esac");
   Engine engine(host);
-  Write(ObjectOf("b", "ostpool"), "");
-  Write(ObjectOf("newer", "ostpool"), "");
+  WriteFile(ObjectOf("b", "ostpool"), "");
+  WriteFile(ObjectOf("newer", "ostpool"), "");
   SetList sets;
   sets.Add("b", "2.6.18-53.el5", KERNPREP_PBM_COMPATIBLE).Add("newer", kRelease, KERNPREP_PBM_COMPATIBLE);
   EXPECT_EQ(sets.Select(), "b");
@@ -542,11 +545,20 @@ TEST(SelectPbmSet, KeepsTheBestWhenANewerOneFailsItsTrial) {
                                     "PBMs in b are a better match than those in newer."}));
 }
 
+TEST(SelectPbmSet, TakesANewerSetWhoseTrialIsSkipped) {
+  Product host;
+  Engine engine(host);
+  SetList sets;
+  sets.Add("b", "2.6.18-53.el5", KERNPREP_PBM_COMPATIBLE).Add("newer", kRelease, KERNPREP_PBM_COMPATIBLE);
+  EXPECT_EQ(sets.Select(), "newer");
+  EXPECT_EQ(engine.NewLog().back(), "PBMs in newer are a better match than those in b.");
+}
+
 TEST(SelectPbmSet, SaysNothingMoreOfAFirstSetThatFailsItsTrial) {
   Product host;
   WithModuleTools(host, "case $1 in */bad/*) exit 1;; esac");
   Engine engine(host);
-  Write(ObjectOf("bad", "ostpool"), "");
+  WriteFile(ObjectOf("bad", "ostpool"), "");
   SetList sets;
   sets.Add("bad", kRelease, KERNPREP_PBM_COMPATIBLE).Add("old", "2.6.18-8.el5", KERNPREP_PBM_COMPATIBLE);
   EXPECT_EQ(sets.Select(), "old");
@@ -593,7 +605,7 @@ class SmokeTest : public testing::Test {
 
 TEST_F(SmokeTest, PassesAModuleThatLoads) {
   Engine engine(WithModuleTools(host_));
-  Write(ObjectOf("c", "ostpool"), "");
+  WriteFile(ObjectOf("c", "ostpool"), "");
   EXPECT_EQ(Run(), 1);
   EXPECT_EQ(engine.NewLog(), Lines({"The c PBM set passed the smoke test."}));
   EXPECT_EQ(ShellCommands(), ListCommand() + LoadCommand() + UnloadCommand());
@@ -603,8 +615,8 @@ TEST_F(SmokeTest, PassesAModuleThatLoads) {
 
 TEST_F(SmokeTest, LeavesAModuleUnloadedThatWasLoadedBefore) {
   Engine engine(WithModuleTools(host_));
-  Write("/tmp/loaded", "ostpool 1234 0\n");
-  Write(ObjectOf("c", "ostpool"), "");
+  WriteFile("/tmp/loaded", "ostpool 1234 0\n");
+  WriteFile(ObjectOf("c", "ostpool"), "");
   EXPECT_EQ(Run(), 1);
   EXPECT_EQ(engine.NewLog(),
             Lines({"ostpool is loaded.  Attempting to unload...", "The c PBM set passed the smoke test."}));
@@ -614,8 +626,8 @@ TEST_F(SmokeTest, LeavesAModuleUnloadedThatWasLoadedBefore) {
 
 TEST_F(SmokeTest, IsSkippedWhenTheModuleStaysLoaded) {
   Engine engine(WithModuleTools(host_, "", "exit 1"));
-  Write("/tmp/loaded", "ostpool 1234 1\n");
-  Write(ObjectOf("c", "ostpool"), "");
+  WriteFile("/tmp/loaded", "ostpool 1234 1\n");
+  WriteFile(ObjectOf("c", "ostpool"), "");
   EXPECT_EQ(Run(), -1);
   EXPECT_EQ(engine.NewLog(), Lines({"ostpool is loaded.  Attempting to unload...",
                                     "Failed to unload ostpool.  Skipping smoke test."}));
@@ -624,7 +636,7 @@ TEST_F(SmokeTest, IsSkippedWhenTheModuleStaysLoaded) {
 
 TEST_F(SmokeTest, FailsAModuleThatDoesNotLoad) {
   Engine engine(WithModuleTools(host_, "exit 1"));
-  Write(ObjectOf("c", "ostpool"), "");
+  WriteFile(ObjectOf("c", "ostpool"), "");
   EXPECT_EQ(Run(), 0);
   EXPECT_EQ(engine.NewLog(), Lines({"The c PBM set failed the smoke test."}));
   EXPECT_EQ(ShellCommands(), ListCommand() + LoadCommand());
@@ -632,7 +644,7 @@ TEST_F(SmokeTest, FailsAModuleThatDoesNotLoad) {
 
 TEST_F(SmokeTest, IsSkippedForAnotherKernel) {
   Engine engine(WithModuleTools(host_));
-  Write(ObjectOf("c", "ostpool"), "");
+  WriteFile(ObjectOf("c", "ostpool"), "");
   EXPECT_EQ(Run("2.6.18-53.el5"), -1);
   EXPECT_EQ(engine.NewLog(),
             Lines({"Smoke test skipped because running kernel version does not match the kernel version used "
@@ -651,7 +663,7 @@ TEST_F(SmokeTest, IsSkippedWithoutItsModule) {
 TEST_F(SmokeTest, FailsWithoutTheModuleTools) {
   host_.NoProgram("lsmod").NoProgram("insmod").NoProgram("rmmod");
   Engine engine(host_);
-  Write(ObjectOf("c", "ostpool"), "");
+  WriteFile(ObjectOf("c", "ostpool"), "");
   EXPECT_EQ(Run(), 0);
   EXPECT_EQ(engine.NewLog(), Lines({"The c PBM set failed the smoke test."}));
   EXPECT_EQ(ShellCommands(), "(null) | " + Path("grep") + " -q ostpool >/dev/null 2>&1\n(null) " +
@@ -664,7 +676,7 @@ TEST(PrebuiltModule, IsThereWhenTheSelectedSetHoldsIt) {
   Product host;
   Engine engine(host);
   PutSet("one", PerfectProperties());
-  Write(ObjectOf("one", "ostlink"), "");
+  WriteFile(ObjectOf("one", "ostlink"), "");
   EXPECT_TRUE(KernPrep_HasPrebuiltModule("ostlink"));
   EXPECT_FALSE(KernPrep_HasPrebuiltModule("ostchan"));
 }
@@ -673,9 +685,9 @@ TEST(PrebuiltModule, IsNotLookedForInOtherSets) {
   Product host;
   Engine engine(host);
   PutSet("perfect", PerfectProperties());
-  Write(ObjectOf("perfect", "ostlink"), "");
+  WriteFile(ObjectOf("perfect", "ostlink"), "");
   PutSet("compatible", CompatibleProperties("2.6.18-53.el5"));
-  Write(ObjectOf("compatible", "ostchan"), "");
+  WriteFile(ObjectOf("compatible", "ostchan"), "");
   EXPECT_TRUE(KernPrep_HasPrebuiltModule("ostlink"));
   EXPECT_FALSE(KernPrep_HasPrebuiltModule("ostchan"));
 }
@@ -685,7 +697,7 @@ TEST(PrebuiltModule, IsAskedForAnewEachTime) {
   WithModuleTools(host);
   Engine engine(host);
   PutSet("c", CompatibleProperties("2.6.18-53.el5"));
-  Write(ObjectOf("c", "ostpool"), "");
+  WriteFile(ObjectOf("c", "ostpool"), "");
   EXPECT_TRUE(KernPrep_HasPrebuiltModule("ostpool"));
   EXPECT_FALSE(KernPrep_HasPrebuiltModule("ostlink"));
   EXPECT_EQ(Calls("insmod").size(), 2U);
@@ -706,7 +718,7 @@ TEST(InstallPrebuiltModule, InstallsFromTheSelectedSet) {
   host.Directory("/lib/modules/2.6.18-92.el5").Program("depmod");
   Engine engine(host);
   PutSet("one", PerfectProperties());
-  Write(ObjectOf("one", "ostlink"), "the object");
+  WriteFile(ObjectOf("one", "ostlink"), "the object");
   EXPECT_TRUE(KernPrep_InstallPrebuiltModule("ostlink", "extra", "other"));
   EXPECT_EQ(engine.NewLog(),
             Lines({"one was categorized as a perfect module set.", "Got candidate one",

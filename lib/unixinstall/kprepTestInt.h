@@ -92,11 +92,6 @@ class Engine {
   size_t seen_ = 0;
 };
 
-inline void Write(const std::string &path, const std::string &content, mode_t mode = 0644) {
-  std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-  testhost::WriteFile(path, content, mode);
-}
-
 // Puts a shell before /bin/sh that notes each command line that a process hands to it.
 inline void RecordShell(testhost::Host &host) {
   host.File("/usr/bin/sh",
