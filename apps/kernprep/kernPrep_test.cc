@@ -100,6 +100,13 @@ class KernPrepTest : public testing::Test {
     return test_.emplace(running_->modules, gccPath, headersPath, ignoreMinor);
   }
 
+  // A journal without the answer doesn't even open. The removal isn't written, since the journal is only
+  // read.
+  static void ForgetBinDir() {
+    InstallerDB_RemoveAnswer("BINDIR");
+    ASSERT_EQ(InstallerDB_GetBinDir(), nullptr);
+  }
+
   std::optional<producthost::Running> running_;
   std::optional<TestWindow> test_;
 };
@@ -377,8 +384,8 @@ TEST_F(KernPrepTest, GoesOnToTheHeadersAfterAYes) {
 }
 
 TEST_F(KernPrepTest, LeavesTheCompilerPathAloneWhereItOverwritesTheHeaderPath) {
-  Start({.writableJournal = true, .user = kUser});
-  ASSERT_TRUE(InstallerDB_RemoveAnswer("BINDIR"));
+  Start({.user = kUser});
+  ForgetBinDir();
   BoxUser user;
   TestWindow &test = Open(kOtherMajor);
   test.headers.SetPath(kUsersTree);
@@ -565,8 +572,8 @@ TEST_F(RelaunchTest, KeepsTheFlagWithEverythingPrebuilt) {
 }
 
 TEST_F(KernPrepTest, StaysWithoutABinaryDirectory) {
-  Start({.writableJournal = true, .user = kUser});
-  ASSERT_TRUE(InstallerDB_RemoveAnswer("BINDIR"));
+  Start({.user = kUser});
+  ForgetBinDir();
   const BoxUser user;
   TestWindow &test = Open();
   test.window.show();

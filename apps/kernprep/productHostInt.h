@@ -28,8 +28,7 @@ struct Product {
   std::string kernelCompiler = "12.2.0";  // empty: the kernel doesn't say
   std::string compiler = "12.2.0";        // what "gcc" says of itself; empty: there is none
   bool headers = true;
-  bool prebuilt = false;         // every module has a copy made for the running kernel
-  bool writableJournal = false;  // for every user
+  bool prebuilt = false;  // every module has a copy made for the running kernel
   std::optional<uid_t> user = std::nullopt;
 };
 
@@ -60,8 +59,7 @@ inline testhost::Host Describe(const Product &product) {
       .File("/proc/version", GetProcVersion(product.kernelCompiler))
       .File(
           "/etc/ostrel-tools/locations",
-          "answer BINDIR /opt/ostrel/bin\nanswer LIBDIR /opt/ostrel/lib\nanswer INITSCRIPTSDIR /etc/init.d\n",
-          product.writableJournal ? 0666 : 0644)
+          "answer BINDIR /opt/ostrel/bin\nanswer LIBDIR /opt/ostrel/lib\nanswer INITSCRIPTSDIR /etc/init.d\n")
       .File(kModuleList,
             "<modules><module name=\"ostlink\" required=\"true\" description=\"Link\"/></modules>\n")
       .Directory("/opt/ostrel/lib/modules/binary")
@@ -93,7 +91,7 @@ class Running {
  public:
   Running() {
     unsetenv("CC");
-    InstallerDB_Init("/etc/ostrel-tools", access("/etc/ostrel-tools/locations", W_OK) != 0);
+    InstallerDB_Init("/etc/ostrel-tools", geteuid() != 0);
     KernPrep_Init();
     modules.Load(kModuleList);
   }
