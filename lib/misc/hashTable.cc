@@ -6,6 +6,7 @@
 #include <cctype>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "panicUser.h"
 #include "util_misc.h"
@@ -129,6 +130,12 @@ void HashTableFreeValue(const HashTable *table, void *value) {
   if (table->freeEntryFn != nullptr) {
     table->freeEntryFn(value);
   }
+}
+
+// Puts `value` into the entry and returns the one that was there.
+void *HashTableExchangeValue(const HashTable *table, Entry *entry, void *value) {
+  return table->atomic ? __atomic_exchange_n(&entry->clientData, value, __ATOMIC_ACQ_REL)
+                       : std::exchange(entry->clientData, value);
 }
 
 // Makes `entry` the bucket's head if `head` still is. Returns whether it did.
@@ -261,13 +268,7 @@ bool HashTable_ReplaceOrInsert(HashTable *table, const void *key, void *value) {
   if (entry == nullptr) {
     return true;
   }
-  void *old = entry->clientData;
-  if (table->atomic) {
-    old = __atomic_exchange_n(&entry->clientData, value, __ATOMIC_ACQ_REL);
-  } else {
-    entry->clientData = value;
-  }
-  HashTableFreeValue(table, old);
+  HashTableFreeValue(table, HashTableExchangeValue(table, entry, value));
   return false;
 }
 
