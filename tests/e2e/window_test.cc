@@ -156,6 +156,19 @@ TEST_F(WindowTest, HasItsWidthFromWhatIsToBeDone) {
   EXPECT_EQ(WindowSize(kWindowTitle).width, 326);
 }
 
+TEST_F(WindowTest, WearsTheIconOfTheProduct) {
+  Enter();
+  ASSERT_EQ(testhost::Run("mkdir -p /usr/share/icons/hicolor/48x48/apps && cd /usr/share/icons/hicolor && "
+                          "convert -size 48x48 xc:red 48x48/apps/product.png && "
+                          "{ gtk-update-icon-cache -f . || rm -f icon-theme.cache; } >/dev/null 2>&1"),
+            0);
+  Tool tool({}, kUser);
+  ASSERT_TRUE(IsWindowUp());
+  std::string icon;
+  testhost::Run(std::string("xprop -name '") + kWindowTitle + "' _NET_WM_ICON", &icon);
+  EXPECT_THAT(icon, HasSubstr("Icon (48 x 48)"));
+}
+
 TEST_F(WindowTest, AsksForNothingWhenAllIsPrebuilt) {
   EnterPrebuilt();
   Tool tool({"--gcc=/no/such/gcc", "--headers=/no/such/headers"}, kUser);
