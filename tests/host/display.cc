@@ -6,11 +6,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
 #include <optional>
 #include <sstream>
 #include <thread>
@@ -131,7 +131,7 @@ class Connection {
   std::vector<::Window> WindowsOf(::Window window, const char *property) const {
     const std::string bytes = Property(window, property).value_or("");
     std::vector<::Window> windows(bytes.size() / sizeof(::Window));
-    memcpy(windows.data(), bytes.data(), windows.size() * sizeof(::Window));
+    std::copy(bytes.begin(), bytes.end(), reinterpret_cast<char *>(windows.data()));
     return windows;
   }
 

@@ -43,13 +43,13 @@ std::vector<std::string> NamesIn(const std::string &path) {
 bool BindFiles(const std::string &files, const std::string &kernels) {
   bool isAll = true;
   for (const std::string &name : NamesIn(files)) {
-    const std::string file = files + "/" + name;
-    const std::string kernelsFile = kernels + "/" + name;
+    const std::string file = Join(files, name);
+    const std::string kernelsFile = Join(kernels, name);
     if (IsDirectory(file) && IsDirectory(kernelsFile)) {
       isAll = BindFiles(file, kernelsFile) && isAll;
     } else if (IsRegularFile(file) && IsRegularFile(kernelsFile)) {
       Check(mount(file.c_str(), kernelsFile.c_str(), nullptr, MS_BIND, nullptr),
-            "cannot mount " + file + " over " + kernelsFile);
+            "cannot put a file over " + kernelsFile);
     } else {
       isAll = false;
     }
@@ -61,40 +61,49 @@ bool IsNumber(const std::string &text) {
   return std::all_of(text.begin(), text.end(), isdigit);
 }
 
-// Shows the kernel's directory with what the description adds to it and takes from it.
-void MakeDirectory(const std::string &path, const std::set<std::string> &removed) {
+void MakeDirectory(const std::string &path, const std::set<std::string> &removed);
+
+// Shows what the kernel has at a path, unless the description has something else there.
+void ShowKernels(const std::string &path, const std::set<std::string> &removed) {
   const std::string shown = kShown + path;
   const std::string kernels = kKernels + path;
-  const std::string files = kProcFiles + path;
-  if (IsDirectory(kernels)) {
-    for (const std::string &name : NamesIn(kernels)) {
-      const bool isProcess = path.empty() && IsNumber(name);
-      if (removed.count(shown + "/" + name) != 0 || isProcess) {
-        continue;
-      }
-      if (IsDirectory(files + "/" + name)) {
-        Check(mkdir((shown + "/" + name).c_str(), 0555), "cannot make " + shown + "/" + name);
-        MakeDirectory(path + "/" + name, removed);
-      } else if (!Exists(files + "/" + name) || IsRegularFile(kernels + "/" + name)) {
-        Check(symlink((kernels + "/" + name).c_str(), (shown + "/" + name).c_str()),
-              "cannot link " + kernels + "/" + name);
-      }
+  const std::string file = kProcFiles + path;
+  if (removed.count(shown) != 0) {
+    return;
+  }
+  if (IsDirectory(file) && IsDirectory(kernels)) {
+    Check(mkdir(shown.c_str(), 0555), "cannot make " + shown);
+    MakeDirectory(path, removed);
+    return;
+  }
+  const bool isBound = IsRegularFile(file) && IsRegularFile(kernels);
+  if (isBound || !Exists(file)) {
+    Check(symlink(kernels.c_str(), shown.c_str()), "cannot link " + kernels);
+  }
+}
+
+// Fills a directory with what the kernel has there and what the description adds.
+void MakeDirectory(const std::string &path, const std::set<std::string> &removed) {
+  for (const std::string &name : NamesIn(kKernels + path)) {
+    if (!path.empty() || !IsNumber(name)) {
+      ShowKernels(Join(path, name), removed);
     }
   }
+  const std::string shown = kShown + path;
   TreeCopy copy;
   copy.takes = [&](int, const std::string &, const std::string &added, const struct stat &) {
     return !Exists(shown + added);
   };
-  copy.Copy(OpenDirectory(AT_FDCWD, files).Get(), OpenDirectory(AT_FDCWD, shown).Get());
+  copy.Copy(OpenDirectory(AT_FDCWD, kProcFiles + path).Get(), OpenDirectory(AT_FDCWD, shown).Get());
 }
 
 void LinkProcesses(const std::set<std::string> &removed) {
   const Descriptor shown = OpenDirectory(AT_FDCWD, kShown);
   for (int pid = 1; pid <= kHighestPid; ++pid) {
     const std::string name = std::to_string(pid);
-    if (removed.count(kShown + ("/" + name)) == 0) {
+    if (removed.count(Join(kShown, name)) == 0) {
       // Fails where the description has put something of its own.
-      (void)symlinkat((kKernels + ("/" + name)).c_str(), shown.Get(), name.c_str());
+      (void)symlinkat(Join(kKernels, name).c_str(), shown.Get(), name.c_str());
     }
   }
 }

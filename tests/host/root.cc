@@ -175,6 +175,26 @@ void Root::EndSetUp() {
   Check(umount2(kView, MNT_DETACH), "cannot unmount the root");
 }
 
+// The file system that a path lies on: the one with the longest mount point above it.
+size_t Root::IndexOf(const std::string &path) const {
+  size_t best = 0;
+  for (size_t i = 0; i < fileSystems_.size(); ++i) {
+    const std::string &mountPoint = fileSystems_[i].path;
+    if (IsBelow(path, mountPoint) && mountPoint.size() > fileSystems_[best].path.size()) {
+      best = i;
+    }
+  }
+  return best;
+}
+
+void Root::Hide(const std::string &path) const {
+  const size_t index = IndexOf(path);
+  const std::string file = LayerPath(index, "setup") + path.substr(fileSystems_[index].path.size());
+  if (mknod(file.c_str(), S_IFCHR, 0) != 0 && errno != EEXIST) {
+    Fail("cannot hide " + path);
+  }
+}
+
 void Root::Enter() {
   MountAll(Layer::kChanges);
   Mount("/sys", std::string(kView) + "/sys", nullptr, MS_BIND | MS_REC);

@@ -25,6 +25,8 @@ class Root {
   // Makes the root of the description the process's root, and leaves it again.
   void BeginSetUp();
   void EndSetUp();
+  // After EndSetUp: hides what the real system may come to have at a path, unless the description has it.
+  void Hide(const std::string &path) const;
   // Moves the process's mount namespace into the finished root.
   void Enter();
 
@@ -42,6 +44,7 @@ class Root {
   static std::vector<FileSystem> RealFileSystems();
   void MountAll(Layer layer) const;
   void MountOne(size_t index, Layer layer) const;
+  size_t IndexOf(const std::string &path) const;
   std::string LayerPath(size_t index, const char *name) const;
   bool IsUntouchedDirectory(size_t index, const std::string &path, const struct stat &info) const;
   void KeepFileSystem(size_t index, int directory, std::string *removed) const;

@@ -142,17 +142,17 @@ void PutUname(const std::string &library, const std::optional<std::string> &rele
 
 // One call is the number of its arguments and the arguments, each ended by NUL.
 void PutProgram(const std::string &name, const std::string &body) {
-  const std::string calls = std::string(kCalls) + "/" + name;
+  const std::string calls = Join(kCalls, name);
   PutFile(calls, "", 0666);
   PutFile(
-      std::string(kRecorded) + "/" + name,
+      Join(kRecorded, name),
       "#!/bin/sh\n{ /usr/bin/flock 9 && printf '%s\\0' \"$#\" \"$@\" >&9; } 9>>" + calls + "\n" + body + "\n",
       0755);
 }
 
 void TakeProgramAway(const std::string &name) {
   for (const std::string &directory : Split(TESTHOST_PROGRAM_DIR ":" + std::string(kSystemPath), ':')) {
-    RemoveTree(directory + "/" + name);
+    RemoveTree(Join(directory, name));
   }
 }
 
@@ -479,6 +479,8 @@ void Host::Enter() {
   PutSudoPath();
   const Person person = FindOrMakePerson(user_.value_or(0));
   root.EndSetUp();
+  root.Hide("/tmp/ostrel-root");
+  root.Hide("/tmp/ostrel-" + person.name);
   root.Enter();
   BindBuiltPrograms();
   MountProc(RemovedBelowProc());
@@ -504,7 +506,7 @@ void Host::Enter() {
 }
 
 std::vector<Call> Calls(const std::string &name) {
-  const std::vector<std::string> fields = Split(ReadFile(std::string(kCalls) + "/" + name), '\0');
+  const std::vector<std::string> fields = Split(ReadFile(Join(kCalls, name)), '\0');
   std::vector<Call> calls;
   for (size_t i = 0; i < fields.size();) {
     const size_t count = std::stoul(fields[i++]);

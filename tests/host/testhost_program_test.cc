@@ -153,6 +153,17 @@ TEST_F(Program, HidesWhatOthersLeftInTmp) {
   std::filesystem::remove_all(left);
 }
 
+TEST_F(Program, HidesWhatOthersPutIntoTmpMeanwhile) {
+  const Outcome outcome = RunCommand(
+      "cd " + directory_ + " && mkfifo in && { " + kProgram +
+      " --user 65534 sh -c 'echo up; read line; mkdir /tmp/ostrel-nobody /tmp/ostrel-root && ls -A "
+      "/tmp/ostrel-nobody'"
+      " <in >out 2>&1 & } && exec 3>in && until grep -q up out; do sleep 0.02; done &&"
+      " mkdir -p /tmp/ostrel-nobody/sub && echo go >&3 && wait $! && cat out && rm -r /tmp/ostrel-nobody");
+  EXPECT_EQ(outcome.output, "up\n");
+  EXPECT_EQ(outcome.status, 0);
+}
+
 TEST_F(Program, LeavesNothingBehind) {
   const std::vector<std::string> places = {"/",         "/etc/",         "/tmp/",    "/var/tmp/",
                                            "/run/",     "/dev/",         "/root/",   "/home/",
@@ -184,18 +195,21 @@ TEST_F(Program, LeavesNothingBehind) {
   EXPECT_FALSE(IsRunning(mark_));
 }
 
-TEST_F(Program, TakesItsHostWithItWhenItIsKilled) {
+// A signal that a host is killed by from outside.
+class KilledProgram : public Program, public testing::WithParamInterface<std::string> {};
+
+TEST_P(KilledProgram, TakesItsHostWithIt) {
   const std::string stubborn = "trap \"\" TERM; echo ready; while :; do sleep 0.1; : " + mark_ + "; done";
-  for (const std::string signal : {"KILL", "TERM"}) {
-    const std::string output = directory_ + "/" + signal;
-    std::string pid;
-    ASSERT_EQ(testhost::Run(kProgram + " sh -c " + Quoted(stubborn) + " >" + output + " & echo $!", &pid), 0);
-    ASSERT_TRUE(WaitUntil([&] { return ReadFile(output) == "ready\n"; }));
-    ASSERT_TRUE(IsRunning(mark_));
-    ASSERT_EQ(testhost::Run("kill -" + signal + " " + pid), 0);
-    EXPECT_TRUE(WaitUntil([&] { return !IsRunning(mark_); })) << signal;
-  }
+  const std::string output = directory_ + "/output";
+  std::string pid;
+  ASSERT_EQ(testhost::Run(kProgram + " sh -c " + Quoted(stubborn) + " >" + output + " & echo $!", &pid), 0);
+  ASSERT_TRUE(WaitUntil([&] { return ReadFile(output) == "ready\n"; }));
+  ASSERT_TRUE(IsRunning(mark_));
+  ASSERT_EQ(testhost::Run("kill -" + GetParam() + " " + pid), 0);
+  EXPECT_TRUE(WaitUntil([&] { return !IsRunning(mark_); }));
 }
+
+INSTANTIATE_TEST_SUITE_P(By, KilledProgram, testing::Values("KILL", "TERM"));
 
 TEST_F(Program, GivesOtherFileSystemsTheSameProtection) {
   WriteFile(directory_ + "/file", "real\n");

@@ -229,11 +229,12 @@ TEST(HostProc, ShowsAFileThatTheKernelLacks) {
 TEST(HostProc, AddsToADirectoryAndToTheProcesses) {
   Host host;
   host.File("/proc/sys/kernel/extra", "1\n").File("/proc/4242/stat", "4242 (made) S 1\n");
-  host.SymLink("/proc/link", "version");
+  host.SymLink("/proc/link", "version").SymLink("/proc/uptime", "/etc/debian_version");
   host.Enter();
   EXPECT_EQ(ReadFile("/proc/sys/kernel/extra"), "1\n");
   EXPECT_EQ(ReadFile("/proc/4242/stat"), "4242 (made) S 1\n");
   EXPECT_EQ(ReadFile("/proc/link"), ReadFile("/proc/version"));
+  EXPECT_EQ(ReadFile("/proc/uptime"), ReadFile("/etc/debian_version"));
   ExpectThatProcWorks();
 }
 
@@ -487,12 +488,12 @@ TEST(HostEnvironment, FallsBackToTheRootDirectory) {
   EXPECT_EQ(OutputOf("pwd -P"), "/\n");
 }
 
-TEST(HostEnvironment, HasAPlaceForDisplaysAndNothingElseOfThem) {
+TEST(HostEnvironment, HasAnEmptyPlaceForDisplays) {
   Host host;
   host.User(1234);
   host.Enter();
-  EXPECT_EQ(OutputOf("cd /tmp && ls -d .X* ostrel-* 2>/dev/null; stat -c %a .X11-unix; ls -A .X11-unix"),
-            ".X11-unix\n1777\n");
+  EXPECT_EQ(OutputOf("cd /tmp && stat -c %a .X11-unix .ICE-unix; ls -A .X11-unix .ICE-unix"),
+            "1777\n1777\n.ICE-unix:\n\n.X11-unix:\n");
 }
 
 TEST(HostEnd, IsTheTestsStatus) {

@@ -100,6 +100,10 @@ void MakeDirectories(const std::string &path, mode_t mode) {
   Check(chmod(path.c_str(), mode), "cannot set the mode of " + path);
 }
 
+std::string Join(const std::string &directory, const std::string &name) {
+  return directory + "/" + name;
+}
+
 std::string Parent(const std::string &path) {
   const size_t slash = path.find_last_of('/');
   return slash == std::string::npos ? "" : path.substr(0, slash);
@@ -120,7 +124,7 @@ void RemoveTree(const std::string &path) {
 
 void TreeCopy::Copy(int from, int to, const std::string &path) const {
   for (const std::string &name : Names(from)) {
-    CopyEntry(from, to, name, path + "/" + name);
+    CopyEntry(from, to, name, Join(path, name));
   }
 }
 

@@ -49,6 +49,7 @@ std::vector<std::string> Names(int directory);
 
 // Makes a directory and those above it. A directory that is there keeps its mode.
 void MakeDirectories(const std::string &path, mode_t mode = 0755);
+std::string Join(const std::string &directory, const std::string &name);
 // The part of a path before its last slash, nothing where there is none.
 std::string Parent(const std::string &path);
 // Whether `path` lies below `directory`.
