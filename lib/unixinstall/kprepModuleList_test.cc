@@ -280,14 +280,14 @@ TEST(ReadModuleList, ReportsAHundredMegabytesOfText) {
   ExpectNotParsed("<modules>" + std::string(100UL << 20, 'x') + "</modules>");
 }
 
-TEST(ReadModuleList, ReadsAHundredThousandModules) {
+TEST(ReadModuleList, ReadsTenThousandModules) {
   std::string modules;
-  for (int i = 0; i < 100000; ++i) {
+  for (int i = 0; i < 10000; ++i) {
     modules += Module("m" + std::to_string(i));
   }
   const OwnedList list = Read(List(modules));
-  EXPECT_EQ(100000U, g_list_length(list.get()));
-  EXPECT_STREQ("m99999", Entry(g_list_last(list.get()))->name);
+  EXPECT_EQ(10000U, g_list_length(list.get()));
+  EXPECT_STREQ("m9999", Entry(g_list_last(list.get()))->name);
 }
 
 TEST(ReadModuleList, ReadsDosLineEndsAndQuotes) {
