@@ -30,7 +30,7 @@ std::string Found() {
 // A compiler that says the version, outside the search path.
 std::string PutCompiler(const std::string &body) {
   static int count = 0;
-  const std::string path = "/opt/compilers/cc" + std::to_string(++count);
+  std::string path = "/opt/compilers/cc" + std::to_string(++count);
   WriteFile(path, "#!/bin/sh\n" + body + "\n", 0755);
   return path;
 }
@@ -104,7 +104,7 @@ TEST(KernelCompilerVersion, IsUnknownWhenItsBlankIsByte256) {
 }
 
 TEST(KernelCompilerVersion, IsUnknownForBinaryText) {
-  ExpectKernelCompiler(std::string("\0\xff gcc version 4.1.2 ", 22), "(none)");
+  ExpectKernelCompiler(std::string("\0\xff gcc version 4.1.2 ", 21), "(none)");
 }
 
 TEST(KernelCompilerVersion, IsUnknownWithoutFile) {

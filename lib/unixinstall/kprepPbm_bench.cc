@@ -77,7 +77,7 @@ class Sets {
 
 void BM_Ours_SelectPbmSet(benchmark::State &state) {
   const Sets sets(state.range(0));
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     KernPrep_PbmSet *list = KernPrep_ScanPbmSets(sets.Root());
     const KernPrep_PbmSet *best = KernPrep_SelectPbmSet(sets.Root(), list, nullptr);
     if (!best || best->category != KERNPREP_PBM_PERFECT) {
@@ -90,7 +90,7 @@ BENCHMARK(BM_Ours_SelectPbmSet)->Arg(10)->Arg(100)->Arg(1000)->UseRealTime();
 
 void BM_Peer_ReadProperties_SelectPbmSet(benchmark::State &state) {
   const Sets sets(state.range(0));
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     char **names = nullptr;
     const int count = File_ListDirectory(sets.Root(), &names);
     for (int i = 0; i < count; ++i) {

@@ -18,7 +18,6 @@ using kpreptest::Path;
 using kpreptest::Product;
 using kpreptest::RecordShell;
 using kpreptest::ShellCommands;
-using kpreptest::Whole;
 using testhost::Call;
 using testhost::Calls;
 using testhost::WriteFile;
