@@ -14,6 +14,8 @@ inline OwnedString KernPrepProgramPath(const char *program) {
 }
 
 // Runs a command line in the system shell. Returns whether its status was 0.
-inline bool KernPrepRun(const OwnedString &command) { return Posix_System(command.get()) == 0; }
+inline bool KernPrepRun(const OwnedString &command) {
+  return Posix_System(command.get()) == 0;
+}
 
 #endif
