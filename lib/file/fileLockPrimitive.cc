@@ -9,6 +9,7 @@
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -142,9 +143,6 @@ bool OldMachineIDMatch(const char *secondMachineID) {
 
 // Choosing a number
 
-// The generator of the contenders' numbers, made by the first lock and kept.
-std::atomic<RandomQuickState *> numberGenerator;
-
 uint32_t ByteSum(const std::string &text) {
   uint32_t sum = 0;
   for (const char byte : text) {
@@ -154,15 +152,15 @@ uint32_t ByteSum(const std::string &text) {
 }
 
 uint32_t ChooseNumber(const LockValues &myValues) {
-  if (numberGenerator == nullptr) {
-    RandomQuickState *made = Random_QuickSeed(ByteSum(myValues.machineID) + ByteSum(myValues.executionID));
-    ASSERT_MEM_ALLOC(made != nullptr);
-    RandomQuickState *none = nullptr;
-    if (!numberGenerator.compare_exchange_strong(none, made)) {
-      free(made);
-    }
+  // Made by the first lock and kept. Its steps are guarded because a torn one would leave its table.
+  static std::mutex guard;
+  static RandomQuickState *generator;
+  const std::lock_guard<std::mutex> locked(guard);
+  if (generator == nullptr) {
+    generator = Random_QuickSeed(ByteSum(myValues.machineID) + ByteSum(myValues.executionID));
+    ASSERT_MEM_ALLOC(generator != nullptr);
   }
-  return (Random_Quick(numberGenerator) >> 8) & 0xffff;
+  return (Random_Quick(generator) >> 8) & 0xffff;
 }
 
 Entry EntryOfNumber(const std::string &lockDir, uint32_t number) {

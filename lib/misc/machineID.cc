@@ -19,12 +19,10 @@ namespace {
 constexpr unsigned kInterfaces = 8;
 constexpr size_t kAddressSize = 6;
 
-// Looked up by the first question and kept.
 struct MachineIdentity {
-  bool known;
   uint32_t hostNameHash;
   uint64_t hardwareID;
-} identity;
+};
 
 uint32_t HashHostName() {
   const OwnedString name(Hostinfo_HostName());
@@ -71,17 +69,21 @@ int ObtainHardwareID(uint64_t *hardwareID) {
   return 0;
 }
 
+MachineIdentity LookUpIdentity() {
+  MachineIdentity identity = {HashHostName(), 0};
+  const int error = ObtainHardwareID(&identity.hardwareID);
+  if (error != 0) {
+    Warning("%s ObtainHardwareID failure (%s); providing default.\n", "Hostinfo_MachineID",
+            Err_Errno2String(error));
+  }
+  return identity;
+}
+
 }  // namespace
 
 void Hostinfo_MachineID(uint32_t *hostNameHash, uint64_t *hardwareID) {
-  if (!identity.known) {
-    identity.hostNameHash = HashHostName();
-    const int error = ObtainHardwareID(&identity.hardwareID);
-    if (error != 0) {
-      Warning("%s ObtainHardwareID failure (%s); providing default.\n", __func__, Err_Errno2String(error));
-    }
-    identity.known = true;
-  }
+  // Looked up by the first question and kept.
+  static const MachineIdentity identity = LookUpIdentity();
   *hostNameHash = identity.hostNameHash;
   *hardwareID = identity.hardwareID;
 }
