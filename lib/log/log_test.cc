@@ -49,11 +49,12 @@ std::vector<std::string> Lines(const std::string &path) {
 
 // The lines behind the banner, each checked for the prefix and then without it.
 std::vector<std::string> Texts(const std::string &path) {
+  const std::regex prefix(std::string("^") + kPrefix);
   std::vector<std::string> texts;
   const std::vector<std::string> lines = Lines(path);
   for (size_t i = kBannerLines; i < lines.size(); i++) {
     std::smatch match;
-    EXPECT_TRUE(std::regex_search(lines[i], match, std::regex(std::string("^") + kPrefix))) << lines[i];
+    EXPECT_TRUE(std::regex_search(lines[i], match, prefix)) << lines[i];
     texts.push_back(match.suffix());
   }
   return texts;
@@ -374,6 +375,15 @@ TEST(LogInitDeathTest, NeedsATemporaryDirectory) {
   ASSERT_EQ(mount("none", "/tmp/logs", "tmpfs", MS_RDONLY, nullptr), 0);
   setenv("TMPDIR", "/tmp/logs", 1);
   EXPECT_EXIT(StartLog(), testing::ExitedWithCode(255), "Cannot get temporary directory for log file.\n$");
+}
+
+TEST(LogInitDeathTest, NeedsANameThatCanBeExpanded) {
+  EnterHost();
+  const std::string base = "/tmp/" + std::string(101, '$');
+  ASSERT_EQ(mkdir(base.c_str(), 0700), 0);
+  setenv("BASE", base.c_str(), 1);
+  setenv("TMPDIR", "$BASE", 1);
+  EXPECT_EXIT(StartLog(), testing::ExitedWithCode(255), testing::Eq("Cannot get log file name.\n"));
 }
 
 TEST(LogExit, LeavesTheFileOpen) {

@@ -50,6 +50,14 @@ TEST(ReadNextLine, ACarriageReturnAtTheEndOfTheDataEndsALine) {
   EXPECT_EQ(Lines("\r"), (Texts{""}));
 }
 
+TEST(ReadNextLine, LooksBehindACarriageReturnWithoutAMarkOnTheStream) {
+  const OwnedStream stream = StreamOf("a\r");
+  char *line = nullptr;
+  EXPECT_EQ(StdIO_ReadNextLine(stream.get(), &line, 0, nullptr), StdIO_Success);
+  free(line);
+  EXPECT_EQ(feof(stream.get()), 0);
+}
+
 TEST(ReadNextLine, ALastLineWithoutTerminatorIsALine) {
   EXPECT_EQ(Lines("a\nlast"), (Texts{"a", "last"}));
 }
