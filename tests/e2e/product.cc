@@ -127,7 +127,10 @@ Product &Product::Set(const std::string &set, const std::string &properties,
   const std::string directory = std::string(kLibDir) + "/modules/binary/" + set;
   WriteFile(directory + "/properties", properties);
   for (const std::string &module : modules) {
-    WriteFile(directory + "/objects/" + module + ".o", "prebuilt " + module + "\n");
+    std::string object = directory;
+    object.append("/objects/").append(module).append(".o");
+    std::string content = "prebuilt ";
+    WriteFile(object, content.append(module).append("\n"));
   }
   return *this;
 }

@@ -33,13 +33,13 @@ class RelaunchTest : public testing::Test {
     kernel_.Describe(host);
     host.Enter();
     product_.emplace();
-    product_->Module("ostlink").Source("ostlink").Write();
+    product_->Module("ostlink").Source("ostlink").Service(kWaitForProgress).Write();
     desktop_.emplace();
   }
 
   // Waits for an ordinary user's window and presses Install.
   void Install() {
-    ASSERT_TRUE(desktop_->display.WaitForWindow(kWindowTitle));
+    ASSERT_TRUE(desktop_->WaitForWindow(kWindowTitle));
     desktop_->display.Keys(kWindowTitle, "Return");
   }
 
@@ -150,7 +150,7 @@ TEST_F(RelaunchTest, EndsAsThePrivilegeToolEnds) {
 TEST_F(RelaunchTest, WorksBesideAnotherWindow) {
   Enter();
   Tool first({}, kUser);
-  ASSERT_TRUE(desktop_->display.WaitForWindow(kWindowTitle));
+  ASSERT_TRUE(desktop_->WaitForWindow(kWindowTitle));
   Tool second({}, kUser);
   ASSERT_TRUE(Eventually([this] { return desktop_->history.Seen().size() == 2; }));
   Install();  // in the newest

@@ -37,7 +37,7 @@ class WindowTest : public testing::Test {
     kernel_.Describe(host);
     host.Enter();
     product_.emplace();
-    product_->Module("ostlink").Source("ostlink").Write();
+    product_->Module("ostlink").Source("ostlink").Service(kWaitForProgress).Write();
     desktop_.emplace();
   }
 
@@ -50,19 +50,20 @@ class WindowTest : public testing::Test {
   }
 
   testing::AssertionResult IsWindowUp() {
-    return desktop_->display.WaitForWindow(kWindowTitle)
-               ? testing::AssertionSuccess()
-               : testing::AssertionFailure() << "the window doesn't come";
+    return desktop_->WaitForWindow(kWindowTitle) ? testing::AssertionSuccess()
+                                                 : testing::AssertionFailure() << "the window doesn't come";
   }
 
   void Press(const std::string &keys) { desktop_->display.Keys(kWindowTitle, keys); }
   // At the window's lower right corner stands the Install button, and Cancel beside it.
   void ClickAtButtons(int fromRight) {
-    const Size size = WindowSize(kWindowTitle);
+    const Size size = SettledSize();
     desktop_->display.Click(kWindowTitle, size.width - fromRight, size.height - 25);
   }
   void ClickCancel() { ClickAtButtons(150); }
   void ClickInstall() { ClickAtButtons(40); }
+  // The way to the Install button from the field of the only panel, whose title has the mnemonic.
+  void InstallBehind(const std::string &mnemonic) { Press("alt+" + mnemonic + " shift+Tab Return"); }
   // In the panel whose title has the mnemonic.
   void Type(const std::string &mnemonic, const std::string &text) {
     Press("alt+" + mnemonic + " ctrl+a");
@@ -70,13 +71,17 @@ class WindowTest : public testing::Test {
   }
   void Refresh(const std::string &mnemonic) { Press("alt+" + mnemonic + " Tab Tab space"); }
 
-  // Waits until the window has another height than `height`, which is then its height.
-  bool HeightChanges(int *height) {
-    const int before = *height;
-    return Eventually([&] {
-      *height = WindowSize(kWindowTitle).height;
-      return *height != before && *height != 0;
+  // The window's size when it no longer changes.
+  static Size SettledSize() {
+    Size size;
+    int rounds = 0;
+    Eventually([&] {
+      const Size now = WindowSize(kWindowTitle);
+      rounds = now.width == size.width && now.height == size.height ? rounds + 1 : 0;
+      size = now;
+      return rounds == 5;
     });
+    return size;
   }
 
   void WriteCompiler(const std::string &path, const std::string &version) {
@@ -184,7 +189,7 @@ TEST_F(WindowTest, TakesACompilerThatTheUserTypes) {
   Enter();
   Tool tool({}, kUser);
   ASSERT_TRUE(IsWindowUp());
-  ClickInstall();
+  InstallBehind("g");
   ASSERT_TRUE(desktop_->Answer("Error", "Return"));
   EXPECT_EQ(PrivilegeCalls(), "");
   Type("g", kTypedCompiler);
@@ -192,7 +197,7 @@ TEST_F(WindowTest, TakesACompilerThatTheUserTypes) {
   WriteCompiler(kTypedCompiler, "12.2.1");
   // The headers are judged with the engine's own compiler.
   WriteCompiler("/testhost/bin/kgcc", "12.2.0");
-  ClickInstall();
+  InstallBehind("g");
   EXPECT_EQ(tool.Wait(), 0) << tool.Output();
   EXPECT_TRUE(IsInstalled());
   EXPECT_THAT(PrivilegeCalls(), HasSubstr(" --gcc='/opt/cc' "));
@@ -207,7 +212,7 @@ TEST_F(WindowTest, FindsACompilerAtRefresh) {
   Type("g", "x");
   WriteCompiler("/testhost/bin/gcc", "12.2.0");
   Refresh("g");
-  ClickInstall();
+  InstallBehind("g");
   EXPECT_EQ(tool.Wait(), 0) << tool.Output();
   EXPECT_TRUE(IsInstalled());
   EXPECT_THAT(PrivilegeCalls(), HasSubstr(" --gcc='/testhost/bin/gcc' "));
@@ -233,12 +238,12 @@ TEST_F(WindowTest, GoesOnWhenTheHeadersHaveCome) {
   Tool tool({}, kUser);
   ASSERT_TRUE(IsWindowUp());
   for (int i = 0; i < 2; i++) {
-    ClickInstall();
+    InstallBehind("k");
     ASSERT_TRUE(desktop_->Answer("Error", "Return"));
   }
   EXPECT_EQ(PrivilegeCalls(), "");
   WriteHeaders(kTree);
-  ClickInstall();
+  InstallBehind("k");
   EXPECT_EQ(tool.Wait(), 0) << tool.Output();
   EXPECT_TRUE(IsInstalled());
   EXPECT_THAT(PrivilegeCalls(), HasSubstr(std::string(" --headers='") + kHeaders + "' "));
@@ -252,7 +257,7 @@ TEST_F(WindowTest, TakesHeadersThatTheUserTypes) {
   Tool tool({}, kUser);
   ASSERT_TRUE(IsWindowUp());
   Type("k", kOtherHeaders);
-  ClickInstall();
+  InstallBehind("k");
   EXPECT_EQ(tool.Wait(), 0) << tool.Output();
   EXPECT_TRUE(IsInstalled());
   EXPECT_THAT(PrivilegeCalls(), HasSubstr(std::string(" --headers='") + kOtherHeaders + "' "));
@@ -287,12 +292,12 @@ TEST_F(WindowTest, AsksOnceWhetherAnotherMinorVersionWillDo) {
   Tool tool({}, kUser);
   ASSERT_TRUE(IsWindowUp());
   EXPECT_THAT(Seen(), ElementsAre(kWindow));
-  int height = WindowSize(kWindowTitle).height;
-  ClickInstall();
+  const int height = SettledSize().height;
+  Press("Return");
   ASSERT_TRUE(desktop_->Answer("Question", "Escape"));
-  EXPECT_TRUE(HeightChanges(&height)) << "the panel doesn't appear";
+  EXPECT_TRUE(Eventually([&] { return WindowSize(kWindowTitle).height > height; })) << "no panel appears";
   EXPECT_EQ(PrivilegeCalls(), "");
-  ClickInstall();
+  InstallBehind("g");
   ASSERT_TRUE(desktop_->Answer("Question", "Return"));
   EXPECT_EQ(tool.Wait(), 0) << tool.Output();
   EXPECT_TRUE(IsInstalled());
@@ -316,7 +321,7 @@ TEST_F(WindowTest, RefusesAnotherMajorVersionWhateverItIsTold) {
   Enter();
   Tool tool({"--gcc-ignore-minor"}, kUser);
   ASSERT_TRUE(IsWindowUp());
-  ClickInstall();
+  InstallBehind("g");
   ASSERT_TRUE(desktop_->Answer("Error", "Return"));
   Press("Escape");
   EXPECT_EQ(tool.Wait(), 2);
@@ -355,7 +360,7 @@ TEST_F(WindowTest, ComesForRootOnlyBehindTheErrorBox) {
   ASSERT_TRUE(desktop_->Answer("Error", "Return"));
   ASSERT_TRUE(IsWindowUp());
   WriteHeaders(kTree);
-  ClickInstall();
+  InstallBehind("k");
   EXPECT_EQ(tool.Wait(), 0) << tool.Output();
   EXPECT_TRUE(IsInstalled());
   EXPECT_THAT(Seen(), ElementsAre(kBox, kWindow, kProgress));
@@ -394,7 +399,7 @@ TEST_F(WindowTest, ComesBackAfterAFailureAndTriesAnew) {
   ASSERT_TRUE(IsWindowUp());
   EXPECT_TRUE(tool.Running());
   product_->Source("ostlink");
-  ClickInstall();
+  Press("Return");
   EXPECT_EQ(tool.Wait(), 0) << tool.Output();
   EXPECT_TRUE(IsInstalled());
   EXPECT_THAT(ServiceCalls(), ElementsAre("stop", "stop", "start"));

@@ -20,7 +20,9 @@ namespace e2e {
 
 namespace {
 
-constexpr char kSentinel[] = "end of history ";
+constexpr char kSentinel[] = "end of history";
+constexpr char kMark[] = "_OST_HISTORY_MARK";
+constexpr char kRecord[] = "/run/windows";
 constexpr long kLongest = 1024;
 
 using Connection = std::unique_ptr<Display, int (*)(Display *)>;
@@ -81,13 +83,14 @@ int IgnoreVanishedWindow(Display * /*display*/, XErrorEvent * /*event*/) {
 }
 
 // Writes a line for each window that joins the window manager's list, until the display goes away.
-[[noreturn]] void Watch(const std::string &record, int ready) {
+[[noreturn]] void Watch(int ready) {
   const Connection connection = Connect();
   Display *const display = connection.get();
   XSetErrorHandler(IgnoreVanishedWindow);
   XSelectInput(display, DefaultRootWindow(display), PropertyChangeMask);
+  const Atom mark = XInternAtom(display, kMark, False);
   std::vector<Window> known = GetClients(display);
-  FILE *const lines = fopen(record.c_str(), "we");
+  FILE *const lines = fopen(kRecord, "we");
   close(ready);
   for (;;) {
     XEvent event;
@@ -100,34 +103,40 @@ int IgnoreVanishedWindow(Display * /*display*/, XErrorEvent * /*event*/) {
       }
     }
     known = clients;
+    if (event.type == PropertyNotify && event.xproperty.atom == mark) {
+      fprintf(lines, "%s\n", kMark);
+      fflush(lines);
+    }
   }
 }
 
-// Shows a window of ours and takes it away again when the record holds it: all that was shown before is
-// then in the record as well. False when that doesn't happen.
-bool ShowSentinel(const std::string &record) {
-  static int sentinels = 0;
-  const std::string title = kSentinel + std::to_string(sentinels++);
+size_t Count(const std::string &text, const std::string &part) {
+  size_t count = 0;
+  for (size_t place = text.find(part); place != std::string::npos; place = text.find(part, place + 1)) {
+    count++;
+  }
+  return count;
+}
+
+// Does something with a connection and waits until the record holds one more of `line`.
+template <typename Action>
+bool IsRecordedAfter(const char *line, const Action &action) {
+  const size_t before = Count(testhost::ReadFile(kRecord), line);
   const Connection connection = Connect();
-  Display *const display = connection.get();
-  const Window window = XCreateSimpleWindow(display, DefaultRootWindow(display), 0, 0, 50, 50, 0, 0, 0);
-  XStoreName(display, window, title.c_str());
-  XMapWindow(display, window);
-  XFlush(display);
-  return Eventually([&] { return testhost::ReadFile(record).find(title + "\n") != std::string::npos; });
+  action(connection.get());
+  XFlush(connection.get());
+  return Eventually([&] { return Count(testhost::ReadFile(kRecord), line) > before; });
 }
 
 }  // namespace
 
 WindowHistory::WindowHistory() {
-  static int histories = 0;
-  record_ = "/run/window-history-" + std::to_string(histories++);
   int ready[2];
   testhost::Check(pipe(ready), "cannot make a pipe");
   watcher_ = fork();
   if (watcher_ == 0) {
     close(ready[0]);
-    Watch(record_, ready[1]);
+    Watch(ready[1]);
   }
   close(ready[1]);
   char nothing = 0;
@@ -140,22 +149,40 @@ WindowHistory::~WindowHistory() {
   waitpid(watcher_, nullptr, 0);
 }
 
+bool WindowHistory::CatchUp() {
+  return IsRecordedAfter(kMark, [](Display *display) {
+    const unsigned char nothing = 0;
+    XChangeProperty(display, DefaultRootWindow(display), XInternAtom(display, kMark, False), XA_STRING, 8,
+                    PropModeReplace, &nothing, 1);
+  });
+}
+
 std::vector<std::string> WindowHistory::Seen() {
-  if (!ShowSentinel(record_)) {
+  // When the window manager has shown a window of ours, it has shown all that was mapped before.
+  const bool isComplete = IsRecordedAfter(kSentinel, [](Display *display) {
+    const Window window = XCreateSimpleWindow(display, DefaultRootWindow(display), 0, 0, 50, 50, 0, 0, 0);
+    XStoreName(display, window, kSentinel);
+    XMapWindow(display, window);
+  });
+  if (!isComplete) {
     return {"(the watcher is gone)"};
   }
   std::vector<std::string> windows;
-  std::istringstream lines(testhost::ReadFile(record_));
+  std::istringstream lines(testhost::ReadFile(kRecord));
   for (std::string line; std::getline(lines, line);) {
-    if (line.find(kSentinel) == std::string::npos) {
+    if (line.find(kSentinel) == std::string::npos && line != kMark) {
       windows.push_back(line);
     }
   }
   return windows;
 }
 
+bool Desktop::WaitForWindow(const std::string &title) {
+  return display.WaitForWindow(title) && history.CatchUp();
+}
+
 bool Desktop::Answer(const std::string &title, const std::string &keys) {
-  if (!display.WaitForWindow(title)) {
+  if (!WaitForWindow(title)) {
     return false;
   }
   display.Keys(title, keys);

@@ -11,7 +11,13 @@
 
 namespace e2e {
 
-// Every window that was shown on the display since the object was made. Make it after the display.
+// A fragment of a shell script that waits until the history holds the progress window, which a quick run
+// might take away before it was looked at.
+inline constexpr char kWaitForProgress[] =
+    "until tail -n 1 /run/windows | grep -q '^dialog Ostrel'; do sleep 0.02; done";
+
+// Every window that was shown on the display since the object was made. Make it after the display, and one
+// for a host.
 class WindowHistory {
  public:
   WindowHistory();
@@ -22,10 +28,11 @@ class WindowHistory {
   // The windows in the order in which they appeared, each as its type and title: "normal Ostrel Kernel
   // Module Updater", "dialog Error". A window that was hidden and shown again is there twice.
   std::vector<std::string> Seen();
+  // Waits until what the window manager shows now is in the history. False when that takes too long.
+  bool CatchUp();
 
  private:
   pid_t watcher_ = -1;
-  std::string record_;
 };
 
 // A display whose windows are remembered.
@@ -33,6 +40,8 @@ struct Desktop {
   testhost::Display display;
   WindowHistory history;
 
+  // As of the display, when the history holds the window.
+  bool WaitForWindow(const std::string &title);
   // Waits for the titled window, presses keys in it, and waits until it is gone. False when it doesn't come
   // or doesn't go.
   bool Answer(const std::string &title, const std::string &keys);
