@@ -275,7 +275,8 @@ TEST_F(Keep, LeavesOutWhatTheHostWasGiven) {
                        "/files/opt/a && echo b >" + directory_ + "/files/opt/b")
                 .status,
             0);
-  KeepAfter("echo c >>/opt/b; rm /opt/a", "--release 1.2 --user 0 --files " + directory_ + "/files");
+  KeepAfter("echo c >>/opt/b; rm /opt/a; touch /testhost/x",
+            "--release 1.2 --user 0 --files " + directory_ + "/files");
   EXPECT_EQ(Kept(), "./.removed\n./opt\n./opt/b\n");
   EXPECT_EQ(ReadFile(kept_ + "/opt/b"), "b\nc\n");
   EXPECT_EQ(ReadFile(kept_ + "/.removed"), "/opt/a\n");

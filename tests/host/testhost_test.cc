@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <linux/magic.h>
 #include <pthread.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
 #include <sys/utsname.h>
@@ -13,6 +14,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 
@@ -227,10 +229,16 @@ TEST(HostProc, ShowsAFileThatTheKernelLacks) {
 }
 
 TEST(HostProc, AddsToADirectoryAndToTheProcesses) {
+  const std::string interrupts = OutputOf("ls /proc/irq");
+  ASSERT_THAT(interrupts, HasSubstr("0\n")) << "a number that is no process";
   Host host;
-  host.File("/proc/sys/kernel/extra", "1\n").File("/proc/4242/stat", "4242 (made) S 1\n");
+  host.File("/proc/irq/extra", "")
+      .File("/proc/sys/kernel/extra", "1\n")
+      .File("/proc/4242/stat", "4242 (made) S 1\n");
   host.SymLink("/proc/link", "version").SymLink("/proc/uptime", "/etc/debian_version");
   host.Enter();
+  EXPECT_EQ(OutputOf("ls /proc/irq | grep -vx extra"), interrupts);
+  EXPECT_TRUE(std::filesystem::exists("/proc/irq/extra"));
   EXPECT_EQ(ReadFile("/proc/sys/kernel/extra"), "1\n");
   EXPECT_EQ(ReadFile("/proc/4242/stat"), "4242 (made) S 1\n");
   EXPECT_EQ(ReadFile("/proc/link"), ReadFile("/proc/version"));
@@ -279,7 +287,7 @@ TEST(HostKernel, AnswersBehindSudo) {
   host.Release("2.4.21").Version("#7").Machine("i586").User(1234);
   host.File("/etc/sudoers.d/test", "user1234 ALL=(ALL) NOPASSWD: ALL\n", 0440);
   host.Enter();
-  EXPECT_EQ(OutputOf("exec sudo -n uname -rvm"), "2.4.21 #7 i586\n");
+  EXPECT_EQ(OutputOf("exec sudo -n uname -rvm 2>/dev/null"), "2.4.21 #7 i586\n");
 }
 
 TEST(HostKernel, IsTheRealOneWhereNothingElseIsSaid) {
@@ -325,9 +333,12 @@ TEST(HostKernel, LetsASanitizedProgramRun) {
 }
 
 TEST(HostUser, IsMadeWithAHome) {
+  const gid_t group = 4;
+  ASSERT_EQ(setgroups(1, &group), 0);
   Host host;
   host.User(1234);
   host.Enter();
+  EXPECT_EQ(prctl(PR_GET_DUMPABLE), 1) << "a leak checker can trace the test";
   EXPECT_EQ(getuid(), 1234u);
   EXPECT_EQ(geteuid(), 1234u);
   EXPECT_EQ(getgid(), 1234u);
@@ -367,7 +378,7 @@ TEST(HostUser, BecomesRootBySudoOnTheHostsPath) {
       .Program("modprobe", "id -u")
       .File("/etc/sudoers.d/test", "user1234 ALL=(ALL) NOPASSWD: ALL\n", 0440);
   host.Enter();
-  EXPECT_EQ(OutputOf("sudo -n modprobe it"), "0\n");
+  EXPECT_EQ(OutputOf("sudo -n modprobe it 2>/dev/null"), "0\n");
   EXPECT_THAT(Calls("modprobe"), ElementsAre(Call{"it"}));
 }
 
@@ -544,6 +555,20 @@ TEST(HostEnd, PrintsTheResultOnce) {
   ASSERT_NE(first, std::string::npos);
   EXPECT_EQ(outcome.output.find(passed, first + 1), std::string::npos);
   EXPECT_EQ(outcome.output.find("Running main"), outcome.output.rfind("Running main"));
+}
+
+TEST(HostEnd, PrintsOnceWhatWasStillUnprintedAtEnter) {
+  if (getenv("TESTHOST_PRINT")) {
+    printf("unprinted");
+    Host host;
+    host.Enter();
+    return;
+  }
+  const std::string output = OutputOf("TESTHOST_PRINT=1 " + ThisProgram() +
+                                      " --gtest_filter=HostEnd.PrintsOnceWhatWasStillUnprintedAtEnter");
+  const size_t first = output.find("unprinted");
+  ASSERT_NE(first, std::string::npos);
+  EXPECT_EQ(output.find("unprinted", first + 1), std::string::npos);
 }
 
 TEST(HostEnd, IsAFailureWhenAnExpectationFails) {
