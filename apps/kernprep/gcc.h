@@ -6,7 +6,7 @@
 
 namespace kernprep {
 
-class GCC : public Requirement {
+class GCC final : public Requirement {
  public:
   // Fills the field with the engine's choice.
   GCC();

@@ -6,7 +6,7 @@
 
 namespace kernprep {
 
-class Headers : public Requirement {
+class Headers final : public Requirement {
  public:
   // Fills the field with the first default directory that fits.
   Headers();

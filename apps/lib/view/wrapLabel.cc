@@ -46,7 +46,7 @@ void WrapLabel::on_size_allocate(Gtk::Allocation &allocation) {
 }
 
 Glib::RefPtr<Pango::Layout> WrapLabel::Wrap() {
-  const Glib::RefPtr<Pango::Layout> layout = get_layout();
+  Glib::RefPtr<Pango::Layout> layout = get_layout();
   layout->set_width(wrapWidth < 0 ? -1 : wrapWidth * Pango::SCALE);
   return layout;
 }
