@@ -16,17 +16,20 @@ namespace {
 
 enum { kStart = 0, kStop = 1 };
 
-// The child that runs for the progress window, 0 when none does. Set by StartNextTask, cleared at the child's
-// end and with the window; read on the way out of the process.
-pid_t runningChild = 0;
+// What runs for the progress window. Set by StartNextTask; the child is 0 again when it has ended or been
+// cancelled. A cancelled task stays, undeleted, until the process ends.
+struct {
+  pid_t child;
+  BuildTask *task;
+} running;
 
 void EndGroup(pid_t pid) {
   killpg(getpgid(pid), SIGTERM);
 }
 
 void EndRunningChild() {
-  if (runningChild > 0) {
-    EndGroup(runningChild);
+  if (running.child > 0) {
+    EndGroup(running.child);
   }
 }
 
@@ -64,7 +67,9 @@ Build::Build(Gtk::Window &parent, const Modules &modules, const Glib::ustring &g
 }
 
 Build::~Build() {
-  runningChild = 0;
+  // A task that began in the turn of the main loop that saw the cancel has had no signal yet.
+  EndRunningChild();
+  running.child = 0;
   while (!tasks.empty()) {
     delete tasks.front();
     tasks.pop_front();
@@ -78,7 +83,7 @@ int Build::Run() {
 
 void Build::OnTaskFinished(int /*pid*/, int status, BuildTask *task) {
   ASSERT(task != nullptr);
-  runningChild = 0;
+  running = {};
   responseConnection.disconnect();
   timeoutConnection.disconnect();
   Glib::ustring error;
@@ -103,6 +108,7 @@ void Build::OnResponse(int response, int pid) {
   if (response == Gtk::RESPONSE_DELETE_EVENT || response == Gtk::RESPONSE_CANCEL) {
     cancelRequested = true;
     EndGroup(pid);
+    running.child = 0;
   }
 }
 
@@ -130,7 +136,7 @@ void Build::StartNextTask() {
   static const int atExit = std::atexit(EndRunningChild);
   static_cast<void>(atExit);
   const pid_t pid = task->Start();
-  runningChild = pid;
+  running = {pid, task};
   responseConnection =
       signal_response().connect(sigc::bind(sigc::mem_fun(*this, &Build::OnResponse), pid), false);
   if (const unsigned timeout = task->GetTimeout(); timeout != 0) {

@@ -377,6 +377,26 @@ TEST_F(BuildTest, EndsACompilationOnCancel) {
   EXPECT_EQ(e2e::ServiceCalls(), std::vector<std::string>{"stop"});
 }
 
+TEST_F(BuildTest, EndsATaskThatBeginsAtTheMomentOfTheCancel) {
+  product.Service(
+      "test $1 = start && exit; trap 'exit 0' TERM; echo ready >/run/ready; while :; do sleep 0.1; done");
+  product.Module("ostlink").Source("ostlink", "sleep 300");
+  Build &window = Make();
+  WhenReady([&] {
+    CancelButton(window).clicked();
+    // The stop task ends before the main loop does.
+    while (e2e::ProcessesWith("auto-build").empty()) {
+      Gtk::Main::iteration(true);
+    }
+  });
+  EXPECT_EQ(window.Run(), Gtk::RESPONSE_CANCEL);
+  EXPECT_EQ(IconsOf(window), (Icons{"success", "in-progress", "pending"}));
+  const pid_t group = getpgid(e2e::ProcessesWith("auto-build").front());
+  build.reset();
+  EXPECT_TRUE(GroupIsGone(group));
+  EXPECT_TRUE(e2e::ProcessesWith("auto-build").empty());
+}
+
 TEST_F(BuildTest, CancelsWhenTheUserClosesTheWindow) {
   product.Service(kStay);
   Build &window = Make();
