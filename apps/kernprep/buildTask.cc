@@ -1,5 +1,6 @@
 #include "buildTask.h"
 
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,6 +16,8 @@ namespace {
 constexpr int kIconSide = 20;
 
 }  // namespace
+
+volatile std::sig_atomic_t BuildTask::toldToEnd = 0;
 
 BuildTask::BuildTask(const Glib::ustring &text)
     : label(Gtk::manage(new Gtk::Label(text, Gtk::ALIGN_LEFT, Gtk::ALIGN_CENTER))),
@@ -46,6 +49,7 @@ void BuildTask::SetState(State state) {
 }
 
 pid_t BuildTask::Start() {
+  const pid_t program = getpid();
   const pid_t pid = fork();
   if (pid != 0) {
     // The child does the same; whoever comes first, the group stands before anything signals it.
@@ -53,11 +57,24 @@ pid_t BuildTask::Start() {
     return pid;
   }
   setpgrp();
+  EndWithProgram(program);
   const bool succeeded = Run();
   if (!succeeded) {
     Msg_Reset(true);
   }
   _exit(succeeded ? 0 : 1);
+}
+
+void BuildTask::EndWithProgram(pid_t program) {
+  std::signal(SIGHUP, [](int) {
+    if (toldToEnd == 0) {
+      kill(0, SIGTERM);
+    }
+  });
+  prctl(PR_SET_PDEATHSIG, SIGHUP);
+  if (getppid() != program) {
+    raise(SIGHUP);
+  }
 }
 
 }  // namespace kernprep

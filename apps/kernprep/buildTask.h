@@ -8,6 +8,8 @@
 #include <gtkmm.h>
 #include <sys/types.h>
 
+#include <csignal>
+
 namespace kernprep {
 
 class BuildTask : public sigc::trackable {
@@ -45,10 +47,17 @@ class BuildTask : public sigc::trackable {
   void SetState(State state);
   // Starts the work. Returns the child's process id, which is also its group's, or -1 when there is no child.
   // In the child, messages that the failed work left pending go to the log; the child ends with status 0 when
-  // Run succeeded and 1 otherwise.
+  // Run succeeded and 1 otherwise. The child and all that it has started get SIGTERM when the program ends.
   pid_t Start();
 
+ protected:
+  // In the child: set by a task that outlives its group's SIGTERM, so that the program's end sends no second.
+  static volatile std::sig_atomic_t toldToEnd;
+
  private:
+  // Work that went on would write to the journal without its lock, beside the next run.
+  static void EndWithProgram(pid_t program);
+
   Gtk::Label *label;
   Gtk::Image *image;
 };

@@ -33,7 +33,7 @@ bool ServiceTask::Run() {
   const std::string command = Format("%s %s", Glib::shell_quote(scriptPath).c_str(), word);
   // The time limit's signal goes to the whole group. A handler, unlike an ignored signal, isn't inherited by
   // the script.
-  const auto inherited = std::signal(SIGTERM, [](int) {});
+  const auto inherited = std::signal(SIGTERM, [](int) { toldToEnd = 1; });
   int status = -1;
   try {
     Glib::spawn_command_line_sync(command, nullptr, nullptr, &status);
