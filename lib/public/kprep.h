@@ -77,7 +77,8 @@ KernPrep_PbmSet *KernPrep_ScanPbmSets(const char *root);
 // The best set of the list for a kernel release, null meaning the running one. Borrowed from the list; null
 // when none fits.
 KernPrep_PbmSet *KernPrep_SelectPbmSet(const char *root, KernPrep_PbmSet *list, const char *kernelRelease);
-// Loads and unloads a module of the set. 1 passed, 0 failed, -1 skipped.
+// Loads and unloads a module of the set. 1 passed, 0 failed, -1 skipped. A copy that was loaded before stays
+// unloaded.
 int KernPrep_SmokeTest(const char *root, const KernPrep_PbmSet *set, const char *kernelRelease);
 // The release without the part that changes with each vendor rebuild, as a new string (free).
 char *KernPrep_MangleRelease(const char *release);
@@ -130,6 +131,10 @@ bool KernPrep_HeaderExists(const char *directory, const char *relativePath);
 //
 // compiler, headerDir         what the user accepted; given to the makefile as they are
 // subdirectory, installName   go to KernPrep_InstallModule; may be null
+//
+// Returns whether the module was installed; true as well, with nothing installed, when a source can't be
+// unpacked after this call has compiled another one. A module is built once between KernPrep_Init and
+// KernPrep_DeInit.
 bool KernPrep_BuildModule(const char *module, const char *compiler, const char *headerDir,
                           const char *subdirectory, const char *installName);
 // The order in which a module and its dependencies are built, module last.

@@ -2,9 +2,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-
 #include "kprepTestInt.h"
+#include "msg.h"
 
 namespace {
 
@@ -560,20 +559,37 @@ TEST(BuildModule, GoesOnWithoutSymbolTable) {
   PutSource("ostchan");
   const std::string errors = ErrorsOf([] { EXPECT_TRUE(Build("ostchan")); });
   EXPECT_EQ(errors, std::string(kNoSymbols) + "\n\n");
-  const Lines log = engine.NewLog();
-  EXPECT_NE(std::find(log.begin(), log.end(), kNoSymbols), log.end());
+  const Lines chan = BuildLines("ostchan");
+  EXPECT_EQ(engine.NewLog(),
+            Joined({{"Found dependencies for module ostchan.", "Inspecting dependency ostlink.",
+                     "Found dependencies for module ostlink."},
+                    BuildLines("ostlink"),
+                    {chan[0], chan[1], kNoSymbols, "", chan[2]},
+                    InstallLines("ostchan")}));
+  // Both copies that failed have left a message for the user.
+  Msg_Reset(true);
+  Lines messages = engine.NewLog();
+  std::erase_if(messages, [](const std::string &line) { return !line.starts_with("["); });
+  const std::string id = "[msg.File.CopyFromNameToName.open.failure] Unable to open the '";
+  const std::string end = "' file for read access: ";
+  ASSERT_EQ(messages.size(), 2U);
+  EXPECT_TRUE(messages[0].starts_with(id + Scratch("ostlink-only/Modules.symvers") + end)) << messages[0];
+  EXPECT_TRUE(messages[1].starts_with(id + Scratch("ostlink-only/Module.symvers") + end)) << messages[1];
   EXPECT_NE(Installed("ostchan"), "");
 }
 
 TEST(BuildModule, CopiesTheSymbolTableForOneModuleOnly) {
   BuildHost host;
-  host.ModuleList(ListEntry("ostlink") + ListEntry("ostpool", {"ostlink"}));
+  host.ModuleList(ListEntry("ostlink") + ListEntry("ostpool", {"ostlink"}) +
+                  ListEntry("ostchan2", {"ostlink"}));
   host.StandInMake("[ ${2##*/} = ostlink-only ] && echo new >$2/Modules.symvers");
   Engine engine(host);
   PutSource("ostlink");
-  PutSource("ostpool");
-  EXPECT_EQ(ErrorsOf([] { EXPECT_TRUE(Build("ostpool")); }), "");
-  EXPECT_FALSE(std::filesystem::exists(Scratch("ostpool-only/Modules.symvers")));
+  for (const std::string name : {"ostpool", "ostchan2"}) {
+    PutSource(name);
+    EXPECT_EQ(ErrorsOf([&] { EXPECT_TRUE(Build(name.c_str())); }), "");
+    EXPECT_FALSE(std::filesystem::exists(Scratch(name + "-only/Modules.symvers")));
+  }
 }
 
 // What comes before the first module

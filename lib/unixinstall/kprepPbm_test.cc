@@ -237,6 +237,32 @@ TEST(ScanPbmSets, CategorizesByReleaseAndSymbolVersions) {
       });
 }
 
+TEST(ScanPbmSets, RecordsTheReleaseAndTheSymbolVersionsOfASet) {
+  Product host;
+  const Engine engine(host);
+  PutSet("one", CompatibleProperties("2.6.18-53.el5"));
+  const OwnedSets compatible(Scan());
+  ASSERT_TRUE(compatible);
+  EXPECT_STREQ(compatible->name, "one");
+  EXPECT_STREQ(compatible->utsRelease, "2.6.18-53.el5");
+  EXPECT_TRUE(compatible->modVersion);
+  PutSet("one", PerfectProperties());
+  const OwnedSets perfect(Scan());
+  ASSERT_TRUE(perfect);
+  EXPECT_STREQ(perfect->utsRelease, kRelease);
+  EXPECT_FALSE(perfect->modVersion);
+}
+
+TEST(ScanPbmSets, LooksAtTheSetsSymbolVersionsAndNotAtTheKernels) {
+  Product host;
+  host.File("/proc/ksyms", "c0100000 Using Versions of symbols\n");
+  Engine engine(host);
+  ASSERT_TRUE(kernPrep.kernel.modVersion);
+  ExpectScans(&engine, {{PerfectProperties(), KERNPREP_PBM_PERFECT, kPerfectLines},
+                        {CompatibleProperties("2.6.18-53.el5"), KERNPREP_PBM_COMPATIBLE, kCompatibleLines},
+                        {kCommon + std::string("UtsRelease 2.6.18-53.el5\n"), KERNPREP_PBM_DONT_USE, {}}});
+}
+
 TEST(ScanPbmSets, ComparesTheNumberOfProcessors) {
   Product host;
   Engine engine(host);
