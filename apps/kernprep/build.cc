@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdlib>
 
 #include "appUtil.h"
 #include "log.h"
@@ -25,12 +24,6 @@ struct {
 
 void EndGroup(pid_t pid) {
   killpg(getpgid(pid), SIGTERM);
-}
-
-void EndRunningChild() {
-  if (running.child > 0) {
-    EndGroup(running.child);
-  }
 }
 
 // A wait status of a normal exit with code 0.
@@ -68,7 +61,9 @@ Build::Build(Gtk::Window &parent, const Modules &modules, const Glib::ustring &g
 
 Build::~Build() {
   // A task that began in the turn of the main loop that saw the cancel has had no signal yet.
-  EndRunningChild();
+  if (running.child > 0) {
+    EndGroup(running.child);
+  }
   running.child = 0;
   while (!tasks.empty()) {
     delete tasks.front();
@@ -133,8 +128,6 @@ void Build::StartNextTask() {
   BuildTask *task = tasks.front();
   tasks.pop_front();
   task->SetState(BuildTask::STATE_IN_PROGRESS);
-  static const int atExit = std::atexit(EndRunningChild);
-  static_cast<void>(atExit);
   const pid_t pid = task->Start();
   running = {pid, task};
   responseConnection =

@@ -4,9 +4,9 @@
 //   switch (build.Run()) { ...
 //
 // Tasks run strictly one after the other, each in a child process. Cancelling sends SIGTERM to the group of
-// the running child and ends the run without waiting for it; nothing starts the services again. A process
-// that ends by exit() in mid-run, as the toolkit makes it do when the display goes away, sends SIGTERM to
-// that group on its way out, so that no work goes on that nobody watches.
+// the running child and ends the run without waiting for it; nothing starts the services again. When the
+// process ends in mid-run, as the toolkit makes it do when the display goes away, the group gets SIGTERM too
+// (BuildTask::Start), so that no work goes on that nobody watches.
 #ifndef OST_KERNPREP_BUILD_H
 #define OST_KERNPREP_BUILD_H
 
