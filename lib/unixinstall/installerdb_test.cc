@@ -62,8 +62,8 @@ void ExpectRefused(const std::string &content) {
   InstallerDB_DeInit();
 }
 
-void ExpectCannotBeOpened(Host &host, bool readOnly) {
-  enginetest::Enter(host);
+// Opens the journal of the host that the test is in.
+void ExpectRefusedWithText(bool readOnly) {
   testing::internal::CaptureStderr();
   EXPECT_FALSE(InstallerDB_Init(kConfigDir, readOnly));
   const std::string errors = testing::internal::GetCapturedStderr();
@@ -71,6 +71,32 @@ void ExpectCannotBeOpened(Host &host, bool readOnly) {
       << errors;
   EXPECT_FALSE(InstallerDB_IsInitialized());
 }
+
+void ExpectCannotBeOpened(Host &host, bool readOnly) {
+  enginetest::Enter(host);
+  ExpectRefusedWithText(readOnly);
+}
+
+// Another program's hold on the journal.
+class OtherWriter {
+ public:
+  OtherWriter() {
+    FileIO_Invalidate(&file_);
+    result_ = FileIO_Open(&file_, kJournal, FILEIO_ACCESS_WRITE | FILEIO_ACCESS_LOCK, FILEIO_OPEN);
+  }
+  ~OtherWriter() {
+    if (FileIO_IsValid(&file_)) {
+      FileIO_Close(&file_);
+    }
+  }
+  OtherWriter(const OtherWriter &) = delete;
+  OtherWriter &operator=(const OtherWriter &) = delete;
+  FileIOResult Result() const { return result_; }
+
+ private:
+  FileIODescriptor file_;
+  FileIOResult result_;
+};
 
 int64_t ModTime(const std::string &path) {
   struct stat data = {};
@@ -117,6 +143,26 @@ TEST(InstallerDBInit, SucceedsAgainWhileOpen) {
   EXPECT_EQ("value", Answer("KEY"));
 }
 
+TEST(InstallerDBInit, AsksForNoAnswerAgainWhileOpen) {
+  Installation host;
+  ASSERT_TRUE(host.Open());
+  ASSERT_TRUE(InstallerDB_RemoveAnswer("BINDIR"));
+  EXPECT_TRUE(InstallerDB_Init(kConfigDir, false));
+  EXPECT_TRUE(InstallerDB_IsInitialized());
+}
+
+// The empty tables of the first call outlive it, so that the second one replays nothing.
+TEST(InstallerDBInit, FailsOnceMoreAfterAnEmptyJournal) {
+  Host host;
+  host.File(kJournal, "");
+  enginetest::Enter(host);
+  EXPECT_FALSE(InstallerDB_Init(kConfigDir, true));
+  testhost::WriteFile(kJournal, kAnswers);
+  EXPECT_FALSE(InstallerDB_Init(kConfigDir, true));
+  EXPECT_TRUE(InstallerDB_Init(kConfigDir, true));
+  InstallerDB_DeInit();
+}
+
 TEST(InstallerDBInit, OpensAgainAfterDeInit) {
   Installation host;
   ASSERT_TRUE(host.Open());
@@ -148,13 +194,15 @@ TEST(InstallerDBInit, DropsALastLineWithoutNewline) {
 
 TEST(InstallerDBInit, EndsAPathAtItsFirstBlankButARemovalAtItsLinesEnd) {
   Installation host(
-      "file /a b 5\nfile /x y\nremove_file /x y\nanswer  K   v  w\nanswer L v\nremove_answer L v\n");
+      "file /a b 5\nfile /x y\nremove_file /x y\nanswer  K   v  w\nanswer L v\nremove_answer L v\n"
+      "answer T a\tb\n");
   ASSERT_TRUE(host.Open());
   EXPECT_TRUE(InstallerDB_IsFileKnown("/a"));
   EXPECT_FALSE(InstallerDB_IsFileKnown("/a b"));
   EXPECT_TRUE(InstallerDB_IsFileKnown("/x")) << "the removal was of '/x y'";
   EXPECT_EQ("v", Answer("K"));
   EXPECT_EQ("v", Answer("L")) << "the removal was of 'L v'";
+  EXPECT_EQ("a\tb", Answer("T")) << "only a blank ends a field";
 }
 
 TEST(InstallerDBInit, ReplaysRemovals) {
@@ -279,13 +327,38 @@ TEST(InstallerDBInit, ClosesTheJournalThatItRefuses) {
 TEST(InstallerDBInit, KeepsOtherWritersOutWhileOpenForWriting) {
   Installation host;
   ASSERT_TRUE(host.Open());
-  FileIODescriptor other;
-  FileIO_Invalidate(&other);
-  const uint32_t access = FILEIO_ACCESS_WRITE | FILEIO_ACCESS_LOCK;
-  EXPECT_EQ(FILEIO_LOCK_FAILED, FileIO_Open(&other, kJournal, access, FILEIO_OPEN));
+  EXPECT_EQ(FILEIO_LOCK_FAILED, OtherWriter().Result());
   InstallerDB_DeInit();
-  EXPECT_EQ(FILEIO_SUCCESS, FileIO_Open(&other, kJournal, access, FILEIO_OPEN));
-  FileIO_Close(&other);
+  EXPECT_EQ(FILEIO_SUCCESS, OtherWriter().Result());
+}
+
+TEST(InstallerDBInit, ReportsAJournalThatAnotherWriterHolds) {
+  Installation host;
+  enginetest::Enter(host);
+  const OtherWriter other;
+  ASSERT_EQ(FILEIO_SUCCESS, other.Result());
+  ExpectRefusedWithText(false);
+}
+
+TEST(InstallerDBInit, ReadsBesideAWriter) {
+  Installation host;
+  enginetest::Enter(host);
+  const OtherWriter other;
+  ASSERT_EQ(FILEIO_SUCCESS, other.Result());
+  EXPECT_TRUE(InstallerDB_Init(kConfigDir, true));
+}
+
+TEST(InstallerDBInit, RefusesAJournalWithoutAnEnd) {
+  Host host;
+  host.Directory(kConfigDir);
+  enginetest::Enter(host);
+  ASSERT_EQ(0, mkfifo(kJournal, 0600));
+  const int before = NextDescriptor();
+  testing::internal::CaptureStderr();
+  EXPECT_FALSE(InstallerDB_Init(kConfigDir, false));
+  EXPECT_EQ("", testing::internal::GetCapturedStderr());
+  EXPECT_EQ(before, NextDescriptor());
+  EXPECT_FALSE(InstallerDB_IsInitialized());
 }
 
 TEST(InstallerDBDeathTest, StopsWhenAskedBeforeItIsOpen) {
@@ -361,6 +434,13 @@ TEST(InstallerDBAddFile, RecordsNoTimeOtherwise) {
   EXPECT_EQ("file /no/such\nfile /no/such too\n", Added());
 }
 
+TEST(InstallerDBAddFile, WritesBytesOfAnyEncoding) {
+  Installation host;
+  ASSERT_TRUE(host.Open());
+  EXPECT_TRUE(InstallerDB_AddFile("/\xff\xfe%s", 0));
+  EXPECT_EQ("file /\xff\xfe%s\n", Added());
+}
+
 TEST(InstallerDBAddFile, FailsWithoutATime) {
   Installation host("file /no/such\n");
   ASSERT_TRUE(host.Open());
@@ -430,12 +510,14 @@ TEST(InstallerDBRemoveInstalledFile, DeletesAKnownFile) {
 }
 
 TEST(InstallerDBRemoveInstalledFile, FailsForAFileThatIsGoneOrStays) {
-  Installation host("file /tmp/f 1\nfile /tmp/d\n");
-  host.Directory("/tmp/d");
+  Installation host("file /tmp/f 1\nfile /tmp/d\nfile /tmp/l\n");
+  host.Directory("/tmp/d").SymLink("/tmp/l", "/tmp/nowhere");
   ASSERT_TRUE(host.Open());
   EXPECT_FALSE(InstallerDB_RemoveInstalledFile("/tmp/f"));
   EXPECT_FALSE(InstallerDB_RemoveInstalledFile("/tmp/d"));
-  EXPECT_EQ("file /tmp/f 1\nfile /tmp/d\n", Added());
+  EXPECT_FALSE(InstallerDB_RemoveInstalledFile("/tmp/l")) << "the file that it names doesn't exist";
+  EXPECT_TRUE(std::filesystem::is_symlink("/tmp/l"));
+  EXPECT_EQ("file /tmp/f 1\nfile /tmp/d\nfile /tmp/l\n", Added());
 }
 
 TEST(InstallerDBCopyFile, CopiesWithModeAndTime) {
@@ -514,6 +596,24 @@ TEST(InstallerDBLink, ReplacesAKnownLinkAndKeepsItsTarget) {
   EXPECT_EQ("file /tmp/link\nremove_file /tmp/link\nfile /tmp/link\n", Added());
 }
 
+TEST(InstallerDBLink, ReplacesAnUnknownFileWithoutARemovalLine) {
+  Installation host;
+  host.File("/tmp/link", "old").File("/tmp/target", "x");
+  ASSERT_TRUE(host.Open());
+  EXPECT_TRUE(InstallerDB_Link(true, "/tmp/target", "/tmp/link"));
+  EXPECT_EQ("x", testhost::ReadFile("/tmp/link"));
+  EXPECT_EQ("file /tmp/link\n", Added());
+}
+
+TEST(InstallerDBLink, ReplacesAKnownLinkWhoseTargetIsGone) {
+  Installation host("file /tmp/link\n");
+  host.SymLink("/tmp/link", "/tmp/nowhere").File("/tmp/target", "x");
+  ASSERT_TRUE(host.Open());
+  EXPECT_TRUE(InstallerDB_Link(true, "/tmp/target", "/tmp/link"));
+  EXPECT_EQ("x", testhost::ReadFile("/tmp/link"));
+  EXPECT_EQ("file /tmp/link\nremove_file /tmp/link\nfile /tmp/link\n", Added());
+}
+
 TEST(InstallerDBLink, FailsWhereNoLinkCanBe) {
   Installation host;
   ASSERT_TRUE(host.Open());
@@ -530,6 +630,24 @@ TEST(InstallerDBBackupFile, TakesTheFirstFreeName) {
   EXPECT_EQ("now", testhost::ReadFile("/tmp/x.old.1"));
   EXPECT_EQ("then", testhost::ReadFile("/tmp/x.old.0"));
   EXPECT_EQ("", Added());
+}
+
+TEST(InstallerDBBackupFile, TakesTheHundredthName) {
+  Installation host;
+  host.File("/tmp/x", "now");
+  for (int n = 0; n < 99; ++n) {
+    host.File("/tmp/x.old." + std::to_string(n), "then");
+  }
+  ASSERT_TRUE(host.Open());
+  EXPECT_TRUE(InstallerDB_BackupFile("/tmp/x"));
+  EXPECT_EQ("now", testhost::ReadFile("/tmp/x.old.99"));
+}
+
+TEST(InstallerDBBackupFile, FailsWithoutAFile) {
+  Installation host;
+  ASSERT_TRUE(host.Open());
+  EXPECT_FALSE(InstallerDB_BackupFile("/tmp/no-such"));
+  EXPECT_FALSE(std::filesystem::exists("/tmp/no-such.old.0"));
 }
 
 TEST(InstallerDBBackupFile, GivesUpAfterAHundredNames) {
