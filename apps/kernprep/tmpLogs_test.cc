@@ -60,7 +60,7 @@ TEST(CleanTmpLogs, KeepsTheLogInUse) {
   testhost::Host().Enter();
   ASSERT_TRUE(Log_Init(nullptr, "setup.log.filename", "setup"));
   const std::string current = Log_GetFileName();
-  ASSERT_EQ(current.find(SafeTmpDir() + "/setup"), 0U);
+  ASSERT_TRUE(current.starts_with(SafeTmpDir() + "/setup")) << current;
   EXPECT_FALSE(Survives("setup-4711.log"));
   EXPECT_TRUE(Exists(current));
 }

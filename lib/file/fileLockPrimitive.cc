@@ -167,6 +167,7 @@ Entry EntryOfNumber(const std::string &lockDir, uint32_t number) {
   const OwnedString member(Str_SafeAsprintf(nullptr, "M%05u%s", number, kLockSuffix));
   const OwnedString directory(Str_SafeAsprintf(nullptr, "D%05u%s", number, kLockSuffix));
   const OwnedString file(Str_SafeAsprintf(nullptr, "E%05u%s", number, kLockSuffix));
+  // cppcheck-suppress returnDanglingLifetime ; the entry copies the texts
   return {member.get(), lockDir + '/' + directory.get(), lockDir + '/' + file.get(),
           lockDir + '/' + member.get()};
 }

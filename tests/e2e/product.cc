@@ -172,6 +172,11 @@ std::vector<std::string> WithProductOptions(const std::vector<std::string> &argu
   return all;
 }
 
+std::string NextOutputPath() {
+  static int runs = 0;
+  return "/run/tool-output-" + std::to_string(runs++);
+}
+
 }  // namespace
 
 Tool::Tool(const std::vector<std::string> &arguments, uid_t user, const std::vector<std::string> &environment)
@@ -195,9 +200,8 @@ Tool::~Tool() {
 }
 
 Tool::Tool(Exactly /*tag*/, const std::vector<std::string> &arguments, uid_t user,
-           const std::vector<std::string> &environment) {
-  static int runs = 0;
-  outputPath_ = "/run/tool-output-" + std::to_string(runs++);
+           const std::vector<std::string> &environment)
+    : outputPath_(NextOutputPath()) {
   const int output = open(outputPath_.c_str(), O_CREAT | O_TRUNC | O_WRONLY | O_APPEND | O_CLOEXEC, 0666);
   std::vector<char *> vector = {const_cast<char *>("ostrel-kernprep")};
   for (const std::string &argument : arguments) {
