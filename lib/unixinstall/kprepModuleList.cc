@@ -57,7 +57,8 @@ OwnedDocument ParseFile(const char *path) {
   xmlSetStructuredErrorFunc(nullptr, nullptr);
   if (!document) {
     Log("Unable to parse module list file %s\n", path);
-    if (const xmlError *error = xmlGetLastError(); error && error->message) {
+    // A file that can't be read has no line.
+    if (const xmlError *error = xmlGetLastError(); error && error->message && error->line > 0) {
       Log("Line %d: %s", error->line, error->message);
     }
   }
