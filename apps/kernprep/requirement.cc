@@ -25,6 +25,15 @@ Gtk::Button *AddButton(Gtk::HBox &row, const Glib::ustring &text, const Gtk::Sto
   return button;
 }
 
+// A name that isn't text is taken as it is shown, and is judged like any other path.
+Glib::ustring AsText(const std::string &filename) {
+  try {
+    return Glib::filename_to_utf8(filename);
+  } catch (const Glib::ConvertError &) {
+    return Glib::filename_display_name(filename);
+  }
+}
+
 }  // namespace
 
 Requirement::Requirement(const Glib::ustring &title, Gtk::FileChooserAction chooserAction)
@@ -83,7 +92,7 @@ std::string Requirement::GetBrowseFolder() {
   if (!IsValid()) {
     return GetDefaultPath();
   }
-  const std::string path = Glib::filename_from_utf8(GetPath());
+  const std::string path = GetPath();
   return Glib::file_test(path, Glib::FILE_TEST_IS_DIR) ? path : Glib::path_get_dirname(path);
 }
 
@@ -93,7 +102,7 @@ void Requirement::OnBrowseClicked() {
   dialog.add_button(Gtk::Stock::OK, Gtk::RESPONSE_OK);
   dialog.set_current_folder(GetBrowseFolder());
   if (dialog.run() == Gtk::RESPONSE_OK) {
-    entry.set_text(Glib::filename_to_utf8(dialog.get_filename()));
+    entry.set_text(AsText(dialog.get_filename()));
   }
 }
 

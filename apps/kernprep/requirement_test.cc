@@ -15,6 +15,9 @@ using widgettest::GetPacking;
 namespace kernprep {
 namespace {
 
+constexpr char kNotText[] = "/opt/tool chest/\xff";
+constexpr char kJapanese[] = "/opt/\xe9\x81\x93\xe5\x85\xb7";
+
 // A panel that counts what is asked of it.
 class CountingPanel : public Requirement {
  public:
@@ -36,6 +39,7 @@ class RequirementTest : public testing::Test {
   void SetUp() override {
     testhost::Host host;
     host.File("/opt/tool chest/run", "").Directory("/opt/tool chest/parts");
+    host.File(kNotText, "").Directory(kJapanese);
     host.Enter();
     desktop_.emplace();
   }
@@ -207,6 +211,14 @@ TEST_F(RequirementTest, BrowsesInAValidDirectory) {
   ExpectBrowseOpens(panel, "/opt/tool chest/parts");
 }
 
+TEST_F(RequirementTest, BrowsesInTheDirectoryThatWasJudgedWhateverTheEncodingOfNames) {
+  Glib::setenv("G_FILENAME_ENCODING", "ISO-8859-1");
+  CountingPanel panel(Gtk::FILE_CHOOSER_ACTION_SELECT_FOLDER);
+  panel.valid = true;
+  panel.SetPath(kJapanese);
+  ExpectBrowseOpens(panel, kJapanese);
+}
+
 TEST_F(RequirementTest, BrowsesBesideAValidFile) {
   CountingPanel panel;
   panel.valid = true;
@@ -248,6 +260,13 @@ TEST_F(RequirementTest, TakesTheChosenFile) {
   CountingPanel panel;
   Browse(panel, "/opt/tool chest/run", Gtk::FILE_CHOOSER_ACTION_OPEN);
   EXPECT_EQ(panel.GetPath(), "/opt/tool chest/run");
+  EXPECT_EQ(panel.changes, 1);
+}
+
+TEST_F(RequirementTest, JudgesAChosenNameThatIsNoTextAsItIsShown) {
+  CountingPanel panel;
+  Browse(panel, kNotText, Gtk::FILE_CHOOSER_ACTION_OPEN);
+  EXPECT_EQ(panel.GetPath(), Glib::filename_display_name(kNotText));
   EXPECT_EQ(panel.changes, 1);
 }
 
