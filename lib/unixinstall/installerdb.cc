@@ -93,7 +93,6 @@ void Replay(OwnedString line) {
 bool OpenJournal(const char *path, bool readOnly) {
   const uint32_t access =
       readOnly ? FILEIO_ACCESS_READ : FILEIO_ACCESS_READ | FILEIO_ACCESS_WRITE | FILEIO_ACCESS_LOCK;
-  FileIO_Invalidate(&journal.file);
   if (FileIO_Open(&journal.file, path, access, FILEIO_OPEN) != FILEIO_SUCCESS) {
     fprintf(stderr, "Couldn't open %s! Failure!\n", path);
     return false;
@@ -123,12 +122,19 @@ bool HaveTables() {
   return journal.files && journal.answers;
 }
 
+// Whether what stands before the position lacks the newline at its end. Leaves the position as it is.
+bool BreaksOff(int64_t position) {
+  char last = '\n';
+  return pread(journal.file.posix, &last, 1, position - 1) == 1 && last != '\n';
+}
+
 // Appends one whole line. Half a line, as a full disk leaves it, is taken back: the next line would be lost
-// in it.
+// in it. Half a line that stands there already gets its end, for the same reason.
 bool Append(const OwnedString &line) {
   const int64_t end = FileIO_Seek(&journal.file, 0, FILEIO_SEEK_CURRENT);
+  const OwnedString text = EngineFormat("%s%s", BreaksOff(end) ? "\n" : "", line.get());
   size_t written = 0;
-  if (FileIO_Write(&journal.file, line.get(), strlen(line.get()), &written) == FILEIO_SUCCESS) {
+  if (FileIO_Write(&journal.file, text.get(), strlen(text.get()), &written) == FILEIO_SUCCESS) {
     return true;
   }
   if (written > 0 && ftruncate(journal.file.posix, end) == 0) {

@@ -353,11 +353,11 @@ TEST(InstallerDBInit, RefusesAJournalWithoutAnEnd) {
   host.Directory(kConfigDir);
   enginetest::Enter(host);
   ASSERT_EQ(0, mkfifo(kJournal, 0600));
-  const int before = NextDescriptor();
   testing::internal::CaptureStderr();
+  const int before = NextDescriptor();
   EXPECT_FALSE(InstallerDB_Init(kConfigDir, false));
-  EXPECT_EQ("", testing::internal::GetCapturedStderr());
   EXPECT_EQ(before, NextDescriptor());
+  EXPECT_EQ("", testing::internal::GetCapturedStderr());
   EXPECT_FALSE(InstallerDB_IsInitialized());
 }
 
