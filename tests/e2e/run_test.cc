@@ -10,28 +10,18 @@
 #include <optional>
 #include <sstream>
 
-#include "product.h"
-#include "windows.h"
+#include "runTest.h"
 
 using testhost::ReadFile;
-using testhost::Run;
 using testhost::WriteFile;
-using testing::ContainsRegex;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::StartsWith;
 
 namespace e2e {
 namespace {
 
-constexpr char kBox[] = "dialog Error";
-constexpr char kWindow[] = "normal Ostrel Kernel Module Updater";
-constexpr char kProgress[] = "dialog Ostrel Kernel Module Updater";
 constexpr char kClock[] = "/run/fast-clock.so";
-constexpr char kBusy[] = "/run/busy";
 constexpr char kGo[] = "/run/go";
 constexpr char kScript[] = "/etc/ostrel-tools/init/ostrel-tools";
 
@@ -90,93 +80,6 @@ pid_t TaskOf(pid_t tool) {
   }
   return -1;
 }
-
-bool Exists(const std::string &path) {
-  return std::filesystem::exists(std::filesystem::symlink_status(path));
-}
-
-// A host with a product whose services and modules the test describes.
-class RunTest : public testing::Test {
- protected:
-  void Enter() {
-    testhost::Host host;
-    Enter(host);
-  }
-  void Enter(testhost::Host &host) {
-    kernel_.Describe(host);
-    host.Enter();
-    product_.emplace();
-    desktop_.emplace();
-  }
-  // As Enter, and the product has one module, which can be built from source.
-  void EnterWithModule() {
-    Enter();
-    product_->Module("ostlink").Source("ostlink").Write();
-    journal_ = ReadFile(kJournal);
-  }
-  // As EnterWithModule, on a host with a clock for the program on which the ten minutes pass in two seconds.
-  void EnterWithClock() {
-    testhost::Host host;
-    host.File(kClock, ReadFile(FAST_CLOCK), 0755);
-    Enter(host);
-    product_->Module("ostlink").Source("ostlink").Write();
-  }
-
-  static bool IsBusy() {
-    return Eventually([] { return Exists(kBusy); });
-  }
-
-  bool IsWindowUp() { return desktop_->display.WaitForWindow(kWindowTitle); }
-
-  // Takes the run through its error box to the window.
-  void PassBox() {
-    ASSERT_TRUE(desktop_->Answer("Error", "Return"));
-    ASSERT_TRUE(IsWindowUp());
-  }
-
-  // Leaves a run that has failed by its window.
-  void LeaveAfterBox(Tool *tool) {
-    PassBox();
-    desktop_->display.Keys(kWindowTitle, "Escape");
-    EXPECT_EQ(tool->Wait(), 2) << tool->Output();
-  }
-
-  void PressInstall() { desktop_->display.Keys(kWindowTitle, "Return"); }
-
-  // What was added to the journal since the product was written.
-  std::string Added() {
-    const std::string now = ReadFile(kJournal);
-    EXPECT_THAT(now, StartsWith(journal_));
-    return now.substr(std::min(now.size(), journal_.size()));
-  }
-  // The journal's lines for an installed module.
-  std::string LinesFor(const std::string &module) {
-    const std::string object = kernel_.ModulePath(module);
-    struct stat info = {};
-    EXPECT_EQ(stat(object.c_str(), &info), 0) << object;
-    return "file " + object + " " + std::to_string(info.st_mtime) + "\nfile " + Link(module) + "\n";
-  }
-  std::string Link(const std::string &module) {
-    return "/lib/modules/" + kernel_.release + "/misc/" + module + ".ko";
-  }
-  bool IsInstalled(const std::string &module, const std::string &content = "object\n") {
-    std::error_code error;
-    return ReadFile(kernel_.ModulePath(module)) == content &&
-           std::filesystem::read_symlink(Link(module), error) == kernel_.ModulePath(module);
-  }
-  void ExpectNothingInstalled() {
-    EXPECT_EQ(Added(), "");
-    EXPECT_FALSE(Exists(kernel_.ModulePath("ostlink")));
-    EXPECT_FALSE(Exists(Link("ostlink")));
-  }
-
-  std::vector<std::string> Seen() { return desktop_->history.Seen(); }
-
-  Kernel kernel_;
-  std::optional<Product> product_;
-  std::optional<Desktop> desktop_;
-  std::string journal_;
-};
 
 TEST_F(RunTest, InstallsAndCompilesWhatIsMissingAndNeverShowsTheWindow) {
   Enter();
@@ -411,6 +314,18 @@ TEST_F(RunTest, CanBeCancelledWhileTheServicesStopOrStart) {
   }
 }
 
+class ClockTest : public RunTest {
+ protected:
+  // As EnterWithModule, with a clock for the program on which the ten minutes pass in two seconds.
+  void EnterWithClock() {
+    testhost::Host host;
+    host.File(kClock, ReadFile(FAST_CLOCK), 0755);
+    Enter(host);
+    product_->Module("ostlink").Source("ostlink").Write();
+  }
+  static Tool StartWithClock() { return Tool({}, 0, {std::string("LD_PRELOAD=") + kClock}); }
+};
+
 // The script keeps when it was called and when it was told to end.
 constexpr char kHang[] = "date +%s%N >/run/called; ";
 constexpr char kTellEnd[] = "trap 'date +%s%N >/run/ended; exit $STATUS' TERM\n";
@@ -421,11 +336,11 @@ double SecondsOfHanging() {
   return time("/run/ended") - time("/run/called");
 }
 
-TEST_F(RunTest, EndsAServiceScriptThatHangs) {
+TEST_F(ClockTest, EndsAServiceScriptThatHangs) {
   EnterWithClock();
   journal_ = ReadFile(kJournal);
   product_->Service(std::string(kHang) + "STATUS=1; " + kTellEnd + kHangOn);
-  Tool tool({}, 0, {std::string("LD_PRELOAD=") + kClock});
+  Tool tool = StartWithClock();
   ASSERT_TRUE(Eventually([&tool] { return TaskOf(tool.Pid()) > 0; }));
   const pid_t task = TaskOf(tool.Pid());
   LeaveAfterBox(&tool);
@@ -436,10 +351,10 @@ TEST_F(RunTest, EndsAServiceScriptThatHangs) {
   EXPECT_THAT(Seen(), ElementsAre(kProgress, kBox, kWindow));
 }
 
-TEST_F(RunTest, GoesOnWhenAHangingScriptEndsWellAtItsLimit) {
+TEST_F(ClockTest, GoesOnWhenAHangingScriptEndsWellAtItsLimit) {
   EnterWithClock();
   product_->Service(std::string("test $1 = start && exit\n") + kHang + "STATUS=0; " + kTellEnd + kHangOn);
-  Tool tool({}, 0, {std::string("LD_PRELOAD=") + kClock});
+  Tool tool = StartWithClock();
   EXPECT_EQ(tool.Wait(), 0) << tool.Output();
   EXPECT_GT(SecondsOfHanging(), 1.0) << "a limit of 600 seconds takes two";
   EXPECT_TRUE(IsInstalled("ostlink"));
@@ -447,19 +362,19 @@ TEST_F(RunTest, GoesOnWhenAHangingScriptEndsWellAtItsLimit) {
   EXPECT_THAT(Seen(), ElementsAre(kProgress));
 }
 
-TEST_F(RunTest, EndsServicesThatHangAtTheirStart) {
+TEST_F(ClockTest, EndsServicesThatHangAtTheirStart) {
   EnterWithClock();
   product_->Service(std::string("test $1 = stop && exit\n") + kHang + "STATUS=1; " + kTellEnd + kHangOn);
-  Tool tool({}, 0, {std::string("LD_PRELOAD=") + kClock});
+  Tool tool = StartWithClock();
   LeaveAfterBox(&tool);
   EXPECT_GT(SecondsOfHanging(), 1.0) << "a limit of 600 seconds takes two";
   EXPECT_TRUE(IsInstalled("ostlink"));
 }
 
-TEST_F(RunTest, GivesACompilationAllTheTimeItTakes) {
+TEST_F(ClockTest, GivesACompilationAllTheTimeItTakes) {
   EnterWithClock();
   product_->Source("ostlink", "sleep 3");  // a quarter of an hour on the program's clock
-  Tool tool({}, 0, {std::string("LD_PRELOAD=") + kClock});
+  Tool tool = StartWithClock();
   EXPECT_EQ(tool.Wait(), 0) << tool.Output();
   EXPECT_TRUE(IsInstalled("ostlink"));
 }
