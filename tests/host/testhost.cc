@@ -15,7 +15,6 @@
 #include <sys/wait.h>
 
 #include <cerrno>
-#include <climits>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
