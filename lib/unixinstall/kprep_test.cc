@@ -89,6 +89,18 @@ void ExpectReleaseRefused(const std::string &release) {
   EXPECT_FALSE(Logged("kprep query interface initialized"));
 }
 
+// A stream that writes each text at once and takes all of them but one, counted down to.
+OwnedStream StreamThatRefuses(int *refused) {
+  cookie_io_functions_t functions = {};
+  functions.write = [](void *cookie, const char *, size_t size) -> ssize_t {
+    int *left = static_cast<int *>(cookie);
+    return (*left)-- == 0 ? 0 : static_cast<ssize_t>(size);
+  };
+  OwnedStream stream(fopencookie(refused, "w", functions));
+  setvbuf(stream.get(), nullptr, _IONBF, 0);
+  return stream;
+}
+
 std::string Properties() {
   char *text = nullptr;
   size_t size = 0;
@@ -199,6 +211,19 @@ TEST(KernPrepInit, FailsWhenTheScratchDirectoryCannotBeMade) {
   EXPECT_FALSE(Logged("kprep library initialized"));
 }
 
+TEST(KernPrepInit, FailsWithoutATemporaryDirectory) {
+  Product product;
+  product.Directory("/tmp", 0555).User(1234);
+  product.Enter();
+  setenv("HOME", "/", 1);
+  ASSERT_EQ(0, chdir("/"));
+  ASSERT_TRUE(InstallerDB_Init(enginetest::kConfigDir, true));
+  EXPECT_FALSE(KernPrep_Init());
+  EXPECT_EQ(nullptr, kernPrep.tempDir);
+  EXPECT_EQ("2.6.18-92.el5", Text(Kernel().utsRelease)) << "the kernel was asked by then";
+  EXPECT_EQ(nullptr, kernPrep.builtModules);
+}
+
 TEST(KernPrepInit, GoesOnWithoutAModuleList) {
   Product product;
   product.Remove("/opt/ostrel/lib/modules/modules.xml")
@@ -215,8 +240,8 @@ TEST(KernPrepPageOffset, ComesFromABareAddress) {
 
 TEST(KernPrepPageOffset, PassesOverLinesOfOtherLengths) {
   EXPECT_EQ("d1000000",
-            PageOffsetOf("c0100000 T printk_ratelimit\nffffffff81123456 T printk\nd1123456 t printk\n"
-                         "e2123456 T printk\n"));
+            PageOffsetOf("c0100000 T printk_ratelimit\nffffffff81123456 T printk\nb012345 printk\n"
+                         "b012345 T printk\nb01234567 T printk\nd1123456 t printk\ne2123456 T printk\n"));
 }
 
 TEST(KernPrepPageOffset, IsUnknownOnAKernelOf64Bits) {
@@ -236,6 +261,13 @@ TEST(KernPrepPageOffset, IsNotLookedForOnAnOldKernel) {
   product.Release("2.0.40");
   ASSERT_TRUE(product.Start());
   EXPECT_EQ("(null)", Text(Kernel().pageOffset));
+}
+
+TEST(KernPrepPageOffset, IsLookedForFromThisKernelOn) {
+  Product product;
+  product.Release("2.1.0");
+  ASSERT_TRUE(product.Start());
+  EXPECT_EQ("c0000000", Text(Kernel().pageOffset));
 }
 
 TEST(KernPrepSmp, IsTheWordBetweenBlanks) {
@@ -273,7 +305,8 @@ TEST(KernPrepKsyms, TellOfEveryTrait) {
 
 TEST(KernPrepKsyms, TellOfNoTraitWhenTheyHoldNone) {
   Product product;
-  product.File("/proc/ksyms", "c0111111 Using Versions\nc0222222 clear_page\n");
+  product.File("/proc/ksyms",
+               "c0111111 Using Versions\nUsing Versions x\nc0222222 clear_page\nc0333333 __global_cli\n");
   ASSERT_TRUE(product.Start());
   EXPECT_FALSE(Kernel().modVersion);
   EXPECT_FALSE(Kernel().globalCliVersioned);
@@ -310,15 +343,20 @@ TEST(KernPrepGeneratePropertyFile, LeavesAnUnknownPageOffsetOut) {
       Properties());
 }
 
-TEST(KernPrepGeneratePropertyFile, ReportsAStreamThatTakesNothing) {
+TEST(KernPrepGeneratePropertyFile, ReportsEachWriteThatFails) {
   Product product;
   ASSERT_TRUE(product.Start());
-  const OwnedStream full(fopen("/dev/full", "w"));
-  setvbuf(full.get(), nullptr, _IONBF, 0);
-  testing::internal::CaptureStderr();
-  EXPECT_FALSE(KernPrep_GeneratePropertyFile(full.get()));
-  EXPECT_NE(std::string::npos, testing::internal::GetCapturedStderr().find(
-                                   "KernPrep_GeneratePropertyFile: assertion 'res > 0' failed"));
+  for (int refused = 0; refused < 3; ++refused) {
+    int left = refused;
+    const OwnedStream stream = StreamThatRefuses(&left);
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(KernPrep_GeneratePropertyFile(stream.get())) << refused;
+    EXPECT_NE(std::string::npos, testing::internal::GetCapturedStderr().find(
+                                     "KernPrep_GeneratePropertyFile: assertion 'res > 0' failed"));
+  }
+  int left = 3;
+  EXPECT_TRUE(KernPrep_GeneratePropertyFile(StreamThatRefuses(&left).get()));
+  EXPECT_EQ(0, left) << "three writes";
 }
 
 TEST(KernPrepDeInit, DeletesTheScratchDirectoryAndFreesTheState) {

@@ -38,6 +38,7 @@ TEST(OsInfoProbe, KnowsNothingWithoutTheFile) {
   testhost::Host host;
   ExpectInfo(Probe(host), OSINFO_DISTRIBUTION_UNKNOWN, OSINFO_VARIANT_NONE, 0, 0);
   EXPECT_FALSE(Logged("System distribution is SuSE"));
+  EXPECT_FALSE(Logged("Failed to open /etc/SuSE-release."));
 }
 
 TEST(OsInfoProbe, KnowsAnEnterpriseServer) {
