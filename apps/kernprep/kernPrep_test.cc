@@ -684,6 +684,26 @@ TEST_F(RootTest, ComesBackAfterAFatalFailureAndTriesAgain) {
   EXPECT_EQ(testhost::ReadFile("/tmp/services"), "stop\nstop\nstart\n");
 }
 
+TEST_F(RootTest, ComesBackWithThePanelsAsTheyWere) {
+  DescribeHost({.headers = false}).File("/etc/init.d/ostrel-tools", "#!/bin/sh\nexit 1\n", 0755).Enter();
+  running_.emplace();
+  BoxUser user;
+  TestWindow &test = Open();
+  ASSERT_TRUE(test.headers.get_visible());
+  test.headers.SetPath(kUsersTree);
+  test.Press("_Install");
+  ASSERT_EQ(user.seen.size(), 1U);
+  EXPECT_NE(user.seen[0].text.find("Unable to stop services."), std::string::npos);
+  EXPECT_TRUE(test.window.get_visible());
+  EXPECT_TRUE(test.headers.get_visible());
+  EXPECT_EQ(test.headers.GetPath(), kUsersTree);
+  // The check that passed took the text away.
+  EXPECT_EQ(test.GetInfo(test.headers).get_text(), "");
+  EXPECT_FALSE(test.GetInfo(test.headers).get_visible());
+  EXPECT_FALSE(test.gcc.get_visible());
+  EXPECT_FALSE(FindButton(test.buttons, "gtk-help")->get_visible());
+}
+
 // Waits for the progress window and does something to it.
 void OnProgress(const std::function<void(Gtk::Dialog &)> &action) {
   EachTurn([action] {
