@@ -15,7 +15,7 @@
 
 // Learns the running kernel, makes the scratch directory and reads the module list. Call after
 // InstallerDB_Init. Returns false, with the reason in the log, when the directories or the kernel's release
-// are unknown.
+// are unknown, and without one when the scratch directory can't be made.
 bool KernPrep_Init();
 // Deletes the scratch directory and frees the state. May be called once after a successful or failed
 // KernPrep_Init.
