@@ -13,8 +13,6 @@
 namespace kernprep {
 namespace {
 
-enum { kStart = 0, kStop = 1 };
-
 // What runs for the progress window. Set by StartNextTask; the child is 0 again when it has ended or been
 // cancelled. A cancelled task stays, undeleted, until the process ends.
 struct {
@@ -46,7 +44,7 @@ Build::Build(Gtk::Window &parent, const Modules &modules, const Glib::ustring &g
   table->set_spacings(10);
   add_button(Gtk::Stock::CANCEL, Gtk::RESPONSE_CANCEL);
 
-  AddTask(*table, new ServiceTask("Stopping Ostrel Services", kStop), 0, 0);
+  AddTask(*table, new ServiceTask("Stopping Ostrel Services", ServiceTask::kStop), 0, 0);
   auto *heading = Gtk::manage(new Gtk::Label(
       modules.IsAllPrebuilt() ? "Installing:" : "Compiling:", Gtk::ALIGN_LEFT, Gtk::ALIGN_CENTER));
   heading->show();
@@ -56,7 +54,7 @@ Build::Build(Gtk::Window &parent, const Modules &modules, const Glib::ustring &g
   for (const Module &module : modules.GetUnsatisfied()) {
     AddTask(*table, new ModuleTask(module, gccPath, headersPath), 1, row++);
   }
-  AddTask(*table, new ServiceTask("Starting Ostrel Services", kStart), 0, row);
+  AddTask(*table, new ServiceTask("Starting Ostrel Services", ServiceTask::kStart), 0, row);
 }
 
 Build::~Build() {

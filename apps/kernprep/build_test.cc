@@ -87,6 +87,22 @@ std::vector<std::string> IconsOf(Build &build) {
 
 using Icons = std::vector<std::string>;
 
+// How many handlers wait for the window's response.
+size_t ResponseHandlersOf(Build &build) {
+  const guint id = g_signal_lookup("response", GTK_TYPE_DIALOG);
+  const auto mask = static_cast<GSignalMatchType>(G_SIGNAL_MATCH_ID | G_SIGNAL_MATCH_UNBLOCKED);
+  // A handler that was counted is blocked, so that the search finds the next.
+  std::vector<gulong> handlers;
+  while (const gulong handler = g_signal_handler_find(build.gobj(), mask, id, 0, nullptr, nullptr, nullptr)) {
+    g_signal_handler_block(build.gobj(), handler);
+    handlers.push_back(handler);
+  }
+  for (const gulong handler : handlers) {
+    g_signal_handler_unblock(build.gobj(), handler);
+  }
+  return handlers.size();
+}
+
 Gtk::Button &CancelButton(Build &build) {
   const std::vector<Gtk::Widget *> buttons = build.get_action_area()->get_children();
   EXPECT_EQ(buttons.size(), 1U);
@@ -198,6 +214,11 @@ TEST_F(BuildTest, LaysOutARowForEachTask) {
     EXPECT_EQ(AttachOf(*widget, "x-padding"), 0U);
     EXPECT_EQ(AttachOf(*widget, "y-padding"), 0U);
   }
+  float x = -1;
+  float y = -1;
+  dynamic_cast<Gtk::Label &>(*WidgetsOf(window)[2]).get_alignment(x, y);
+  EXPECT_EQ(x, 0.0F);
+  EXPECT_EQ(y, 0.5F);
 }
 
 TEST_F(BuildTest, IsAModalDialogOverItsParentWithOneCancelButton) {
@@ -283,6 +304,29 @@ TEST_F(BuildTest, ShowsTheTaskThatRuns) {
   EXPECT_EQ(window.Run(), Gtk::RESPONSE_YES);
   EXPECT_EQ(icons, (Icons{"success", "in-progress", "pending"}));
   EXPECT_TRUE(cancelCanBePressed);
+}
+
+TEST_F(BuildTest, StartsTheFirstTaskBeforeItIsShown) {
+  Build &window = Make();
+  Icons icons;
+  window.signal_show().connect([&] { icons = IconsOf(window); });
+  EXPECT_EQ(window.Run(), Gtk::RESPONSE_YES);
+  EXPECT_EQ(icons, (Icons{"in-progress", "pending"}));
+}
+
+TEST_F(BuildTest, WaitsForNoResponseOnceTheLastTaskHasFinished) {
+  product.Service(
+      "test $1 = start && exit; echo ready >/run/ready; while test -e /run/ready; do sleep 0.1; done");
+  Build &window = Make();
+  size_t whileRunning = 0;
+  WhenReady([&] {
+    whileRunning = ResponseHandlersOf(window);
+    unlink(kReady);
+  });
+  size_t atTheEnd = 0;
+  window.signal_response().connect([&](int) { atTheEnd = ResponseHandlersOf(window); });
+  EXPECT_EQ(window.Run(), Gtk::RESPONSE_YES);
+  EXPECT_EQ(atTheEnd + 1, whileRunning);
 }
 
 TEST_F(BuildTest, WarnsOfAnOptionalModuleAndGoesOn) {

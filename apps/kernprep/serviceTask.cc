@@ -10,8 +10,6 @@
 namespace kernprep {
 namespace {
 
-enum { kStart = 0, kStop = 1 };
-
 constexpr unsigned kTimeLimit = 600000;  // milliseconds
 
 }  // namespace
@@ -31,8 +29,7 @@ bool ServiceTask::Run() {
   }
   const char *word = Word();
   const std::string command = Format("%s %s", Glib::shell_quote(scriptPath).c_str(), word);
-  // The time limit's signal goes to the whole group. A handler, unlike an ignored signal, isn't inherited by
-  // the script.
+  // The time limit's signal goes to the whole group, and the script alone is to answer it.
   const auto inherited = std::signal(SIGTERM, [](int) { toldToEnd = 1; });
   int status = -1;
   try {

@@ -8,7 +8,9 @@ namespace kernprep {
 
 class ServiceTask : public BuildTask {
  public:
-  // action  0 starts, 1 stops; with any other value Run and GetFailureText stop the program
+  enum Action { kStart = 0, kStop = 1 };
+
+  // action  an Action; with any other value Run and GetFailureText stop the program
   //
   // The installer database must be up. When it doesn't know the init directory, the log says so and Run
   // fails.
