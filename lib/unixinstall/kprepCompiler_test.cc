@@ -1,6 +1,8 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
 
 #include <cstdlib>
 
@@ -9,6 +11,7 @@
 namespace {
 
 using kpreptest::Engine;
+using kpreptest::ErrorsOf;
 using kpreptest::Lines;
 using kpreptest::Path;
 using kpreptest::Product;
@@ -145,8 +148,9 @@ TEST(CompilerVersion, ComesFromTheRealCompiler) {
 TEST(CompilerVersion, GivesTheCompilerItsPathAsName) {
   Product host;
   host.Enter();
-  const std::string path = PutCompiler("tr '\\0' ' ' <\"/proc/$$/cmdline\"; echo");
-  EXPECT_EQ(CompilerText(path.c_str()), "/bin/sh " + path + " -dumpversion ");
+  // A program that doesn't know the option begins its complaint with the name that it was given.
+  const std::string complaint = ErrorsOf([] { EXPECT_EQ(CompilerText("/usr/bin/cat"), "(none)"); });
+  EXPECT_TRUE(complaint.starts_with("/usr/bin/cat: ")) << complaint;
 }
 
 TEST(CompilerVersion, LeavesTheCompilerNoStandardInput) {
@@ -219,6 +223,35 @@ TEST(CompilerVersion, IsUnknownWithoutFreeDescriptors) {
     taken.pop_back();
   }
   EXPECT_EQ(CompilerText(path.c_str()), "4.1.2");
+}
+
+TEST(CompilerVersion, IsUnknownWithoutRoomForAChild) {
+  Product host;
+  host.User(4711);  // no limit holds for root
+  host.Enter();
+  ASSERT_EQ(CompilerText("/usr/bin/echo"), "-dumpversion");
+  rlimit before = {};
+  ASSERT_EQ(getrlimit(RLIMIT_NPROC, &before), 0);
+  const rlimit none = {.rlim_cur = 0, .rlim_max = before.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NPROC, &none), 0);
+  const int open = CountOpenFiles();
+  EXPECT_EQ(CompilerText("/usr/bin/echo"), "(none)");
+  EXPECT_EQ(CountOpenFiles(), open);
+  ASSERT_EQ(setrlimit(RLIMIT_NPROC, &before), 0);
+}
+
+TEST(CompilerVersion, TakesTheFirstChildThatEndsForTheCompiler) {
+  Product host;
+  host.Enter();
+  const pid_t other = fork();
+  if (other == 0) {
+    _exit(1);
+  }
+  siginfo_t ended = {};
+  ASSERT_EQ(waitid(P_PID, static_cast<id_t>(other), &ended, WEXITED | WNOWAIT), 0);
+  EXPECT_EQ(CompilerText("/usr/bin/echo"), "(none)");
+  EXPECT_EQ(waitpid(other, nullptr, WNOHANG), -1);  // it is gone, and the compiler is still there to wait for
+  EXPECT_GT(wait(nullptr), 0);
 }
 
 // Parsers
@@ -347,6 +380,15 @@ TEST(FindCompiler, FallsThroughAMissingCompilerOfTheEnvironment) {
     setenv("CC", value, 1);
     EXPECT_EQ(Found(), Path("gcc")) << value;
   }
+}
+
+TEST(FindCompiler, TriesGccBeforeTheOtherNames) {
+  CompilerHost host;
+  host.Program("gcc", "echo 4.1.2").Program("egcs", "echo 4.1.2").Program("kgcc", "echo 4.1.2");
+  Engine engine(host);
+  EXPECT_EQ(Found(), Path("gcc"));
+  EXPECT_TRUE(Calls("egcs").empty());
+  EXPECT_TRUE(Calls("kgcc").empty());
 }
 
 TEST(FindCompiler, TriesEgcsBehindGcc) {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <cstring>
 
 #include "kprepTestInt.h"
 
@@ -290,10 +291,22 @@ TEST(ValidateHeaderDir, TakesTheConfigurationOfTheReleaseHeadersLayout) {
   PutGeneratedTree();
   Drop("generated/autoconf.h");
   Put("linux/autoconf.h", "#define CONFIG_SMP 1\n");
-  EXPECT_FALSE(KernPrep_ValidateHeaderDir(kTree));
+  // The preprocessor isn't asked about a header that isn't there, and so says nothing.
+  EXPECT_EQ(ErrorsOf([] { EXPECT_FALSE(KernPrep_ValidateHeaderDir(kTree)); }), "");
   PutGeneratedTree();
   Drop("generated/utsrelease.h");
   Drop("linux/autoconf.h");
+  Put("linux/utsrelease.h", ReleaseLine(kRelease));
+  EXPECT_EQ(ErrorsOf([] { EXPECT_FALSE(KernPrep_ValidateHeaderDir(kTree)); }), "");
+}
+
+TEST(ValidateHeaderDir, PrefersTheGeneratedReleaseHeader) {
+  Product host;
+  Engine engine(WithRealCompiler(host));
+  PutGeneratedTree();
+  Put("linux/utsrelease.h", ReleaseLine("2.6.9"));
+  EXPECT_TRUE(KernPrep_ValidateHeaderDir(kTree));
+  Put("generated/utsrelease.h", ReleaseLine("2.6.9"));
   Put("linux/utsrelease.h", ReleaseLine(kRelease));
   EXPECT_FALSE(KernPrep_ValidateHeaderDir(kTree));
 }
@@ -312,6 +325,16 @@ TEST(ValidateHeaderDir, RefusesTheShortReleaseOnALongerKernel) {
   host.Release("2.6.18-92.el5PAE");
   Engine engine(WithRealCompiler(host));
   PutOldTree();
+  EXPECT_FALSE(KernPrep_ValidateHeaderDir(kTree));
+}
+
+TEST(ValidateHeaderDir, NeedsThreeNumbersInTheRelease) {
+  Product host;
+  Engine engine(WithRealCompiler(host));
+  // No engine starts on such a kernel, so its name changes behind the start.
+  const OwnedString started(kernPrep.kernel.utsRelease);
+  kernPrep.kernel.utsRelease = strdup("3.0");
+  PutOldTree("3.0");
   EXPECT_FALSE(KernPrep_ValidateHeaderDir(kTree));
 }
 
@@ -385,6 +408,23 @@ TEST(ValidateHeaderDir, SurvivesBinaryHeaders) {
   ErrorsOf([] { EXPECT_FALSE(KernPrep_ValidateHeaderDir(kTree)); });
 }
 
+// The command for one macro of a tree.
+std::string QueryCommand(const std::string &includes, const std::string &macro) {
+  return "echo '#define __KERNEL__\n" + includes + "\nOST_CHECK " + macro + "' | " + Path("gcc") + " -E -I" +
+         kTree + " -\n";
+}
+
+TEST(ValidateHeaderDir, AsksForTheReleaseAndThenTheConfigurationAlone) {
+  Product host;
+  RecordShell(host);
+  Engine engine(WithRealCompiler(host));
+  PutGeneratedTree();
+  EXPECT_TRUE(KernPrep_ValidateHeaderDir(kTree));
+  EXPECT_EQ(ShellCommands(),
+            QueryCommand("#include <linux/version.h>\n#include <generated/utsrelease.h>\n", "UTS_RELEASE") +
+                QueryCommand("#include <generated/autoconf.h>\n", "CONFIG_SMP"));
+}
+
 // Kernels up to 2.5.0, whose trees carry no configuration beside them
 
 TEST(ValidateHeaderDir, ComparesThePageOffsetOnAnOldKernel) {
@@ -408,6 +448,18 @@ TEST(ValidateHeaderDir, TakesAnyPageOffsetWhereTheKernelsIsUnknown) {
   EXPECT_TRUE(KernPrep_ValidateHeaderDir(kTree));
   Drop("asm/page.h");
   ErrorsOf([] { EXPECT_TRUE(KernPrep_ValidateHeaderDir(kTree)); });
+}
+
+TEST(ValidateHeaderDir, AsksForThePageOffsetLastOnAnOldKernel) {
+  Product host;
+  host.Release("2.4.21");  // whose page offset is unknown, and asked for all the same
+  RecordShell(host);
+  Engine engine(WithRealCompiler(host));
+  PutAncientTree("2.4.21", "");
+  EXPECT_TRUE(KernPrep_ValidateHeaderDir(kTree));
+  EXPECT_EQ(ShellCommands(), QueryCommand("#include <linux/version.h>\n", "UTS_RELEASE") +
+                                 QueryCommand("#include <linux/autoconf.h>\n", "CONFIG_SMP") +
+                                 QueryCommand("#include <asm/page.h>\n", "__PAGE_OFFSET"));
 }
 
 TEST(ValidateHeaderDir, WantsDirectoriesOnAnOldKernel) {

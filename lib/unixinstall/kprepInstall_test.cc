@@ -124,6 +124,15 @@ TEST(InstallModule, RemovesAnOldFileOfTheModulesOwnNameFromMisc) {
   EXPECT_EQ(ReadFile(std::string(kModules) + "/misc/other"), "kept");
 }
 
+TEST(InstallModule, RemovesWhatAnOldLinkLeadsTo) {
+  InstallHost host;
+  host.File("/opt/old/ostlink", "old").SymLink(std::string(kModules) + "/misc/ostlink", "/opt/old/ostlink");
+  Engine engine(host);
+  EXPECT_TRUE(Install());
+  EXPECT_FALSE(Exists(std::string(kModules) + "/misc/ostlink"));
+  EXPECT_FALSE(Exists("/opt/old/ostlink"));
+}
+
 TEST(InstallModule, KeepsTheOldFileWhenItFails) {
   InstallHost host;
   host.File(std::string(kModules) + "/misc/ostlink", "old").Directory(std::string(kLink) + "/full");
