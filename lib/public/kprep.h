@@ -101,8 +101,10 @@ enum KernPrep_CompilerMatch {
 // unknown.
 char *KernPrep_GetKernelCompilerVersion();
 // What a compiler says of itself, as a new string (free) or null. Waits for any child: no other may be
-// running.
+// running. Each call leaves two descriptors open for the life of the process.
 char *KernPrep_GetCompilerVersion(const char *path);
+// Reads the first two numbers of a version text, each cut to 8 bits. Returns false, with the reason in the
+// log and both numbers left alone, when there are fewer.
 bool KernPrep_ParseCompilerVersion(const char *text, uint8_t *major, uint8_t *minor);
 // Reads "%u.%u.%u.%u" into four zeroed numbers. Returns whether three or four were read.
 bool KernPrep_ParseVersion(const char *text, uint32_t parts[4]);
@@ -123,6 +125,7 @@ bool KernPrep_ValidateHeaderDir(const char *directory);
 //
 // Returns a new string (free), or null. A macro that isn't defined gives its own name.
 char *KernPrep_QueryMacro(const char *const *headers, const char *directory, const char *macro);
+// Whether "<directory>/<relativePath>" exists.
 bool KernPrep_HeaderExists(const char *directory, const char *relativePath);
 
 // Building (kprepBuild.cc)
@@ -153,7 +156,9 @@ void KernPrep_FreeNameList(GList *list);
 // installName. Runs depmod in every case.
 bool KernPrep_InstallModule(const char *module, const char *objectPath, const char *subdirectory,
                             const char *installName);
+// Runs insmod on what KernPrep_InstallModule put below "misc". Returns whether that succeeded.
 bool KernPrep_LoadModule(const char *module);
+// Runs rmmod, silently. Returns whether that succeeded.
 bool KernPrep_UnloadModule(const char *module);
 
 #endif

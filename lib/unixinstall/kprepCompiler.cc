@@ -204,7 +204,7 @@ char *KernPrep_GetCompilerVersion(const char *path) {
   if (WaitForSuccess()) {
     ReadAnswer(output, text);
   }
-  // The other two ends stay open for the life of the process; that is wanted.
+  // The other two ends stay open; that is wanted.
   return *text ? Util_SafeStrdup(text) : nullptr;
 }
 
