@@ -226,6 +226,16 @@ TEST_F(KernPrepTest, WidensByOnePixelAtRealization) {
   EXPECT_EQ(test.label.get_width(), 306);
 }
 
+TEST_F(KernPrepTest, WidensAheadOfOtherHandlersOfItsRealization) {
+  Start({.prebuilt = true});
+  TestWindow &test = Open();
+  int width = 0;
+  int height = 0;
+  test.window.signal_realize().connect([&] { test.window.get_size(width, height); }, false);
+  test.window.show();
+  EXPECT_EQ(width, 326);
+}
+
 TEST_F(KernPrepTest, TakesTheCommandLinesPaths) {
   Start({});
   TestWindow &test = Open(kOtherMinor, "", true);
