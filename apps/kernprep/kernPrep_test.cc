@@ -335,11 +335,13 @@ TEST_F(KernPrepTest, ReportsMissingHeadersAboveTheWindow) {
   BoxUser user;
   TestWindow &test = Open();
   test.window.show();
+  test.headers.SetPath("/no/such/tree");
   test.Press("_Install");
   ASSERT_EQ(user.seen.size(), 1U);
   EXPECT_EQ(user.seen[0].text, kHeadersError);
   EXPECT_EQ(user.seen[0].parent, test.window.Gtk::Window::gobj());
   EXPECT_TRUE(test.headers.get_visible());
+  EXPECT_EQ(test.headers.GetPath(), "/no/such/tree");
 }
 
 TEST_F(KernPrepTest, EmptiesAPanelsTextAndKeepsThePanelOnceItHolds) {
