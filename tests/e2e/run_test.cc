@@ -83,6 +83,7 @@ pid_t TaskOf(pid_t tool) {
 
 TEST_F(RunTest, InstallsAndCompilesWhatIsMissingAndNeverShowsTheWindow) {
   Enter();
+  product_->Service(kWaitForProgress);
   product_->Set("host", Product::PerfectProperties(kernel_), {"ostlink", "ostpool"});
   product_->Module("ostlink").Source("ostlink");
   product_->Module(ModuleSpec{.name = "ostchan", .dependencies = {"ostlink"}});
@@ -109,6 +110,7 @@ TEST_F(RunTest, InstallsAndCompilesWhatIsMissingAndNeverShowsTheWindow) {
 
 TEST_F(RunTest, HasNothingToDoAfterARunThatSucceeded) {
   EnterWithModule();
+  product_->Service(kWaitForProgress);
   ASSERT_EQ(Tool().Wait(), 0);
   const std::string before = ReadFile(kJournal);
   Tool second;
@@ -162,7 +164,7 @@ TEST_F(RunTest, SucceedsAtTheSecondTryWhenTheServicesCanBeStopped) {
   product_->Service("exit 1");
   Tool tool;
   PassBox();
-  product_->Service("exit 0");
+  product_->Service(kWaitForProgress);
   PressInstall();
   EXPECT_EQ(tool.Wait(), 0) << tool.Output();
   EXPECT_TRUE(IsInstalled("ostlink"));
@@ -172,6 +174,7 @@ TEST_F(RunTest, SucceedsAtTheSecondTryWhenTheServicesCanBeStopped) {
 
 TEST_F(RunTest, SucceedsAtTheSecondTryWhenTheSourceIsMended) {
   EnterWithModule();
+  product_->Service(kWaitForProgress);
   const std::string tar = std::string(kLibDir) + "/modules/source/ostlink.tar";
   std::filesystem::resize_file(tar, 1030);  // in the makefile's text
   Tool tool;
@@ -206,7 +209,7 @@ TEST_F(RunTest, KeepsWhatWasInstalledBeforeARequiredModuleFailed) {
 TEST_F(RunTest, GoesOnWithoutAnOptionalModule) {
   Enter();
   product_->Module(ModuleSpec{.name = "ostpool", .required = false, .key = "POOL"}).Answer("POOL", "yes");
-  product_->Source("ostpool", "exit 1").Module("ostlink").Source("ostlink").Write();
+  product_->Source("ostpool", "exit 1").Module("ostlink").Source("ostlink").Service(kWaitForProgress).Write();
   journal_ = ReadFile(kJournal);
   Tool tool;
   EXPECT_EQ(tool.Wait(), 0) << tool.Output();
@@ -222,7 +225,7 @@ TEST_F(RunTest, TriesNoModuleAnewWhenOnlyTheServicesFailedToStart) {
   Tool tool;
   PassBox();
   EXPECT_TRUE(IsInstalled("ostlink"));
-  product_->Service("exit 0");
+  product_->Service(kWaitForProgress);
   PressInstall();
   EXPECT_EQ(tool.Wait(), 0) << tool.Output();
   EXPECT_EQ(Added(), LinesFor("ostlink"));
