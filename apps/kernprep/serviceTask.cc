@@ -29,15 +29,15 @@ bool ServiceTask::Run() {
   }
   const char *word = Word();
   const std::string command = Format("%s %s", Glib::shell_quote(scriptPath).c_str(), word);
-  // The time limit's signal goes to the whole group, and the script alone is to answer it.
-  const auto inherited = std::signal(SIGTERM, [](int) { toldToEnd = 1; });
+  // The time limit's signal goes to the whole group, and the script alone is to answer it: even right behind
+  // the script's end, so the handler stays.
+  std::signal(SIGTERM, [](int) { toldToEnd = 1; });
   int status = -1;
   try {
     Glib::spawn_command_line_sync(command, nullptr, nullptr, &status);
   } catch (const Glib::SpawnError &error) {
     Log("Unable to execute %s.  Error:\n%s", word, error.what().c_str());
   }
-  std::signal(SIGTERM, inherited);
   return status == 0;
 }
 

@@ -17,8 +17,8 @@ class ServiceTask : public BuildTask {
   ServiceTask(const Glib::ustring &text, int action);
 
   bool IsFatal() const override { return true; }
-  // Waits for the script. Only the script's end counts: a SIGTERM that reaches this process meanwhile is the
-  // script's to answer.
+  // Waits for the script. Only the script's end counts: a SIGTERM that reaches this process from then on is
+  // the script's to answer.
   bool Run() override;
   Glib::ustring GetFailureText() const override;
   unsigned GetTimeout() const override;
