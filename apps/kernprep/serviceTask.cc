@@ -1,5 +1,8 @@
 #include "serviceTask.h"
 
+#include <pthread.h>
+#include <unistd.h>
+
 #include <csignal>
 
 #include "appUtil.h"
@@ -29,9 +32,7 @@ bool ServiceTask::Run() {
   }
   const char *word = Word();
   const std::string command = Format("%s %s", Glib::shell_quote(scriptPath).c_str(), word);
-  // The time limit's signal goes to the whole group, and the script alone is to answer it: even right behind
-  // the script's end, so the handler stays.
-  std::signal(SIGTERM, [](int) { toldToEnd = 1; });
+  LeaveEndToScript();
   int status = -1;
   try {
     Glib::spawn_command_line_sync(command, nullptr, nullptr, &status);
@@ -39,6 +40,24 @@ bool ServiceTask::Run() {
     Log("Unable to execute %s.  Error:\n%s", word, error.what().c_str());
   }
   return status == 0;
+}
+
+// The time limit's signal goes to the whole group, and the script alone is to answer it: even right behind
+// the script's end, so the handler stays. The fork that is about to become the script has no answer of its
+// own yet, and must not pass the signal over.
+void ServiceTask::LeaveEndToScript() {
+  std::signal(SIGTERM, [](int) {
+    if (getpid() == getpgrp()) {
+      toldToEnd = 1;
+    } else {
+      _exit(1);
+    }
+  });
+  pthread_atfork(nullptr, nullptr, [] {
+    if (toldToEnd != 0) {
+      _exit(1);
+    }
+  });
 }
 
 Glib::ustring ServiceTask::GetFailureText() const {

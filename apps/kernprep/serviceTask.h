@@ -18,12 +18,13 @@ class ServiceTask : public BuildTask {
 
   bool IsFatal() const override { return true; }
   // Waits for the script. Only the script's end counts: a SIGTERM that reaches this process from then on is
-  // the script's to answer.
+  // the script's to answer, or keeps it from starting.
   bool Run() override;
   Glib::ustring GetFailureText() const override;
   unsigned GetTimeout() const override;
 
  private:
+  static void LeaveEndToScript();
   const char *Word() const;
 
   int action;

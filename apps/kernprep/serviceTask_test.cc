@@ -1,6 +1,7 @@
 #include "serviceTask.h"
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sys/wait.h>
 
 #include <csignal>
@@ -155,6 +156,37 @@ TEST_F(ServiceTaskTest, SucceedsWhenTheScriptEndsWellInSpiteOfTheSignal) {
   product.Service("trap 'exit 0' TERM; echo ready >/run/ready; while :; do sleep 0.1; done");
   Shown stop(1);
   EXPECT_EQ(EndWhileRunning(stop.task), 0);
+}
+
+class ToldTask : public ServiceTask {
+ public:
+  // Sends the group SIGTERM in the script's fork, which comes behind that of the task.
+  static void EndInFork() {
+    static int forks = 0;
+    if (++forks == 2) {
+      killpg(0, SIGTERM);
+    }
+  }
+
+  // The same as if it came later, when nothing looks at the mark any more.
+  static void EndBehindFork() {
+    EndInFork();
+    toldToEnd = 0;
+  }
+};
+
+TEST_F(ServiceTaskTest, StartsNoScriptWhenTheSignalComesRightBeforeItsFork) {
+  Shown stop(1);
+  ASSERT_EQ(pthread_atfork(ToldTask::EndInFork, nullptr, nullptr), 0);
+  EXPECT_EQ(RunInChild(stop.task), 1);
+  EXPECT_TRUE(e2e::ServiceCalls().empty());
+}
+
+TEST_F(ServiceTaskTest, StartsNoScriptWhenTheSignalComesRightBehindItsFork) {
+  Shown stop(1);
+  ASSERT_EQ(pthread_atfork(nullptr, nullptr, ToldTask::EndBehindFork), 0);
+  EXPECT_EQ(RunInChild(stop.task), 1);
+  EXPECT_TRUE(e2e::ServiceCalls().empty());
 }
 
 TEST_F(ServiceTaskTest, StopsTheProgramForAnUnknownAction) {
