@@ -470,7 +470,9 @@ TEST(ValidateHeaderDir, WantsDirectoriesOnAnOldKernel) {
     PutAncientTree("2.4.21", "");
     ASSERT_TRUE(KernPrep_ValidateHeaderDir(kTree));
     Drop(name);
+    engine.NewLog();
     EXPECT_FALSE(KernPrep_ValidateHeaderDir(kTree)) << name;
+    EXPECT_EQ(engine.NewLog().size(), 2U) << "a compiler for each of two macros, and no third one";
     Put(name, "a file");
     EXPECT_FALSE(KernPrep_ValidateHeaderDir(kTree)) << name;
     Drop(name);

@@ -73,6 +73,7 @@ TEST(InstallModule, PutsObjectAndLinkBelowMisc) {
 TEST(InstallModule, MakesTheSubdirectoryWithItsParents) {
   InstallHost host;
   Engine engine(host);
+  umask(0);
   EXPECT_TRUE(Install("kernel/drivers/ost", "other"));
   const std::string installed = std::string(kModules) + "/kernel/drivers/ost/other";
   EXPECT_EQ(ReadFile(installed + ".o"), "the object");

@@ -362,11 +362,13 @@ TEST(ModuleIsInstalled, IsFalseWithoutModinfo) {
 
 TEST(ModuleIsInstalled, LeavesTheToolsOutputAlone) {
   Host host;
-  host.Program("modinfo", "echo filename: x");
+  host.Program("modinfo", "echo filename: x; echo complaint >&2");
   enginetest::Enter(host);
   fflush(stdout);
   testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
   EXPECT_TRUE(KernPrep_ModuleIsInstalled("a"));
+  EXPECT_EQ("complaint\n", testing::internal::GetCapturedStderr());
   EXPECT_EQ("filename: x\n", testing::internal::GetCapturedStdout());
 }
 

@@ -291,7 +291,10 @@ TEST(ScanPbmSets, ComparesThePageOffsetWhenTheKernelHasOne) {
                         {PerfectProperties() + "PageOffset C0000000\n", KERNPREP_PBM_PERFECT, kPerfectLines},
                         {PerfectProperties() + "PageOffset b0000000\n",
                          KERNPREP_PBM_DONT_USE,
-                         {"one failed the Pageoffset Test.  System: c0000000, Module: b0000000."}}});
+                         {"one failed the Pageoffset Test.  System: c0000000, Module: b0000000."}},
+                        {PerfectProperties() + "PageOffset c00000000\n",
+                         KERNPREP_PBM_DONT_USE,
+                         {"one failed the Pageoffset Test.  System: c0000000, Module: c00000000."}}});
 }
 
 TEST(ScanPbmSets, RefusesASetWithoutPageOffsetWhenTheKernelHasOne) {

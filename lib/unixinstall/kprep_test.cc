@@ -21,6 +21,7 @@ using enginetest::Logged;
 using testhost::Host;
 
 constexpr char kNotQueried[] = "Unable to initialize kprep query library";
+constexpr char kIncompleteList[] = "<modules><module name='ostlink'/></modules>";
 
 // A product on a kernel of 32 bits, with an empty module list.
 class Product : public Host {
@@ -101,6 +102,18 @@ OwnedStream StreamThatRefuses(int *refused) {
   return stream;
 }
 
+// The number of the log's lines so far, its banner among them.
+size_t CountLog() {
+  Log("start\n");
+  return enginetest::LogLines().size();
+}
+
+enginetest::Lines LogSince(size_t before) {
+  enginetest::Lines lines = enginetest::LogLines();
+  lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(before));
+  return lines;
+}
+
 std::string Properties() {
   char *text = nullptr;
   size_t size = 0;
@@ -137,6 +150,21 @@ TEST(KernPrepInit, FillsTheRecordAndMakesTheScratchDirectory) {
   EXPECT_TRUE(std::filesystem::is_directory(kernPrep.tempDir));
   EXPECT_TRUE(Logged("kprep query interface initialized"));
   EXPECT_TRUE(Logged("kprep library initialized"));
+}
+
+TEST(KernPrepInit, TellsItsStepsInOrder) {
+  Product product;
+  product.File("/etc/SuSE-release", "SUSE Linux Enterprise Server 10 (i586)\nVERSION = 10\n")
+      .File("/proc/ksyms", "c0222222 mmx_clear_page_R1\n")
+      .File("/opt/ostrel/lib/modules/modules.xml", kIncompleteList);
+  product.Open();
+  const size_t before = CountLog();
+  ASSERT_TRUE(KernPrep_Init());
+  EXPECT_EQ(enginetest::Lines({"System distribution is SuSE", "System variant is SuSE enterprise",
+                               "System version is 10.0", "Detected Athlon kernel variety.",
+                               "kprep query interface initialized", "Module list file is not complete.",
+                               "kprep library initialized"}),
+            LogSince(before));
 }
 
 TEST(KernPrepInit, KnowsTheRealKernel) {
@@ -201,14 +229,17 @@ TEST(KernPrepInit, DeletesAnOldScratchDirectory) {
 
 TEST(KernPrepInit, FailsWhenTheScratchDirectoryCannotBeMade) {
   Product product;
+  product.File("/opt/ostrel/lib/modules/modules.xml", kIncompleteList);
   product.Open();
   const OwnedString parent(Util_GetSafeTmpDir(true));
   const std::string scratch = std::string(parent.get()) + "/modules";
   ASSERT_EQ(0, mkdir(scratch.c_str(), 0700));
   ASSERT_EQ(0, mount("tmpfs", scratch.c_str(), "tmpfs", 0, nullptr)) << "a directory in use can't be deleted";
+  const size_t before = CountLog();
   EXPECT_FALSE(KernPrep_Init());
   EXPECT_EQ(nullptr, kernPrep.tempDir);
-  EXPECT_FALSE(Logged("kprep library initialized"));
+  EXPECT_EQ(enginetest::Lines({"kprep query interface initialized"}), LogSince(before))
+      << "the module list is read later";
 }
 
 TEST(KernPrepInit, FailsWithoutATemporaryDirectory) {
