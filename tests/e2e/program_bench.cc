@@ -84,6 +84,7 @@ void EnterHost(size_t installedModules) {
 // Starts a program with its output thrown away, as root or as the ordinary user.
 pid_t Start(const std::vector<std::string> &command, bool asUser) {
   std::vector<char *> arguments;
+  arguments.reserve(command.size() + 1);
   for (const std::string &word : command) {
     arguments.push_back(const_cast<char *>(word.c_str()));
   }
