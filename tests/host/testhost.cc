@@ -517,8 +517,10 @@ std::vector<Call> Calls(const std::string &name) {
 }
 
 std::string ReadFile(const std::string &path) {
-  std::ifstream stream(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+  const std::ifstream stream(path, std::ios::binary);
+  std::ostringstream content;
+  content << stream.rdbuf();  // ends quietly where reading fails
+  return content.str();
 }
 
 void WriteFile(const std::string &path, const std::string &content, mode_t mode) {

@@ -85,7 +85,8 @@ using Call = std::vector<std::string>;
 // How a program of Host::Program was called so far, in order.
 std::vector<Call> Calls(const std::string &name);
 
-// Reads a whole file; a missing file is an empty text.
+// Reads a whole file, or as much of it as can be read; a missing file is an empty text. A process that ends
+// while one of its files below /proc is read is no failure.
 std::string ReadFile(const std::string &path);
 // Makes the directories that are missing.
 void WriteFile(const std::string &path, const std::string &content, mode_t mode = 0644);

@@ -40,6 +40,11 @@ std::string ThisProgram() {
   return std::filesystem::read_symlink("/proc/self/exe");
 }
 
+TEST(ReadFile, EndsQuietlyWhereReadingFails) {
+  EXPECT_EQ(testhost::ReadFile("/proc/self/mem"), "");
+  EXPECT_EQ(testhost::ReadFile("/no/such/file"), "");
+}
+
 TEST(HostFiles, StandOverTheRootWithTheirModesAndDirectories) {
   Host host;
   host.File("/etc/some/new/release", "line\n", 0640).File("/etc/debian_version", std::string("a\0b", 3));
