@@ -1,12 +1,17 @@
-// The engine's formatted strings.
+// The engine's strings: formatted ones, and GLib's.
 #ifndef OST_UNIXINSTALL_FORMATINT_H
 #define OST_UNIXINSTALL_FORMATINT_H
+
+#include <glib.h>
 
 #include <cstdarg>
 
 #include "owned.h"
 #include "panicUser.h"
 #include "str.h"
+
+// A string from GLib.
+using OwnedText = std::unique_ptr<char, Releaser<g_free>>;
 
 // Prints into a new string. Stops the program when memory is out.
 __attribute__((format(printf, 1, 2))) inline OwnedString EngineFormat(const char *format, ...) {

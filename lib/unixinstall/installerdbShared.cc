@@ -16,8 +16,6 @@ namespace {
 constexpr int kMaxBackups = 100;
 constexpr mode_t kFileMode = 0644;
 
-using OwnedText = std::unique_ptr<char, Releaser<g_free>>;
-
 // One byte, 1, from the end of a successful replay to InstallerDB_DeInit.
 std::unique_ptr<uint8_t, Releaser<free>> marker;
 

@@ -144,8 +144,7 @@ bool KernPrep_Init() {
   if (!MakeScratchDirectory()) {
     return false;
   }
-  const std::unique_ptr<char, Releaser<g_free>> listPath(
-      g_build_filename(kernPrep.libDir, "modules/modules.xml", nullptr));
+  const OwnedText listPath(g_build_filename(kernPrep.libDir, "modules/modules.xml", nullptr));
   kernPrep.moduleList = KernPrep_ReadModuleList(listPath.get());
   kernPrep.builtModules = g_hash_table_new_full(g_str_hash, g_str_equal, g_free, g_free);
   Log("kprep library initialized\n");

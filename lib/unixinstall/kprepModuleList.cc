@@ -180,7 +180,7 @@ const char *KernPrep_FindInPath(const char *program) {
   if (!program || program[0] == '\0') {
     return nullptr;
   }
-  const std::unique_ptr<char, Releaser<g_free>> path(g_find_program_in_path(program));
+  const OwnedText path(g_find_program_in_path(program));
   if (!path) {
     return nullptr;
   }

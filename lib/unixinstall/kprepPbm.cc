@@ -14,7 +14,6 @@ constexpr size_t kObjectPathSize = 4096;
 constexpr char kSmokeModule[] = "ostpool";
 
 using OwnedFields = std::unique_ptr<char *, Releaser<g_strfreev>>;
-using OwnedGText = std::unique_ptr<char, Releaser<g_free>>;
 using OwnedSets = std::unique_ptr<KernPrep_PbmSet, Releaser<KernPrep_FreePbmSets>>;
 
 // What a set says of itself. The strings lie in the file's text.
@@ -156,7 +155,7 @@ void ConsiderSet(OwnedSets *list, const char *root, const char *name, const char
     Log("Unable to process %s\n", path.get());
     return;
   }
-  const OwnedGText owner(text);
+  const OwnedText owner(text);
   const KernPrep_PbmProperties properties = ParseProperties(text);
   const KernPrep_PbmCategory category = Categorize(name, properties, mangledRelease);
   if (category == KERNPREP_PBM_DONT_USE) {
@@ -173,8 +172,8 @@ OwnedString JoinGroups(const GRegex *pattern, const char *release, int groupCoun
   OwnedString joined;
   if (g_regex_match(pattern, release, GRegexMatchFlags(0), &match)) {
     ASSERT(g_match_info_get_match_count(match) == groupCount);
-    const OwnedGText first(g_match_info_fetch(match, 1));
-    const OwnedGText second(g_match_info_fetch(match, 2));
+    const OwnedText first(g_match_info_fetch(match, 1));
+    const OwnedText second(g_match_info_fetch(match, 2));
     joined = EngineFormat("%s%s", first.get(), second.get());
   }
   g_match_info_free(match);

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "file.h"
+#include "formatInt.h"
 #include "log.h"
 #include "owned.h"
 #include "panicUser.h"
@@ -14,7 +15,6 @@ namespace {
 
 constexpr char kSuseRelease[] = "/etc/SuSE-release";
 
-using OwnedText = std::unique_ptr<char, Releaser<g_free>>;
 using OwnedRegex = std::unique_ptr<GRegex, Releaser<g_regex_unref>>;
 using OwnedMatch = std::unique_ptr<GMatchInfo, Releaser<g_match_info_free>>;
 

@@ -19,8 +19,6 @@ using testing::StartsWith;
 namespace e2e {
 namespace {
 
-constexpr char kWindow[] = "normal Ostrel Kernel Module Updater";
-constexpr char kProgress[] = "dialog Ostrel Kernel Module Updater";
 constexpr char kCommand[] = "'/usr/lib/ostrel-tools/bin/launcher' --icon='product' --appname='Ostrel Bench'";
 constexpr char kPathArguments[] =
     " --gcc='/testhost/bin/gcc' --headers='/lib/modules/6.1.0-host/build/include'";

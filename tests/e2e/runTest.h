@@ -17,11 +17,6 @@
 
 namespace e2e {
 
-// Windows of a run, as the history of windows has them.
-inline constexpr char kBox[] = "dialog Error";
-inline constexpr char kWindow[] = "normal Ostrel Kernel Module Updater";
-inline constexpr char kProgress[] = "dialog Ostrel Kernel Module Updater";
-
 // Where a script or a recipe of a test says that it is under way.
 inline constexpr char kBusy[] = "/run/busy";
 

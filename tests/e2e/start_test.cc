@@ -21,7 +21,6 @@ using testing::Not;
 namespace e2e {
 namespace {
 
-constexpr char kBox[] = "dialog Error";
 constexpr char kUsersTemp[] = "/tmp/ostrel-person";
 
 const std::vector<std::string> kProductOptions = {"--launcher=/bin/true", "--icon=product",

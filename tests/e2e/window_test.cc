@@ -19,10 +19,7 @@ using testing::IsEmpty;
 namespace e2e {
 namespace {
 
-constexpr char kBox[] = "dialog Error";
 constexpr char kQuestion[] = "dialog Question";
-constexpr char kWindow[] = "normal Ostrel Kernel Module Updater";
-constexpr char kProgress[] = "dialog Ostrel Kernel Module Updater";
 constexpr char kTypedCompiler[] = "/opt/cc";
 constexpr char kHeaders[] = "/lib/modules/6.1.0-host/build/include";
 constexpr char kTree[] = "/lib/modules/6.1.0-host/build";

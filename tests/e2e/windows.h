@@ -11,6 +11,11 @@
 
 namespace e2e {
 
+// The program's windows, as the history of windows has them.
+inline constexpr char kBox[] = "dialog Error";
+inline constexpr char kWindow[] = "normal Ostrel Kernel Module Updater";
+inline constexpr char kProgress[] = "dialog Ostrel Kernel Module Updater";
+
 // A fragment of a shell script that waits until the history holds the progress window, which a quick run
 // might take away before it was looked at.
 inline constexpr char kWaitForProgress[] =
