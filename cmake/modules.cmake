@@ -1,5 +1,6 @@
 # How a module of this project becomes part of a library, and how the tests and benchmarks beside it are found:
-# x.cc belongs to the library, x_test.cc becomes a test program, x_bench.cc a benchmark.
+# x.cc belongs to the library, x_test.cc becomes a test program, x_threads_test.cc one under ThreadSanitizer, x_bench.cc
+# a benchmark.
 
 set(OST_WARNINGS -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
 # Assertions name the source by its path from the project's root.
@@ -32,6 +33,32 @@ function(ost_library name)
   target_link_libraries(${name} PUBLIC ost_flags)
 endfunction()
 
+# ost_thread_tests(SOURCES x.cc... DIRECTORIES directory...): a test program under ThreadSanitizer for each
+# x_threads_test.cc of the directories, together with the sources, which it needs compiled in the same way.
+function(ost_thread_tests)
+  cmake_parse_arguments(arg "" "" "SOURCES;DIRECTORIES" ${ARGN})
+  if(OST_FUZZ)
+    return()
+  endif()
+  add_library(threads_library STATIC ${arg_SOURCES})
+  target_compile_options(threads_library PUBLIC ${OST_OPTIONS} -fsanitize=thread)
+  target_link_options(threads_library PUBLIC -fsanitize=thread)
+  target_include_directories(threads_library PUBLIC ${CMAKE_SOURCE_DIR}/lib/public)
+  foreach(directory IN LISTS arg_DIRECTORIES)
+    file(GLOB tests CONFIGURE_DEPENDS ${directory}/*_threads_test.cc)
+    foreach(source IN LISTS tests)
+      get_filename_component(name ${source} NAME_WE)
+      add_executable(${name} ${source})
+      target_link_libraries(${name} PRIVATE threads_library Threads::Threads PkgConfig::ICU GTest::gtest_main)
+      gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 180 ENVIRONMENT "TSAN_OPTIONS=halt_on_error=1")
+    endforeach()
+  endforeach()
+endfunction()
+
+# The functions whose results testhost::AllocationFault turns into failures in a test program.
+set(OST_ALLOCATORS malloc calloc realloc strdup strndup)
+list(TRANSFORM OST_ALLOCATORS PREPEND -Wl,--wrap= OUTPUT_VARIABLE OST_WRAP_ALLOCATORS)
+
 # ost_tests(LIBRARIES... DIRECTORIES directory...): a test program for each x_test.cc of the directories and a
 # benchmark for each x_bench.cc. Every TEST is a CTest test of its own, and so a process of its own.
 function(ost_tests)
@@ -41,10 +68,12 @@ function(ost_tests)
   endif()
   foreach(directory IN LISTS arg_DIRECTORIES)
     file(GLOB tests CONFIGURE_DEPENDS ${directory}/*_test.cc)
+    list(FILTER tests EXCLUDE REGEX "_threads_test\\.cc$")
     foreach(source IN LISTS tests)
       get_filename_component(name ${source} NAME_WE)
       add_executable(${name} ${source})
       target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} testhost GTest::gtest_main)
+      target_link_options(${name} PRIVATE ${OST_WRAP_ALLOCATORS})
       gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
         PROPERTIES TIMEOUT 180 ENVIRONMENT "${OST_TEST_ENVIRONMENT}")
     endforeach()
