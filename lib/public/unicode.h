@@ -10,8 +10,7 @@
 
 #include "owned.h"
 
-using Unicode = char *;
-using ConstUnicode = const char *;
+using Unicode = const char *;
 using utf16_t = uint16_t;
 // A count of code units, which are bytes; -1 means up to the end or, as a result, nothing found.
 using UnicodeIndex = int64_t;
