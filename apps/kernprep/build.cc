@@ -58,11 +58,6 @@ Build::Build(Gtk::Window &parent, const Modules &modules, const Glib::ustring &g
 }
 
 Build::~Build() {
-  // A task that began in the turn of the main loop that saw the cancel has had no signal yet.
-  if (running.child > 0) {
-    EndGroup(running.child);
-  }
-  running.child = 0;
   while (!tasks.empty()) {
     delete tasks.front();
     tasks.pop_front();
@@ -76,6 +71,10 @@ int Build::Run() {
 
 void Build::OnTaskFinished(int /*pid*/, int status, BuildTask *task) {
   ASSERT(task != nullptr);
+  // The turn of the main loop that saw the cancel may see the child's end too: the run is over by then.
+  if (running.child == 0) {
+    return;
+  }
   running = {};
   responseConnection.disconnect();
   timeoutConnection.disconnect();

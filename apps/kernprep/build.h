@@ -4,10 +4,9 @@
 //   switch (build.Run()) { ...
 //
 // Tasks run strictly one after the other, each in a child process. Cancelling sends SIGTERM to the group of
-// the running child, and of one that begins in the same turn of the main loop, and ends the run without
-// waiting; nothing starts the services again. When the process ends in mid-run, as the toolkit makes it do
-// when the display goes away, the group gets SIGTERM too (BuildTask::Start), so that no work goes on that
-// nobody watches.
+// the running child and ends the run without waiting; nothing starts the services again. When the process
+// ends in mid-run, as the toolkit makes it do when the display goes away, the group gets SIGTERM too
+// (BuildTask::Start), so that no work goes on that nobody watches.
 #ifndef OST_KERNPREP_BUILD_H
 #define OST_KERNPREP_BUILD_H
 
@@ -28,7 +27,7 @@ class Build : public Gtk::Dialog {
   // gccPath, headersPath    what the user accepted
   Build(Gtk::Window &parent, const Modules &modules, const Glib::ustring &gccPath,
         const Glib::ustring &headersPath);
-  // Ends a task that still runs untold, and drops those that haven't begun.
+  // Drops the tasks that haven't begun.
   ~Build() override;
   Build(const Build &) = delete;
   Build &operator=(const Build &) = delete;
@@ -37,7 +36,8 @@ class Build : public Gtk::Dialog {
   // user has seen why), Gtk::RESPONSE_CANCEL or Gtk::RESPONSE_DELETE_EVENT when the user cancelled.
   int Run();
 
-  // The end of the running task's child; `status` is its wait status. Takes the task over.
+  // The end of the running task's child; `status` is its wait status. Takes the task over. Does nothing once
+  // the user has cancelled.
   void OnTaskFinished(int pid, int status, BuildTask *task);
   // A response while the child runs: a cancel ends its process group.
   void OnResponse(int response, int pid);
