@@ -58,6 +58,8 @@ endfunction()
 # The functions whose results testhost::AllocationFault turns into failures in a test program.
 set(OST_ALLOCATORS malloc calloc realloc strdup strndup)
 list(TRANSFORM OST_ALLOCATORS PREPEND -Wl,--wrap= OUTPUT_VARIABLE OST_WRAP_ALLOCATORS)
+# A library behind the test host's may be the first that allocates, so that the linker has to be told to take them.
+list(APPEND OST_WRAP_ALLOCATORS -Wl,--undefined=__wrap_malloc)
 
 # ost_tests(LIBRARIES... DIRECTORIES directory...): a test program for each x_test.cc of the directories and a
 # benchmark for each x_bench.cc. Every TEST is a CTest test of its own, and so a process of its own.
