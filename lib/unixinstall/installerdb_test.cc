@@ -479,6 +479,53 @@ TEST(InstallerDBWriting, FailsOnAJournalOpenForReading) {
   EXPECT_EQ(before, testhost::ReadFile(kJournal));
 }
 
+TEST(InstallerDBWriting, GivesALineThatBreaksOffItsEndFirst) {
+  Installation host("answer A 1\nfile /half");
+  ASSERT_TRUE(host.Open());
+  EXPECT_TRUE(InstallerDB_AddFile("/b", 0));
+  EXPECT_EQ("answer A 1\nfile /half\nfile /b\n", Added());
+  EXPECT_TRUE(InstallerDB_RemoveAnswer("A"));
+  EXPECT_EQ("answer A 1\nfile /half\nfile /b\nremove_answer A\n", Added()) << "it breaks off only once";
+  InstallerDB_DeInit();
+  ASSERT_TRUE(InstallerDB_Init(kConfigDir, true));
+  EXPECT_TRUE(InstallerDB_IsFileKnown("/b"));
+  EXPECT_FALSE(InstallerDB_IsFileKnown("/halffile")) << "no record is swallowed by the broken one";
+  EXPECT_EQ("(null)", Answer("A"));
+}
+
+TEST(InstallerDBWriting, EndsABrokenOffLineBehindWhateverComesFirst) {
+  const struct {
+    bool (*write)();
+    const char *expected;
+  } rows[] = {{[] { return SetAnswer("B", "2"); }, "answer B 2\n"},
+              {[] { return SetAnswer("A", "2"); }, "remove_answer A\nanswer A 2\n"},
+              {[] { return InstallerDB_RemoveAnswer("A"); }, "remove_answer A\n"},
+              {[] { return InstallerDB_RemoveFile("/a"); }, "remove_file /a\n"},
+              {[] { return InstallerDB_AddFile("/a", 0); }, "remove_file /a\nfile /a\n"}};
+  const std::string start = "answer A 1\nfile /a\nremove_file /x";
+  Installation host;
+  enginetest::Enter(host);
+  for (const auto &row : rows) {
+    testhost::WriteFile(kJournal, kAnswers + start);
+    ASSERT_TRUE(InstallerDB_Init(kConfigDir, false));
+    EXPECT_TRUE(row.write()) << row.expected;
+    EXPECT_EQ(start + "\n" + row.expected, Added());
+    InstallerDB_DeInit();
+  }
+}
+
+TEST(InstallerDBWriting, LeavesAJournalThatBreaksOffAloneUntilARecordComes) {
+  const std::string lines = "answer A 1\nfile /half";
+  Installation host(lines);
+  ASSERT_TRUE(host.Open());
+  EXPECT_FALSE(InstallerDB_RemoveFile("/half")) << "it isn't known";
+  InstallerDB_DeInit();
+  EXPECT_EQ(lines, Added());
+  ASSERT_TRUE(InstallerDB_Init(kConfigDir, true));
+  EXPECT_FALSE(InstallerDB_AddFile("/b", 0));
+  EXPECT_EQ(lines, Added()) << "nothing is written through a handle for reading";
+}
+
 TEST(InstallerDBWriting, LosesNothingOnAFullDisk) {
   Host host;
   host.Directory(kConfigDir);
@@ -559,6 +606,16 @@ TEST(InstallerDBCopyFile, FailsWithoutASource) {
   EXPECT_EQ("", Added());
 }
 
+TEST(InstallerDBCopyFile, HasRemovedAKnownFileWhenTheCopyFails) {
+  Installation host("file /tmp/copy 5\n");
+  host.File("/tmp/copy", "old");
+  ASSERT_TRUE(host.Open());
+  EXPECT_FALSE(InstallerDB_CopyFile("/tmp/no-source", "/tmp/copy", 0));
+  EXPECT_FALSE(std::filesystem::exists("/tmp/copy"));
+  EXPECT_FALSE(InstallerDB_IsFileKnown("/tmp/copy"));
+  EXPECT_EQ("file /tmp/copy 5\nremove_file /tmp/copy\n", Added());
+}
+
 TEST(InstallerDBCopyFile, FailsAfterTheCopyOnAJournalOpenForReading) {
   Installation host;
   host.File("/tmp/source", "new");
@@ -612,6 +669,15 @@ TEST(InstallerDBLink, ReplacesAKnownLinkWhoseTargetIsGone) {
   EXPECT_TRUE(InstallerDB_Link(true, "/tmp/target", "/tmp/link"));
   EXPECT_EQ("x", testhost::ReadFile("/tmp/link"));
   EXPECT_EQ("file /tmp/link\nremove_file /tmp/link\nfile /tmp/link\n", Added());
+}
+
+TEST(InstallerDBLink, HasRemovedAKnownFileWhenTheLinkFails) {
+  Installation host("file /tmp/link 5\n");
+  host.File("/tmp/link", "old");
+  ASSERT_TRUE(host.Open());
+  EXPECT_FALSE(InstallerDB_Link(false, "/tmp/no-target", "/tmp/link"));
+  EXPECT_FALSE(std::filesystem::exists("/tmp/link"));
+  EXPECT_EQ("file /tmp/link 5\nremove_file /tmp/link\n", Added());
 }
 
 TEST(InstallerDBLink, FailsWhereNoLinkCanBe) {
@@ -704,4 +770,6 @@ TEST(InstallerDBIsDspInstall, LooksForTheMark) {
   EXPECT_FALSE(InstallerDB_IsDspInstall());
   host.Enter();
   EXPECT_TRUE(InstallerDB_IsDspInstall());
+  ASSERT_TRUE(std::filesystem::remove("/usr/lib/ostrel-tools/dsp"));
+  EXPECT_FALSE(InstallerDB_IsDspInstall());
 }

@@ -603,7 +603,13 @@ TEST(BuildModule, WarnsOfDependenciesThatCannotBeDetermined) {
       "Could not determine the module build dependences for ostchan. Pleaseensure the integrity of "
       "modules.xml.";
   EXPECT_EQ(ErrorsOf([] { EXPECT_FALSE(Build("ostchan")); }), warning + "\n");
-  EXPECT_EQ(engine.NewLog().back(), warning);
+  // The module itself has no mark, so that the cycle closes on the second pass through its dependency.
+  EXPECT_EQ(engine.NewLog(),
+            Lines({"Found dependencies for module ostchan.", "Inspecting dependency ostlink.",
+                   "Found dependencies for module ostlink.", "Inspecting dependency ostchan.",
+                   "Found dependencies for module ostchan.", "Inspecting dependency ostlink.",
+                   "Cyclic dependency detected in the dependencies for module ostchan!",
+                   "An error occurred. Cleaning up.", "An error occurred. Cleaning up.", warning}));
   EXPECT_TRUE(kernPrep.buildToolsUnchecked);
 }
 

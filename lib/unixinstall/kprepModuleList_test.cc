@@ -8,6 +8,7 @@
 #include "engineTestInt.h"
 #include "installerdb.h"
 #include "kprep.h"
+#include "kprepTestInt.h"
 #include "owned.h"
 
 namespace {
@@ -348,6 +349,18 @@ TEST(FindInPath, GivesOneBufferThatTheNextSuccessOverwrites) {
   EXPECT_EQ("/second", std::string(first).substr(std::string(first).rfind('/')));
 }
 
+TEST(FindInPath, GivesThePathWholeHoweverLongItIs) {
+  Host host;
+  std::string directory = "/opt/far";
+  while (directory.size() < 3800) {
+    directory += "/" + std::string(200, 'd');
+  }
+  host.File(directory + "/tool", "#!/bin/sh\n", 0755);
+  host.Enter();
+  setenv("PATH", directory.c_str(), 1);
+  EXPECT_EQ(directory + "/tool", KernPrep_FindInPath("tool"));
+}
+
 TEST(FindInPath, FindsAnAbsolutePath) {
   EXPECT_STREQ("/bin/sh", KernPrep_FindInPath("/bin/sh"));
 }
@@ -358,6 +371,15 @@ TEST(ModuleIsInstalled, IsFalseWithoutModinfo) {
   enginetest::Enter(host);
   EXPECT_FALSE(KernPrep_ModuleIsInstalled("a"));
   EXPECT_TRUE(Logged("Unable to locate modinfo"));
+}
+
+TEST(ModuleIsInstalled, RunsModinfoByItsPath) {
+  Host host;
+  kpreptest::RecordShell(host);
+  host.Program("modinfo");
+  enginetest::Enter(host);
+  EXPECT_TRUE(KernPrep_ModuleIsInstalled("ostlink"));
+  EXPECT_EQ(kpreptest::Path("modinfo") + " ostlink\n", kpreptest::ShellCommands());
 }
 
 TEST(ModuleIsInstalled, LeavesTheToolsOutputAlone) {

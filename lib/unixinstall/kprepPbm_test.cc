@@ -96,6 +96,7 @@ TEST(MangleRelease, TakesTheVendorsRebuildAway) {
   const Engine engine(host);
   ExpectMangled("2.6.18-92.1.13.el5PAE", "2.6.18-el5PAE");
   ExpectMangled("2.6.18-92.el5", "2.6.18-el5");
+  ExpectMangled("2.6.18-92.el5.x86_64", "2.6.18-el5.x86_64");
   ExpectMangled("2.6.9-42.0.3.ELsmp", "2.6.9-ELsmp");
   ExpectMangled("2.6.32-1.el6.x86_64.el7", "2.6.32-el7");
   ExpectMangled("12.345.6789-1.el", "12.345.6789-el");

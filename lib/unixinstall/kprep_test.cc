@@ -399,7 +399,10 @@ TEST(KernPrepDeInit, DeletesTheScratchDirectoryAndFreesTheState) {
   KernPrep_DeInit();
   EXPECT_FALSE(std::filesystem::exists(scratch));
   EXPECT_EQ(nullptr, kernPrep.tempDir);
-  EXPECT_EQ(nullptr, Kernel().utsRelease);
+  for (const char *text : {Kernel().utsRelease, Kernel().utsMachine, Kernel().utsVersion, Kernel().pageOffset,
+                           Kernel().athlonKernel}) {
+    EXPECT_EQ(nullptr, text);
+  }
   EXPECT_EQ(nullptr, Kernel().osInfo);
   EXPECT_EQ(nullptr, kernPrep.moduleList);
   EXPECT_EQ(nullptr, kernPrep.builtModules);
