@@ -2,8 +2,10 @@
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 
+#include <csignal>
 #include <cstdlib>
 
 #include "kprepTestInt.h"
@@ -240,6 +242,20 @@ TEST(CompilerVersion, IsUnknownWithoutRoomForAChild) {
   ASSERT_EQ(setrlimit(RLIMIT_NPROC, &before), 0);
 }
 
+TEST(CompilerVersion, IsWaitedForThroughASignal) {
+  Product host;
+  host.Enter();
+  const std::string path = PutCompiler("sleep 0.3; echo 4.1.2");
+  static volatile sig_atomic_t signals = 0;
+  struct sigaction action = {};  // without SA_RESTART, so that the wait ends
+  action.sa_handler = [](int /*signal*/) { signals = signals + 1; };
+  ASSERT_EQ(sigaction(SIGALRM, &action, nullptr), 0);
+  const itimerval once = {.it_interval = {}, .it_value = {.tv_sec = 0, .tv_usec = 100'000}};
+  ASSERT_EQ(setitimer(ITIMER_REAL, &once, nullptr), 0);
+  EXPECT_EQ(CompilerText(path.c_str()), "4.1.2");
+  EXPECT_EQ(signals, 1);
+}
+
 TEST(CompilerVersion, TakesTheFirstChildThatEndsForTheCompiler) {
   Product host;
   host.Enter();
@@ -351,6 +367,23 @@ TEST(FindCompiler, NeedsTheKernelsCompiler) {
   EXPECT_EQ(Found(), "(none)");
   EXPECT_EQ(engine.NewLog(), Lines({"Unable to determine numerical version info for kernel GCC"}));
   EXPECT_TRUE(Calls("gcc").empty());
+}
+
+TEST(FindCompiler, NeedsTheKernelsVersionLine) {
+  CompilerHost host;
+  host.Program("gcc", "echo 4.1.2");
+  Engine engine(host);
+  const std::string unknown = "Unable to determine numerical version info for kernel GCC";
+  ASSERT_EQ(mount("none", "/proc", "tmpfs", 0, nullptr), 0);
+  EXPECT_EQ(Found(), "(none)") << "without the file";
+  EXPECT_EQ(engine.NewLog(), Lines({unknown}));
+  EXPECT_EQ(KernPrep_CompareCompiler(Path("gcc").c_str()), KERNPREP_COMPILER_UNKNOWN);
+  std::filesystem::create_directories("/proc/version");
+  EXPECT_EQ(Found(), "(none)") << "with a directory in its place";
+  EXPECT_EQ(engine.NewLog(), Lines({"read failed, errno=21, Is a directory", unknown}));
+  EXPECT_EQ(KernPrep_CompareCompiler(Path("gcc").c_str()), KERNPREP_COMPILER_UNKNOWN);
+  ASSERT_EQ(umount("/proc"), 0);
+  EXPECT_EQ(Found(), Path("gcc"));
 }
 
 TEST(FindCompiler, NeedsTwoNumbersOfTheKernelsCompiler) {
@@ -549,6 +582,16 @@ TEST(FindCompiler, FindsNothingWhenOnlyAMuteNamedCompilerIsThere) {
   EXPECT_EQ(Found(), "(none)");
   ExpectState(0, 0);
   EXPECT_EQ(engine.NewLog(), Lines({"Searching for GCC 4.1."}));
+}
+
+TEST(FindCompiler, FindsNothingWhenOnlyANamedCompilerWithoutNumbersIsThere) {
+  CompilerHost host;
+  host.Program("gcc-4.1", "echo unknown").Release("2.6.19");
+  Engine engine(host);
+  EXPECT_EQ(Found(), "(none)");
+  ExpectState(0, 0);
+  EXPECT_EQ(engine.NewLog(), Lines({"Searching for GCC 4.1.", "Kernel compiled with: GCC 4.1",
+                                    "Unable to parse gcc version"}));
 }
 
 }  // namespace
