@@ -47,6 +47,11 @@ int OpenWithMode(const char *path, int flags, mode_t mode) {
   return call(path, flags, mode);
 }
 
+int SpawnAt(const char *path, pid_t *child, const posix_spawn_file_actions_t *actions,
+            const char *const *arguments) {
+  return posix_spawn(child, path, actions, nullptr, const_cast<char *const *>(arguments), environ);
+}
+
 // What a variable's value was when it was last asked for, and what it was before that value came.
 struct EnvironmentValue {
   std::atomic<char *> current;
@@ -179,6 +184,11 @@ int Posix_Execl(const char *path, const char *argument, ...) {
   va_end(args);
   arguments.push_back(nullptr);
   return WithText(execv, path, arguments.data());
+}
+
+int Posix_Spawn(pid_t *child, const char *path, const posix_spawn_file_actions_t *actions,
+                const char *const *arguments) {
+  return WithText(SpawnAt, path, child, actions, arguments);
 }
 
 const char *Posix_Getenv(const char *name) {

@@ -160,6 +160,31 @@ TEST_F(Posix, ExeclReplacesTheProcess) {
   EXPECT_FAILS(-1, ENOENT, Posix_Execl("/t/missing", "missing", nullptr));
 }
 
+TEST_F(Posix, SpawnStartsAChildWithItsFiles) {
+  const int output = open("/t/output", O_CREAT | O_RDWR | O_CLOEXEC, 0600);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
+  pid_t child = -1;
+  const char *const arguments[] = {"name", "-c", "echo $0; exit $1", "x", "7", nullptr};
+  EXPECT_EQ(Posix_Spawn(&child, "/bin/sh", &actions, arguments), 0);
+  int status = 0;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(WEXITSTATUS(status), 7);
+  EXPECT_EQ(testhost::ReadFile("/t/output"), "x\n");
+  posix_spawn_file_actions_destroy(&actions);
+  close(output);
+}
+
+TEST_F(Posix, SpawnLeavesNoChildWhereTheProgramCannotRun) {
+  pid_t child = -1;
+  const char *const arguments[] = {"name", nullptr};
+  EXPECT_EQ(Posix_Spawn(&child, "/t/missing", nullptr, arguments), ENOENT);
+  EXPECT_EQ(Posix_Spawn(&child, "/t/file", nullptr, arguments), EACCES);
+  EXPECT_EQ(Posix_Spawn(&child, nullptr, nullptr, arguments), EFAULT);
+  EXPECT_FAILS(-1, ECHILD, wait(nullptr));
+}
+
 TEST_F(Posix, NullModeAsserts) {
   EXPECT_EXIT(Posix_Fopen("/t/file", nullptr), ::testing::ExitedWithCode(255),
               "ASSERT lib/misc/posixPosix\\.cc:[0-9]+");

@@ -43,12 +43,19 @@ struct Pipe {
   }
 };
 
-[[noreturn]] void RunCompilerAsChild(const char *path, const Pipe &input, const Pipe &output) {
-  dup2(input.readEnd, STDIN_FILENO);
-  dup2(output.writeEnd, STDOUT_FILENO);
-  close(STDIN_FILENO);  // a compiler without standard input can't wait for it
-  Posix_Execl(path, path, "-dumpversion", nullptr);
-  _exit(1);
+// Starts `path -dumpversion` between the pipes. Returns 0 or an errno value.
+int StartCompiler(const char *path, const Pipe &input, const Pipe &output) {
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, input.readEnd, STDIN_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, output.writeEnd, STDOUT_FILENO);
+  // A compiler without standard input can't wait for it.
+  posix_spawn_file_actions_addclose(&actions, STDIN_FILENO);
+  pid_t child = -1;
+  const char *const arguments[] = {path, "-dumpversion", nullptr};
+  const int error = Posix_Spawn(&child, path, &actions, arguments);
+  posix_spawn_file_actions_destroy(&actions);
+  return error;
 }
 
 // Waits for whichever child ends. Returns whether it ended by itself with status 0.
@@ -189,19 +196,16 @@ char *KernPrep_GetCompilerVersion(const char *path) {
     input.Close();
     return nullptr;
   }
-  const pid_t child = fork();
-  if (child == -1) {
+  const int error = StartCompiler(path, input, output);
+  if (error == EAGAIN || error == ENOMEM) {  // no room for a child
     input.Close();
     output.Close();
     return nullptr;
   }
-  if (child == 0) {
-    RunCompilerAsChild(path, input, output);
-  }
   close(input.readEnd);
   close(output.writeEnd);
   char text[kTextSize] = {};
-  if (WaitForSuccess()) {
+  if (error == 0 && WaitForSuccess()) {
     ReadAnswer(output, text);
   }
   // The other two ends stay open; that is wanted.

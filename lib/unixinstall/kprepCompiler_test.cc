@@ -202,6 +202,8 @@ TEST(CompilerVersion, KeepsTwoPipeEndsOpenForEachQuestion) {
   EXPECT_EQ(CountOpenFiles(), before + 2);
   CompilerText(path.c_str());
   EXPECT_EQ(CountOpenFiles(), before + 4);
+  CompilerText("/no/such/compiler");
+  EXPECT_EQ(CountOpenFiles(), before + 6);
 }
 
 TEST(CompilerVersion, IsUnknownWithoutFreeDescriptors) {
