@@ -119,6 +119,16 @@ void ReadWholeFile(const char *path) {
   close(fd);
 }
 
+// What the engine asks of the kernel and its modules, asked with the bare tools.
+void AskKernelAndModules(benchmark::State &state, size_t installedModules) {
+  ReadWholeFile("/proc/kallsyms");
+  for (size_t i = 0; i < kModules.size(); ++i) {
+    if ((RunToEnd({"modinfo", kModules[i]}) >= 0) != (i < installedModules)) {
+      state.SkipWithError("modinfo failed");
+    }
+  }
+}
+
 void Report(benchmark::State &state, long peak) {
   if (peak < 0) {
     state.SkipWithError("the program failed");
@@ -141,12 +151,7 @@ void BM_Peer_BareProgramAndTools_NothingToDo(benchmark::State &state) {
   long peak = 0;
   while (state.KeepRunning()) {
     peak = RunToEnd(kEmptyCommand);
-    for (const std::string &module : kModules) {
-      if (RunToEnd({"modinfo", module}) < 0) {
-        state.SkipWithError("modinfo failed");
-      }
-    }
-    ReadWholeFile("/proc/kallsyms");
+    AskKernelAndModules(state, kModules.size());
   }
   Report(state, peak);
 }
@@ -189,12 +194,13 @@ class ManagedWindows {
 };
 
 // Starts a program, and ends it when its window is there. Only the way to the window counts.
-void ShowWindow(benchmark::State &state, const std::vector<std::string> &command, void (*alongside)()) {
+void ShowWindow(benchmark::State &state, const std::vector<std::string> &command,
+                void (*alongside)(benchmark::State &)) {
   ManagedWindows windows;
   while (state.KeepRunning()) {
     const pid_t pid = Start(command, true);
     windows.WaitFor(true);
-    alongside();
+    alongside(state);
     state.PauseTiming();
     kill(pid, SIGKILL);
     waitpid(pid, nullptr, 0);
@@ -203,11 +209,12 @@ void ShowWindow(benchmark::State &state, const std::vector<std::string> &command
   }
 }
 
-void Nothing() {}
+void Nothing(benchmark::State & /*state*/) {}
 
-// What the engine is asked on the way to the window: both panels search and judge, and the window checks
-// both.
-void CheckRequirements() {
+// The questions on the way to the window: the kernel's and the modules' once, and those of the panels, which
+// search and judge, and of the window, which checks both.
+void CheckRequirements(benchmark::State &state) {
+  AskKernelAndModules(state, kModules.size() - 1);
   const OwnedString compiler(KernPrep_FindCompiler());
   benchmark::DoNotOptimize(KernPrep_CompareCompiler(compiler.get()));
   const OwnedString headers(KernPrep_FindHeaderDir());
