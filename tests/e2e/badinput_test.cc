@@ -78,6 +78,13 @@ class BadInputTest : public RunTest {
     EnterWithModule();
     product_->Set("host", Product::PerfectProperties(kernel_), {"ostlink"});
   }
+  // Inside a host: as EnterWithModule.
+  void EnterProduct() {
+    product_.emplace();
+    desktop_.emplace();
+    product_->Module("ostlink").Source("ostlink").Write();
+    journal_ = ReadFile(kJournal);
+  }
   // Lets the next run find the host as it was.
   void Uninstall(const std::string &module = "ostlink") {
     std::error_code notThere;
@@ -91,6 +98,15 @@ class BadInputTest : public RunTest {
   void WriteProgram(const std::string &name, const std::string &body) {
     WriteFile("/testhost/bin/" + name, "#!/bin/sh\n" + body + "\n", 0755);
   }
+  // Replaces modinfo by one that, while a shell condition holds, waits for /run/go before it answers.
+  void WriteHangingModinfo(const std::string &condition) {
+    chmod("/run", 0777);  // for the ordinary user's processes
+    WriteProgram("modinfo",
+                 condition +
+                     " && { echo asked >>/run/busy; until test -e /run/go; do sleep 0.05; done; }\n"
+                     "test -e " +
+                     Modules() + "/misc/$1.o");
+  }
   // A run in which a required module fails, for a reason that the log holds.
   void ExpectBuildFailure(const std::string &reason) {
     Tool tool;
@@ -99,6 +115,16 @@ class BadInputTest : public RunTest {
     ExpectNothingInstalled();
     EXPECT_THAT(ServiceCalls(), ElementsAre("stop"));
     Uninstall();
+  }
+  // What becomes of a product that is to be compiled, and what of one with a set, when the kernel's compiler
+  // is unknown.
+  void ExpectNoCompilation() {
+    Tool compiling;
+    EXPECT_EQ(compiling.Wait(), 255);
+    EXPECT_THAT(compiling.Log(), ContainsRegex("\\| ASSERT apps/kernprep/kernPrep\\.cc:[0-9]+\n"));
+    EXPECT_THAT(ServiceCalls(), IsEmpty());
+    product_->Set("host", Product::PerfectProperties(kernel_), {"ostlink"});
+    ExpectInstalled("prebuilt ostlink\n");
   }
   void ExpectInstalled(const std::string &content) {
     Tool tool;
@@ -314,14 +340,29 @@ TEST_F(BadInputTest, NeedsTheKernelsVersionLineOnlyForACompilation) {
     std::filesystem::remove_all(kSets);
     WriteFile("/run/version", line);
     ASSERT_EQ(mount("/run/version", "/proc/version", nullptr, MS_BIND, nullptr), 0) << strerror(errno);
-    Tool compiling;
-    EXPECT_EQ(compiling.Wait(), 255);
-    EXPECT_THAT(compiling.Log(), ContainsRegex("\\| ASSERT apps/kernprep/kernPrep\\.cc:[0-9]+\n"));
-    EXPECT_THAT(ServiceCalls(), IsEmpty());
-    product_->Set("host", Product::PerfectProperties(kernel_), {"ostlink"});
-    ExpectInstalled("prebuilt ostlink\n");
+    ExpectNoCompilation();
     ASSERT_EQ(umount("/proc/version"), 0);
   }
+}
+
+TEST_F(BadInputTest, NeedsTheKernelsVersionFileOnlyForACompilation) {
+  testhost::Host host;
+  kernel_.Describe(host);
+  host.Remove("/proc/version");
+  host.Enter();
+  ASSERT_FALSE(Exists("/proc/version"));
+  EnterProduct();
+  ExpectNoCompilation();
+}
+
+TEST_F(BadInputTest, TakesADirectoryForNoVersionFile) {
+  testhost::Host host;
+  kernel_.Describe(host);
+  host.Remove("/proc/version").Directory("/proc/version");
+  host.Enter();
+  ASSERT_TRUE(std::filesystem::is_directory("/proc/version"));
+  EnterProduct();
+  ExpectNoCompilation();
 }
 
 TEST_F(BadInputTest, FailsWhenASourceIsSpoilt) {
@@ -466,6 +507,73 @@ TEST_F(BadInputTest, TakesAModuleForMissingWhenModinfoCannotTell) {
   }
 }
 
+TEST_F(BadInputTest, WaitsForAModinfoThatHangsBeforeAnyWindow) {
+  EnterWithModule();
+  WriteHangingModinfo("true");
+  for (const uid_t user : {uid_t{0}, kUser}) {
+    SCOPED_TRACE(user);
+    std::filesystem::remove(kBusy);
+    std::filesystem::remove("/run/go");
+    const size_t seen = Seen().size();
+    Tool tool({}, user);
+    ASSERT_TRUE(IsBusy());
+    EXPECT_EQ(tool.Wait(1), -1);
+    EXPECT_EQ(ReadFile(kBusy), "asked\n") << "silence is no answer";
+    EXPECT_EQ(Seen().size(), seen);
+    EXPECT_THAT(ServiceCalls(), IsEmpty());
+    ExpectNothingInstalled();
+    WriteFile("/run/go", "");
+    if (user == 0) {
+      EXPECT_EQ(tool.Wait(), 0) << tool.Output();
+      EXPECT_TRUE(IsInstalled("ostlink"));
+      Uninstall();
+    } else {
+      ASSERT_TRUE(IsWindowUp());
+      desktop_->display.Keys(kWindowTitle, "Escape");
+      EXPECT_EQ(tool.Wait(), 2) << tool.Output();
+    }
+  }
+}
+
+TEST_F(BadInputTest, CanBeEndedWhileModinfoHangs) {
+  EnterWithModule();
+  WriteHangingModinfo("true");
+  Tool tool;
+  ASSERT_TRUE(IsBusy());
+  kill(tool.Pid(), SIGTERM);
+  EXPECT_EQ(tool.Wait(), 128 + SIGTERM);
+  ExpectNothingInstalled();
+  std::filesystem::remove("/testhost/bin/modinfo");
+  ExpectInstalled("object\n");  // the journal is free again
+}
+
+TEST_F(BadInputTest, KeepsItsWindowWhileModinfoHangs) {
+  EnterWithModule();
+  WriteHangingModinfo("test -e /run/hang");
+  Tool tool({}, kUser);
+  ASSERT_TRUE(IsWindowUp());
+  WriteFile("/run/hang", "");
+  PressInstall();
+  ASSERT_TRUE(IsBusy());
+  EXPECT_EQ(tool.Wait(1), -1);
+  EXPECT_EQ(ReadFile(kBusy), "asked\n") << "silence is no answer";
+  EXPECT_TRUE(IsWindowUp());
+  EXPECT_EQ(PrivilegeCalls(), "");
+  WriteFile("/run/go", "");
+  EXPECT_EQ(tool.Wait(), 0) << tool.Output();
+  EXPECT_TRUE(IsInstalled("ostlink"));
+}
+
+TEST_F(BadInputTest, AsksModinfoNothingOnceItsTasksRun) {
+  EnterWithModule();
+  product_->Service("touch /run/hang");
+  WriteHangingModinfo("test -e /run/hang");
+  Tool tool;
+  EXPECT_EQ(tool.Wait(), 0) << tool.Output();
+  EXPECT_TRUE(IsInstalled("ostlink"));
+  EXPECT_FALSE(Exists(kBusy));
+}
+
 TEST_F(BadInputTest, InstallsWithoutModinfoAndDepmod) {
   testhost::Host host;
   kernel_.Describe(host);
@@ -473,10 +581,7 @@ TEST_F(BadInputTest, InstallsWithoutModinfoAndDepmod) {
   host.Enter();
   std::filesystem::remove("/testhost/bin/modinfo");
   std::filesystem::remove("/testhost/bin/depmod");
-  product_.emplace();
-  desktop_.emplace();
-  product_->Module("ostlink").Source("ostlink").Write();
-  journal_ = ReadFile(kJournal);
+  EnterProduct();
   Tool tool;
   EXPECT_EQ(tool.Wait(), 0) << tool.Output();
   EXPECT_TRUE(IsInstalled("ostlink"));

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 #include <optional>
 
@@ -20,6 +21,7 @@ namespace e2e {
 namespace {
 
 constexpr char kCommand[] = "'/usr/lib/ostrel-tools/bin/launcher' --icon='product' --appname='Ostrel Bench'";
+constexpr char kPrivilegeTool[] = "/usr/lib/ostrel-tools/bin/ostrel-gksu";
 constexpr char kPathArguments[] =
     " --gcc='/testhost/bin/gcc' --headers='/lib/modules/6.1.0-host/build/include'";
 
@@ -63,6 +65,13 @@ void WriteRecordingLauncher(const std::string &path, const std::string &module) 
   const std::string record = "for each; do printf '%s\\0' \"$each\"; done >/run/launcher-arguments\n";
   const std::string install = "install -D /dev/null " + module + "\n";
   WriteFile(path, "#!/bin/sh\n" + record + install + "exec ostrel-kernprep --launcher=\"$0\" \"$@\"\n", 0755);
+}
+
+// A privilege tool that waits for /run/go, as for a password, before it does its work.
+void WriteHangingPrivilegeTool() {
+  std::string tool = ReadFile(kPrivilegeTool);
+  tool.insert(tool.rfind("exec "), "until test -e /run/go; do sleep 0.05; done\n");
+  WriteFile(kPrivilegeTool, tool, 0755);
 }
 
 TEST_F(RelaunchTest, TakesAnOrdinaryUserFromInstallToInstalledModules) {
@@ -136,13 +145,46 @@ TEST_F(RelaunchTest, KeepsAwkwardTextsWhole) {
 
 TEST_F(RelaunchTest, EndsAsThePrivilegeToolEnds) {
   Enter();
-  WriteFile(std::string(kBinDir) + "/ostrel-gksu", "#!/bin/sh\nexit 77\n", 0755);
+  WriteFile(kPrivilegeTool, "#!/bin/sh\nexit 77\n", 0755);
   Tool tool({}, kUser);
   Install();
   EXPECT_EQ(tool.Wait(), 77) << tool.Output();
   EXPECT_FALSE(IsInstalled());
   EXPECT_THAT(ServiceCalls(), IsEmpty());
   EXPECT_THAT(desktop_->history.Seen(), ElementsAre(kWindow));
+}
+
+TEST_F(RelaunchTest, LeavesTheScreenToAPrivilegeToolThatHangs) {
+  Enter();
+  WriteHangingPrivilegeTool();
+  Tool tool({}, kUser);
+  Install();
+  ASSERT_TRUE(desktop_->display.WaitForNoWindow(kWindowTitle));
+  EXPECT_EQ(tool.Wait(1), -1) << "it has all the time that its user needs";
+  EXPECT_THAT(ReadFile("/proc/" + std::to_string(tool.Pid()) + "/cmdline"), HasSubstr(kPrivilegeTool))
+      << "it has taken the window's process over";
+  EXPECT_EQ(PrivilegeCalls(), std::string(kCommand) + kPathArguments + "  \n");
+  EXPECT_THAT(ServiceCalls(), IsEmpty());
+  EXPECT_FALSE(IsInstalled());
+  WriteFile("/run/go", "");
+  EXPECT_EQ(tool.Wait(), 0) << tool.Output();
+  EXPECT_TRUE(IsInstalled());
+  EXPECT_THAT(desktop_->history.Seen(), ElementsAre(kWindow, kProgress));
+}
+
+TEST_F(RelaunchTest, IsInNobodysWayWhileThePrivilegeToolHangs) {
+  Enter();
+  WriteHangingPrivilegeTool();
+  Tool hanging({}, kUser);
+  Install();
+  ASSERT_TRUE(Eventually([] { return !PrivilegeCalls().empty(); }));
+  Tool root;
+  EXPECT_EQ(root.Wait(), 0) << root.Output();
+  EXPECT_TRUE(IsInstalled());
+  ASSERT_TRUE(hanging.Running());
+  kill(hanging.Pid(), SIGTERM);
+  EXPECT_EQ(hanging.Wait(), 128 + SIGTERM);
+  EXPECT_THAT(ServiceCalls(), ElementsAre("stop", "start"));
 }
 
 TEST_F(RelaunchTest, WorksBesideAnotherWindow) {
