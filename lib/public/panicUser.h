@@ -23,5 +23,6 @@
                                                      : Panic("MEM_ALLOC %s:%d\n", __FILE__, __LINE__))
 #define NOT_IMPLEMENTED() Panic("NOT_IMPLEMENTED %s:%d\n", __FILE__, __LINE__)
 #define NOT_REACHED() Panic("NOT_REACHED %s:%d\n", __FILE__, __LINE__)
+#define PANIC() Panic("PANIC %s:%d\n", __FILE__, __LINE__)
 
 #endif

@@ -1,0 +1,100 @@
+#include <algorithm>
+#include <cstdarg>
+#include <cstring>
+#include <initializer_list>
+#include <string_view>
+
+#include "unicodeInt.h"
+#include "util_misc.h"
+
+namespace {
+
+std::string_view Range(Unicode str, UnicodeIndex start, UnicodeIndex length) {
+  UnicodePinIndices(str, &start, &length);
+  return {str + start, static_cast<size_t>(length)};
+}
+
+// A new string of the parts, one behind the other.
+Unicode Concatenate(std::initializer_list<std::string_view> parts) {
+  size_t length = 0;
+  for (const std::string_view part : parts) {
+    length += part.size();
+  }
+  auto *str = static_cast<char *>(Util_SafeMalloc(length + 1));
+  char *at = str;
+  for (const std::string_view part : parts) {
+    at = std::copy(part.begin(), part.end(), at);
+  }
+  *at = '\0';
+  return str;
+}
+
+size_t JoinedLength(Unicode first, va_list rest) {
+  size_t length = 0;
+  for (Unicode next = first; next != nullptr; next = va_arg(rest, Unicode)) {
+    length += strlen(next);
+  }
+  return length;
+}
+
+}  // namespace
+
+void UnicodePinIndices(Unicode str, UnicodeIndex *strStart, UnicodeIndex *strLength) {
+  const auto end = static_cast<UnicodeIndex>(strlen(str));
+  if (*strStart < 0 || *strStart > end) {
+    *strStart = end;
+  }
+  if (*strLength < 0 || *strLength > end - *strStart) {
+    *strLength = end - *strStart;
+  }
+}
+
+UnicodeIndex Unicode_FindSubstrInRange(Unicode str, UnicodeIndex strStart, UnicodeIndex strLength,
+                                       Unicode strToFind, UnicodeIndex strToFindStart,
+                                       UnicodeIndex strToFindLength) {
+  const std::string_view haystack = Range(str, strStart, strLength);
+  const std::string_view needle = Range(strToFind, strToFindStart, strToFindLength);
+  const void *found = memmem(haystack.data(), haystack.size(), needle.data(), needle.size());
+  return found == nullptr ? -1 : static_cast<const char *>(found) - str;
+}
+
+UnicodeIndex Unicode_FindLastSubstrInRange(Unicode str, UnicodeIndex strStart, UnicodeIndex strLength,
+                                           Unicode strToFind, UnicodeIndex strToFindStart,
+                                           UnicodeIndex strToFindLength) {
+  const std::string_view haystack = Range(str, strStart, strLength);
+  const std::string_view needle = Range(strToFind, strToFindStart, strToFindLength);
+  // An empty range is found at the start from this side also.
+  const size_t found = needle.empty() ? 0 : haystack.rfind(needle);
+  return found == std::string_view::npos ? -1 : haystack.data() + found - str;
+}
+
+Unicode Unicode_Substr(Unicode str, UnicodeIndex start, UnicodeIndex length) {
+  return Concatenate({Range(str, start, length)});
+}
+
+Unicode Unicode_ReplaceRange(Unicode destination, UnicodeIndex destinationStart,
+                             UnicodeIndex destinationLength, Unicode source, UnicodeIndex sourceStart,
+                             UnicodeIndex sourceLength) {
+  const std::string_view replaced = Range(destination, destinationStart, destinationLength);
+  const auto before = static_cast<size_t>(replaced.data() - destination);
+  return Concatenate(
+      {{destination, before}, Range(source, sourceStart, sourceLength), replaced.data() + replaced.size()});
+}
+
+Unicode Unicode_Join(Unicode first, ...) {
+  if (first == nullptr) {
+    return nullptr;
+  }
+  va_list rest;
+  va_start(rest, first);
+  auto *str = static_cast<char *>(Util_SafeMalloc(JoinedLength(first, rest) + 1));
+  va_end(rest);
+
+  va_start(rest, first);
+  char *at = str;
+  for (Unicode next = first; next != nullptr; next = va_arg(rest, Unicode)) {
+    at = stpcpy(at, next);
+  }
+  va_end(rest);
+  return str;
+}
