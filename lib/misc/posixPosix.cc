@@ -49,7 +49,9 @@ int OpenWithMode(const char *path, int flags, mode_t mode) {
 
 int SpawnAt(const char *path, pid_t *child, const posix_spawn_file_actions_t *actions,
             const char *const *arguments) {
-  return posix_spawn(child, path, actions, nullptr, const_cast<char *const *>(arguments), environ);
+  int (*const call)(pid_t *, const char *, const posix_spawn_file_actions_t *, const posix_spawnattr_t *,
+                    char *const *, char *const *) = posix_spawn;
+  return call(child, path, actions, nullptr, const_cast<char *const *>(arguments), environ);
 }
 
 // What a variable's value was when it was last asked for, and what it was before that value came.
