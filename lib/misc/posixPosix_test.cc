@@ -181,7 +181,9 @@ TEST_F(Posix, SpawnLeavesNoChildWhereTheProgramCannotRun) {
   const char *const arguments[] = {"name", nullptr};
   EXPECT_EQ(Posix_Spawn(&child, "/t/missing", nullptr, arguments), ENOENT);
   EXPECT_EQ(Posix_Spawn(&child, "/t/file", nullptr, arguments), EACCES);
+#ifndef __SANITIZE_ADDRESS__  // whose posix_spawn reads the path itself
   EXPECT_EQ(Posix_Spawn(&child, nullptr, nullptr, arguments), EFAULT);
+#endif
   EXPECT_FAILS(-1, ECHILD, wait(nullptr));
 }
 
