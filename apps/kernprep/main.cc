@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include <csignal>
 #include <iostream>
 
 #include "appUtil.h"
@@ -20,6 +21,8 @@ int main(int argc, char **argv) {
   Glib::ustring quotedLauncher, iconArgument, nameArgument, launcherCommand;
   bool ignoreMinor = false;
 
+  // Where the program's caller ignored it, no child's end could be told from a success.
+  std::signal(SIGCHLD, SIG_DFL);
   CleanTmpLogs("setup");
   InitThreads();
   // Outside the scope of the guards, so that their failure can be shown.

@@ -108,6 +108,17 @@ TEST_F(RunTest, InstallsAndCompilesWhatIsMissingAndNeverShowsTheWindow) {
   EXPECT_THAT(tool.Log(), HasSubstr("| Building module with command: "));
 }
 
+TEST_F(RunTest, LooksAtItsTasksEndsThoughItsCallerIgnoredItsOwn) {
+  EnterWithModule();
+  product_->Service("test $1 = stop");
+  std::signal(SIGCHLD, SIG_IGN);
+  Tool tool;
+  std::signal(SIGCHLD, SIG_DFL);
+  LeaveAfterBox(&tool);
+  EXPECT_TRUE(IsInstalled("ostlink"));
+  EXPECT_THAT(ServiceCalls(), ElementsAre("stop", "start"));
+}
+
 TEST_F(RunTest, HasNothingToDoAfterARunThatSucceeded) {
   EnterWithModule();
   product_->Service(kWaitForProgress);
