@@ -57,6 +57,8 @@ pid_t BuildTask::Start() {
     return pid;
   }
   setpgrp();
+  // What the program's caller ignored would be ignored by all that the task starts.
+  std::signal(SIGTERM, SIG_DFL);
   EndWithProgram(program);
   const bool succeeded = Run();
   if (!succeeded) {

@@ -1,9 +1,12 @@
 #include "buildTask.h"
 
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <functional>
 
@@ -165,6 +168,45 @@ TEST(BuildTask, RunsNoExitHandlersOfTheParent) {
   const pid_t pid = task.Start();
   waitpid(pid, nullptr, 0);
   EXPECT_EQ(access(("/tmp/handler-" + std::to_string(pid)).c_str(), F_OK), -1);
+}
+
+TEST(BuildTask, EndsAtTheSignalThoughTheProgramsCallerIgnoredIt) {
+  testhost::Host().Enter();
+  const TestDesktop desktop;
+  std::signal(SIGTERM, SIG_IGN);
+  WorkTask task([] {
+    killpg(0, SIGTERM);
+    return true;
+  });
+  const Row row(task);
+  const int status = StatusOf(task);
+  ASSERT_TRUE(WIFSIGNALED(status));
+  EXPECT_EQ(WTERMSIG(status), SIGTERM);
+}
+
+TEST(BuildTask, EndsAlsoWhenTheProgramEndsRightBehindTheFork) {
+  testhost::Host().Enter();
+  const TestDesktop desktop;
+  WorkTask task([] { return true; });
+  const Row row(task);
+  ASSERT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0);
+  const pid_t program = fork();
+  if (program == 0) {
+    static const pid_t parent = getpid();
+    pthread_atfork(nullptr, nullptr, [] {
+      while (getppid() == parent) {
+        usleep(1000);
+      }
+    });
+    testhost::WriteFile("/run/task", std::to_string(task.Start()));
+    _exit(0);
+  }
+  ASSERT_EQ(waitpid(program, nullptr, 0), program);
+  const pid_t child = std::stoi(testhost::ReadFile("/run/task"));
+  int status = -1;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFSIGNALED(status)) << status;
+  EXPECT_EQ(WTERMSIG(status), SIGTERM);
 }
 
 TEST(BuildTask, LogsWhatAFailedTaskLeftPending) {
