@@ -105,6 +105,24 @@ size_t ResponseHandlersOf(Build &build) {
   return handlers.size();
 }
 
+// Milliseconds that the running timers of more than a minute have left, one for each. What the toolkit waits
+// for is shorter.
+std::vector<gint64> LongTimers() {
+  std::vector<gint64> timers;
+  for (guint id = 1; id < 100000; id++) {
+    GSource *source = g_main_context_find_source_by_id(nullptr, id);
+    if (source == nullptr || source->source_funcs != &g_timeout_funcs) {
+      continue;
+    }
+    const gint64 left = (g_source_get_ready_time(source) - g_get_monotonic_time()) / 1000;
+    if (left > 60000) {
+      EXPECT_EQ(g_source_get_priority(source), 0);
+      timers.push_back(left);
+    }
+  }
+  return timers;
+}
+
 Gtk::Button &CancelButton(Build &build) {
   const std::vector<Gtk::Widget *> buttons = build.get_action_area()->get_children();
   EXPECT_EQ(buttons.size(), 1U);
@@ -500,6 +518,28 @@ TEST_F(BuildTest, LeavesTheChildAloneForOtherResponses) {
     unlink(kReady);
   });
   EXPECT_EQ(window.Run(), Gtk::RESPONSE_YES);
+}
+
+TEST_F(BuildTest, TimesAServiceTaskUntilItsEnd) {
+  product.Service(std::string("test $1 = start && exit; ") + kStayWhileReady);
+  product.Module("ostlink").Source("ostlink", kStayWhileReady);
+  Build &window = Make();
+  std::vector<gint64> whileStopping;
+  std::vector<gint64> whileCompiling{0};
+  WhenReady([&] {
+    whileStopping = LongTimers();
+    unlink(kReady);
+    WhenReady([&] {
+      whileCompiling = LongTimers();
+      unlink(kReady);
+    });
+  });
+  EXPECT_EQ(window.Run(), Gtk::RESPONSE_YES);
+  ASSERT_EQ(whileStopping.size(), 1U);
+  EXPECT_GT(whileStopping.front(), 500000);
+  EXPECT_LE(whileStopping.front(), 600000);
+  EXPECT_TRUE(whileCompiling.empty());
+  EXPECT_TRUE(LongTimers().empty());
 }
 
 TEST_F(BuildTest, EndsAServiceTaskWhoseTimeIsUp) {
