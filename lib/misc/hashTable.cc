@@ -2,10 +2,11 @@
 
 #include <strings.h>
 
+#include <algorithm>
 #include <bit>
-#include <cctype>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <utility>
 
 #include "panicUser.h"
@@ -13,15 +14,28 @@
 
 namespace {
 
-// Entries of an atomic table are published by their predecessor's link and never unlinked, so a reader that
-// acquires a link may use all that stands behind it.
+// A chain falls into runs of up to eight entries, so that a look-up in a long one reads one entry of each run
+// and not all. An entry holds a byte of the hash, its tag, for itself and for those behind it in its run.
+//
+// Once an entry is linked only its value changes. The store that links it is a release and a bucket's head is
+// read with an acquire, so whoever finds a head may use all that stands behind it without further ado. An
+// atomic table's entries are never unlinked.
 struct Entry {
   Entry *next;
   const void *key;
   void *clientData;
+  Entry *nextRun;  // the first entry behind this one's run
+  uint64_t tags;   // the entry's own in the lowest byte, the next one's above it, 0 behind the run's last
+};
+
+// A table that no threads share takes its entries from blocks: they lie side by side and cost no malloc each.
+struct Block {
+  Block *next;
+  Entry entries[64];  // those not in use have no tags
 };
 
 constexpr int kTypeMask = 7;
+constexpr uint64_t kEachByte = 0x0101010101010101;
 
 }  // namespace
 
@@ -34,96 +48,177 @@ struct HashTable {
   HashTableFreeEntryFn freeEntryFn;
   Entry **buckets;
   size_t numElements;
+  Block *blocks;
+  Entry *unused;  // the blocks' free entries, linked by `next`
 };
 
 namespace {
 
-uint32_t HashTableHashString(const char *text) {
+struct AsItIs {
+  uint32_t operator()(char c) const { return static_cast<unsigned char>(c); }
+};
+
+// tolower() of the C locale, whatever locale the toolkit sets: a key must not move to another bucket.
+struct LowerCase {
+  uint32_t operator()(char c) const {
+    const uint32_t byte = static_cast<unsigned char>(c);
+    return byte | static_cast<uint32_t>(byte - 'A' < 26) << 5;
+  }
+};
+
+// For each byte, h = (h XOR byte) rotated right by 27. Both operations are linear, so the bytes of four
+// rounds can be put in their places first, and no round waits for another.
+template <typename Fold>
+uint32_t HashTableHashText(const char *text, Fold fold) {
   uint32_t hash = 0;
+  for (; text[0] != '\0' && text[1] != '\0' && text[2] != '\0' && text[3] != '\0'; text += 4) {
+    hash = std::rotr(hash, 4 * 27) ^ fold(text[0]) << 20 ^ fold(text[1]) << 15 ^ fold(text[2]) << 10 ^
+           fold(text[3]) << 5;
+  }
   for (; *text != '\0'; text++) {
-    hash = std::rotr(hash ^ static_cast<unsigned char>(*text), 27);
+    hash = std::rotr(hash ^ fold(*text), 27);
   }
   return hash;
 }
 
-uint32_t HashTableHashCaselessString(const char *text) {
-  uint32_t hash = 0;
-  for (; *text != '\0'; text++) {
-    hash = std::rotr(hash ^ static_cast<uint32_t>(tolower(static_cast<unsigned char>(*text))), 27);
-  }
-  return hash;
-}
-
-uint32_t HashTableHashInteger(const void *key) {
+inline uint32_t HashTableHashInteger(const void *key) {
   const auto number = static_cast<uint64_t>(reinterpret_cast<uintptr_t>(key));
   return static_cast<uint32_t>((number >> 32) ^ number) * 48271U;
 }
 
-uint32_t HashTableHash(const HashTable *table, const void *key) {
+inline uint32_t HashTableHash(const HashTable *table, const void *key) {
   switch (table->keyType) {
     case HASH_STRING_KEY:
-      return HashTableHashString(static_cast<const char *>(key));
+      return HashTableHashText(static_cast<const char *>(key), AsItIs());
     case HASH_ISTRING_KEY:
-      return HashTableHashCaselessString(static_cast<const char *>(key));
+      return HashTableHashText(static_cast<const char *>(key), LowerCase());
     default:
       return HashTableHashInteger(key);
   }
 }
 
-uint32_t HashTableFold(const HashTable *table, uint32_t hash) {
-  // A table of one bucket has no bits to fold by.
-  if (table->numBits == 0) {
-    return 0;
+// While h is above the mask of `numBits` bits, h = (h >> numBits) XOR (h AND mask), which comes to the XOR of
+// its pieces of that many bits. A table of one bucket has no bits to fold by.
+inline Entry **HashTableBucket(const HashTable *table, uint32_t hash) {
+  uint32_t folded = 0;
+  if (table->numBits != 0) {
+    const uint32_t mask = table->numEntries - 1;
+    for (; hash != 0; hash >>= table->numBits) {
+      folded ^= hash & mask;
+    }
   }
-  const uint32_t mask = (1U << table->numBits) - 1;
-  while (hash > mask) {
-    hash = (hash >> table->numBits) ^ (hash & mask);
-  }
-  ASSERT(hash < table->numEntries);
-  return hash;
+  ASSERT(folded < table->numEntries);
+  return &table->buckets[folded];
 }
 
-Entry **HashTableBucket(const HashTable *table, const void *key) {
-  return &table->buckets[HashTableFold(table, HashTableHash(table, key))];
+// Never 0. The keys of one chain have much of their hashes in common, which the multiplication spreads.
+uint64_t HashTableTag(uint32_t hash) {
+  return std::max(hash * 0x9E3779B1U >> 24, 1U);
 }
 
-bool HashTableKeysEqual(const HashTable *table, const void *a, const void *b) {
-  switch (table->keyType) {
-    case HASH_STRING_KEY:
-      return strcmp(static_cast<const char *>(a), static_cast<const char *>(b)) == 0;
-    case HASH_ISTRING_KEY:
-      return strcasecmp(static_cast<const char *>(a), static_cast<const char *>(b)) == 0;
-    default:
-      return a == b;
+uint64_t HashTableOwnTag(const Entry *entry) {
+  return entry->tags & 0xff;
+}
+
+// Whether one of the bytes is the tag: when 1 is taken from each byte of the differences, the lowest that is
+// 0 turns its top bit on, and no byte turns it on as long as none is 0.
+bool HashTableHasTag(uint64_t tags, uint64_t tag) {
+  const uint64_t differences = tags ^ (tag * kEachByte);
+  return ((differences - kEachByte) & ~differences & (kEachByte << 7)) != 0;
+}
+
+bool HashTableTextsEqual(const HashTable *table, const void *a, const void *b) {
+  const auto compare = table->keyType == HASH_STRING_KEY ? strcmp : strcasecmp;
+  return compare(static_cast<const char *>(a), static_cast<const char *>(b)) == 0;
+}
+
+Entry *HashTableFindText(const HashTable *table, Entry *head, uint64_t tag, const void *key) {
+  for (Entry *run = head; run != nullptr; run = run->nextRun) {
+    if (!HashTableHasTag(run->tags, tag)) {
+      continue;
+    }
+    for (Entry *entry = run; entry != run->nextRun; entry = entry->next) {
+      if (HashTableOwnTag(entry) == tag && HashTableTextsEqual(table, entry->key, key)) {
+        return entry;
+      }
+    }
   }
+  return nullptr;
 }
 
-Entry *HashTableFind(const HashTable *table, Entry *head, const void *key) {
-  Entry *entry = head;
-  while (entry != nullptr && !HashTableKeysEqual(table, entry->key, key)) {
-    entry = entry->next;
+// Numbers are compared faster than their tags.
+Entry *HashTableFindNumber(Entry *head, const void *key) {
+  while (head != nullptr && head->key != key) {
+    head = head->next;
   }
-  return entry;
+  return head;
 }
 
-// The bucket's head, with everything behind it visible.
-Entry *HashTableHead(Entry **bucket) {
+inline Entry *HashTableFindInChain(const HashTable *table, Entry *head, uint32_t hash, const void *key) {
+  return table->keyType == HASH_INT_KEY ? HashTableFindNumber(head, key)
+                                        : HashTableFindText(table, head, HashTableTag(hash), key);
+}
+
+Entry *HashTableHead(Entry *const *bucket) {
   return __atomic_load_n(bucket, __ATOMIC_ACQUIRE);
 }
 
-Entry *HashTableNewEntry(const HashTable *table, const void *key, void *value) {
-  auto *entry = static_cast<Entry *>(Util_SafeMalloc(sizeof(Entry)));
+inline Entry *HashTableFind(const HashTable *table, const void *key) {
+  const uint32_t hash = HashTableHash(table, key);
+  return HashTableFindInChain(table, HashTableHead(HashTableBucket(table, hash)), hash, key);
+}
+
+// The value another thread put into a linked entry comes with all that it points to.
+void *HashTableValue(const Entry *entry) {
+  return __atomic_load_n(&entry->clientData, __ATOMIC_ACQUIRE);
+}
+
+void HashTableGiveUnused(HashTable *table, Entry *entry) {
+  entry->tags = 0;
+  entry->next = std::exchange(table->unused, entry);
+}
+
+void HashTableAddBlock(HashTable *table) {
+  auto *block = static_cast<Block *>(Util_SafeMalloc(sizeof(Block)));
+  block->next = std::exchange(table->blocks, block);
+  for (size_t i = std::size(block->entries); i > 0; i--) {
+    HashTableGiveUnused(table, &block->entries[i - 1]);
+  }
+}
+
+Entry *HashTableTakeUnused(HashTable *table) {
+  if (table->atomic) {
+    return static_cast<Entry *>(Util_SafeMalloc(sizeof(Entry)));
+  }
+  if (table->unused == nullptr) {
+    HashTableAddBlock(table);
+  }
+  return std::exchange(table->unused, table->unused->next);
+}
+
+// A new entry that isn't linked yet.
+Entry *HashTableNewEntry(HashTable *table, uint32_t hash, const void *key, void *value) {
+  Entry *entry = HashTableTakeUnused(table);
   entry->key = table->copyKey ? Util_SafeStrdup(static_cast<const char *>(key)) : key;
   entry->clientData = value;
+  entry->tags = HashTableTag(hash);
   return entry;
 }
 
-// Frees the entry and a copied key; the value is left to the caller.
-void HashTableFreeEntry(const HashTable *table, Entry *entry) {
+void HashTableFreeKey(const HashTable *table, Entry *entry) {
   if (table->copyKey) {
     free(const_cast<void *>(entry->key));
   }
-  free(entry);
+}
+
+// Frees the entry and a copied key; the value is left to the caller.
+void HashTableFreeEntry(HashTable *table, Entry *entry) {
+  HashTableFreeKey(table, entry);
+  if (table->atomic) {
+    free(entry);
+  } else {
+    HashTableGiveUnused(table, entry);
+  }
 }
 
 void HashTableFreeValue(const HashTable *table, void *value) {
@@ -132,34 +227,45 @@ void HashTableFreeValue(const HashTable *table, void *value) {
   }
 }
 
-// Puts `value` into the entry and returns the one that was there.
+// Puts `value` into the entry and returns the one that was there, ready to be freed.
 void *HashTableExchangeValue(const HashTable *table, Entry *entry, void *value) {
   return table->atomic ? __atomic_exchange_n(&entry->clientData, value, __ATOMIC_ACQ_REL)
                        : std::exchange(entry->clientData, value);
 }
 
+// Sets the entry's links to stand before `head`. It starts a run of its own when the head's is full.
+void HashTablePutBefore(Entry *entry, Entry *head) {
+  const bool joins = head != nullptr && head->tags >> 56 == 0;
+  entry->next = head;
+  entry->nextRun = joins ? head->nextRun : head;
+  entry->tags = HashTableOwnTag(entry) | (joins ? head->tags << 8 : 0);
+}
+
 // Makes `entry` the bucket's head if `head` still is. Returns whether it did.
 bool HashTableLink(HashTable *table, Entry **bucket, Entry *head, Entry *entry) {
-  entry->next = head;
+  HashTablePutBefore(entry, head);
   if (!table->atomic) {
     *bucket = entry;
     table->numElements++;
     return true;
   }
+  // What a failure reads is dropped: the caller looks at the head again.
   if (!__atomic_compare_exchange_n(bucket, &head, entry, false, __ATOMIC_RELEASE, __ATOMIC_RELAXED)) {
     return false;
   }
+  // Nobody takes the count for a sign of anything else.
   __atomic_add_fetch(&table->numElements, 1, __ATOMIC_RELAXED);
   return true;
 }
 
 // The entry found under `key`, or null after a new one with `value` went in.
 Entry *HashTableLookupOrInsertEntry(HashTable *table, const void *key, void *value) {
-  Entry **bucket = HashTableBucket(table, key);
+  const uint32_t hash = HashTableHash(table, key);
+  Entry **bucket = HashTableBucket(table, hash);
   Entry *created = nullptr;
   while (true) {
     Entry *head = HashTableHead(bucket);
-    Entry *found = HashTableFind(table, head, key);
+    Entry *found = HashTableFindInChain(table, head, hash, key);
     if (found != nullptr) {
       if (created != nullptr) {
         HashTableFreeEntry(table, created);
@@ -167,7 +273,7 @@ Entry *HashTableLookupOrInsertEntry(HashTable *table, const void *key, void *val
       return found;
     }
     if (created == nullptr) {
-      created = HashTableNewEntry(table, key, value);
+      created = HashTableNewEntry(table, hash, key, value);
     }
     if (HashTableLink(table, bucket, head, created)) {
       return nullptr;
@@ -178,15 +284,26 @@ Entry *HashTableLookupOrInsertEntry(HashTable *table, const void *key, void *val
 // Takes the entry out of its bucket. Null when the key isn't there.
 Entry *HashTableUnlink(HashTable *table, const void *key) {
   ASSERT(!table->atomic);
-  for (Entry **link = HashTableBucket(table, key); *link != nullptr; link = &(*link)->next) {
-    Entry *entry = *link;
-    if (HashTableKeysEqual(table, entry->key, key)) {
-      *link = entry->next;
-      table->numElements--;
-      return entry;
-    }
+  const uint32_t hash = HashTableHash(table, key);
+  Entry **bucket = HashTableBucket(table, hash);
+  Entry *found = HashTableFindInChain(table, *bucket, hash, key);
+  if (found == nullptr) {
+    return nullptr;
   }
-  return nullptr;
+  // Those before it are taken off, and put back the last first, to form their runs anew.
+  Entry *taken = nullptr;
+  for (Entry *entry = *bucket; entry != found;) {
+    Entry *next = std::exchange(entry->next, taken);
+    taken = std::exchange(entry, next);
+  }
+  *bucket = found->next;
+  while (taken != nullptr) {
+    Entry *next = taken->next;
+    HashTablePutBefore(taken, *bucket);
+    *bucket = std::exchange(taken, next);
+  }
+  table->numElements--;
+  return found;
 }
 
 }  // namespace
@@ -202,7 +319,7 @@ HashTable *HashTable_Alloc(uint32_t numEntries, int keyType, HashTableFreeEntryF
   const bool copyKey = (keyType & HASH_FLAG_COPYKEY) != 0;
   ASSERT(!copyKey || type != HASH_INT_KEY);
 
-  auto *table = static_cast<HashTable *>(Util_SafeMalloc(sizeof(HashTable)));
+  auto *table = static_cast<HashTable *>(Util_SafeCalloc(1, sizeof(HashTable)));
   table->numEntries = numEntries;
   table->numBits = static_cast<uint32_t>(std::countr_zero(numEntries));
   table->keyType = type;
@@ -211,7 +328,6 @@ HashTable *HashTable_Alloc(uint32_t numEntries, int keyType, HashTableFreeEntryF
   table->freeEntryFn = fn;
   // An array of pointers is meant. NOLINTNEXTLINE(bugprone-sizeof-expression)
   table->buckets = static_cast<Entry **>(Util_SafeCalloc(numEntries, sizeof(Entry *)));
-  table->numElements = 0;
   return table;
 }
 
@@ -222,7 +338,8 @@ HashTable *HashTable_AllocOnce(HashTable *volatile *table, uint32_t numEntries, 
     return current;
   }
   HashTable *created = HashTable_Alloc(numEntries, keyType, fn);
-  if (__atomic_compare_exchange_n(table, &current, created, false, __ATOMIC_ACQ_REL, __ATOMIC_ACQUIRE)) {
+  // The winner's table is seen with its content, by the next one as by the loser.
+  if (__atomic_compare_exchange_n(table, &current, created, false, __ATOMIC_RELEASE, __ATOMIC_ACQUIRE)) {
     return created;
   }
   created->atomic = false;
@@ -241,17 +358,18 @@ void HashTable_Free(HashTable *table) {
 
 void HashTable_Clear(HashTable *table) {
   ASSERT(!table->atomic);
-  for (uint32_t i = 0; i < table->numEntries; i++) {
-    Entry *entry = table->buckets[i];
-    table->buckets[i] = nullptr;
-    while (entry != nullptr) {
-      Entry *next = entry->next;
-      HashTableFreeValue(table, entry->clientData);
-      HashTableFreeEntry(table, entry);
-      entry = next;
-    }
-  }
+  std::fill_n(table->buckets, table->numEntries, nullptr);
+  table->unused = nullptr;
   table->numElements = 0;
+  for (Block *block = std::exchange(table->blocks, nullptr); block != nullptr;) {
+    for (Entry &entry : block->entries) {
+      if (entry.tags != 0) {
+        HashTableFreeValue(table, entry.clientData);
+        HashTableFreeKey(table, &entry);
+      }
+    }
+    free(std::exchange(block, block->next));
+  }
 }
 
 bool HashTable_Insert(HashTable *table, const void *key, void *value) {
@@ -259,8 +377,8 @@ bool HashTable_Insert(HashTable *table, const void *key, void *value) {
 }
 
 void *HashTable_LookupOrInsert(HashTable *table, const void *key, void *value) {
-  Entry *entry = HashTableLookupOrInsertEntry(table, key, value);
-  return entry == nullptr ? value : __atomic_load_n(&entry->clientData, __ATOMIC_ACQUIRE);
+  const Entry *entry = HashTableLookupOrInsertEntry(table, key, value);
+  return entry == nullptr ? value : HashTableValue(entry);
 }
 
 bool HashTable_ReplaceOrInsert(HashTable *table, const void *key, void *value) {
@@ -273,7 +391,7 @@ bool HashTable_ReplaceOrInsert(HashTable *table, const void *key, void *value) {
 }
 
 bool HashTable_ReplaceIfEqual(HashTable *table, const void *key, void *oldValue, void *newValue) {
-  Entry *entry = HashTableFind(table, HashTableHead(HashTableBucket(table, key)), key);
+  Entry *entry = HashTableFind(table, key);
   if (entry == nullptr) {
     return false;
   }
@@ -294,12 +412,12 @@ bool HashTable_ReplaceIfEqual(HashTable *table, const void *key, void *oldValue,
 }
 
 bool HashTable_Lookup(const HashTable *table, const void *key, void **value) {
-  const Entry *entry = HashTableFind(table, HashTableHead(HashTableBucket(table, key)), key);
+  const Entry *entry = HashTableFind(table, key);
   if (entry == nullptr) {
     return false;
   }
   if (value != nullptr) {
-    *value = __atomic_load_n(&entry->clientData, __ATOMIC_ACQUIRE);
+    *value = HashTableValue(entry);
   }
   return true;
 }
@@ -346,8 +464,7 @@ void HashTable_ToArray(const HashTable *table, void ***values, size_t *count) {
 int HashTable_ForEach(const HashTable *table, HashTableForEachCallback callback, void *clientData) {
   for (uint32_t i = 0; i < table->numEntries; i++) {
     for (const Entry *entry = HashTableHead(&table->buckets[i]); entry != nullptr; entry = entry->next) {
-      void *value = __atomic_load_n(&entry->clientData, __ATOMIC_ACQUIRE);
-      const int result = callback(static_cast<const char *>(entry->key), value, clientData);
+      const int result = callback(static_cast<const char *>(entry->key), HashTableValue(entry), clientData);
       if (result != 0) {
         return result;
       }

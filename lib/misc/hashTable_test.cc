@@ -3,14 +3,19 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <atomic>
+#include <cctype>
+#include <clocale>
+#include <cstdlib>
+#include <map>
 #include <memory>
+#include <random>
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "allocations.h"
 #include "owned.h"
+#include "testhost.h"
 
 namespace {
 
@@ -36,16 +41,50 @@ void *Find(const HashTable *table, const void *key) {
   return value;
 }
 
-template <typename Function>
-void OnEightThreads(Function function) {
-  std::vector<std::thread> threads;
-  threads.reserve(8);
-  for (int thread = 0; thread < 8; thread++) {
-    threads.emplace_back(function, thread);
+// The keys of a table in the order of the walk, which goes bucket by bucket.
+std::vector<std::string> KeysInOrder(const HashTable *table) {
+  std::vector<std::string> keys;
+  HashTable_ForEach(
+      table,
+      [](const char *key, void * /*value*/, void *data) {
+        static_cast<std::vector<std::string> *>(data)->emplace_back(key);
+        return 0;
+      },
+      &keys);
+  return keys;
+}
+
+// The hash and the folding as they are told, one byte at a time.
+uint32_t ToldHash(const std::string &key, bool caseless) {
+  uint32_t hash = 0;
+  for (const char c : key) {
+    const auto byte = static_cast<unsigned char>(c);
+    hash ^= caseless ? static_cast<uint32_t>(tolower(byte)) : byte;
+    hash = hash >> 27 | hash << 5;
   }
-  for (std::thread &thread : threads) {
-    thread.join();
+  return hash;
+}
+
+uint32_t ToldBucket(uint32_t hash, uint32_t bits) {
+  const uint32_t mask = (1U << bits) - 1;
+  while (bits > 0 && hash > mask) {
+    hash = (hash >> bits) ^ (hash & mask);
   }
+  return bits > 0 ? hash : 0;
+}
+
+// Texts of all lengths and of all bytes but NUL.
+std::vector<std::string> ManyKeys(size_t count) {
+  std::mt19937 random(7);
+  std::set<std::string> keys;
+  while (keys.size() < count) {
+    std::string key;
+    for (size_t length = random() % 40; length > 0; length--) {
+      key += static_cast<char>(1 + random() % 255);
+    }
+    keys.insert(key);
+  }
+  return {keys.begin(), keys.end()};
 }
 
 TEST(HashTable, InsertRefusesAKeyThatExists) {
@@ -136,6 +175,27 @@ TEST(HashTable, KeysThatDifferInCaseAreOneOnlyWithoutRegardToCase) {
   EXPECT_TRUE(HashTable_Insert(exact.get(), "LibDir", Value(2)));
 }
 
+TEST(HashTable, AKeyStaysWhereItIsWhenTheLocaleChanges) {
+  const OwnedTable table(HashTable_Alloc(4096, HASH_ISTRING_KEY, nullptr));
+  HashTable_Insert(table.get(),
+                   "Gr\xd6\xdf"
+                   "E",
+                   Value(1));
+  testhost::Host host;
+  host.Enter();
+  ASSERT_EQ(system("localedef -i de_DE -f ISO-8859-1 /usr/lib/locale/de_DE"), 0);
+  ASSERT_NE(setlocale(LC_ALL, "de_DE"), nullptr);
+  ASSERT_EQ(tolower(0xd6), 0xf6);
+  EXPECT_EQ(Find(table.get(),
+                 "gR\xd6\xdf"
+                 "e"),
+            Value(1));
+  EXPECT_FALSE(HashTable_Lookup(table.get(),
+                                "gr\xf6\xdf"
+                                "e",
+                                nullptr));
+}
+
 TEST(HashTable, IntegerKeysUseAll64Bits) {
   const OwnedTable table(HashTable_Alloc(8, HASH_INT_KEY, nullptr));
   const std::vector<uintptr_t> keys = {0, 1, 0x100000000, 0x100000001, UINTPTR_MAX};
@@ -165,16 +225,97 @@ TEST(HashTable, KeepsABucketsNewestEntryFirst) {
   for (const char *key : {"first", "second", "third"}) {
     HashTable_Insert(table.get(), key, nullptr);
   }
-  std::vector<std::string> seen;
-  const int result = HashTable_ForEach(
-      table.get(),
-      [](const char *key, void * /*value*/, void *data) {
-        static_cast<std::vector<std::string> *>(data)->emplace_back(key);
-        return 0;
-      },
-      &seen);
-  EXPECT_EQ(result, 0);
-  EXPECT_EQ(seen, (std::vector<std::string>{"third", "second", "first"}));
+  EXPECT_EQ(KeysInOrder(table.get()), (std::vector<std::string>{"third", "second", "first"}));
+}
+
+TEST(HashTable, PutsEachTextInTheBucketOfItsHash) {
+  for (const bool caseless : {false, true}) {
+    for (const uint32_t bits : {0U, 1U, 2U, 5U, 7U, 11U, 12U, 16U, 17U}) {
+      const OwnedTable table(
+          HashTable_Alloc(1U << bits, caseless ? HASH_ISTRING_KEY : HASH_STRING_KEY, nullptr));
+      std::map<uint32_t, std::vector<std::string>> buckets;
+      const std::vector<std::string> keys = ManyKeys(500);
+      for (const std::string &key : keys) {
+        if (HashTable_Insert(table.get(), key.c_str(), nullptr)) {
+          auto &bucket = buckets[ToldBucket(ToldHash(key, caseless), bits)];
+          bucket.insert(bucket.begin(), key);
+        }
+      }
+      std::vector<std::string> expected;
+      for (const auto &[number, bucket] : buckets) {
+        expected.insert(expected.end(), bucket.begin(), bucket.end());
+      }
+      EXPECT_EQ(KeysInOrder(table.get()), expected) << bits << " bits, caseless " << caseless;
+    }
+  }
+}
+
+TEST(HashTable, PutsEachNumberInTheBucketOfItsHash) {
+  const OwnedTable table(HashTable_Alloc(64, HASH_INT_KEY, nullptr));
+  std::map<uint32_t, std::vector<void *>> buckets;
+  std::mt19937_64 random(7);
+  for (int i = 0; i < 500; i++) {
+    const uint64_t number = random() >> random() % 64;
+    const auto hash = static_cast<uint32_t>(((number >> 32) ^ number) * 48271);
+    void *value = Value(static_cast<intptr_t>(number));
+    if (HashTable_Insert(table.get(), Key(number), value)) {
+      auto &bucket = buckets[ToldBucket(hash, 6)];
+      bucket.insert(bucket.begin(), value);
+    }
+  }
+  std::vector<void *> expected;
+  for (const auto &[number, bucket] : buckets) {
+    expected.insert(expected.end(), bucket.begin(), bucket.end());
+  }
+  void **values = nullptr;
+  size_t count = 0;
+  HashTable_ToArray(table.get(), &values, &count);
+  EXPECT_EQ(std::vector<void *>(values, values + count), expected);
+  free(static_cast<void *>(values));
+}
+
+TEST(HashTable, FindsWhatIsThereAfterAnyDeletions) {
+  for (const int keyType : {static_cast<int>(HASH_STRING_KEY), HASH_STRING_KEY | HASH_FLAG_COPYKEY}) {
+    // Chains of a length on both sides of any border that they may have.
+    const OwnedTable table(HashTable_Alloc(4, keyType, nullptr));
+    const std::vector<std::string> keys = ManyKeys(150);
+    std::map<std::string, void *> model;
+    std::mt19937 random(7);
+    for (intptr_t i = 1; i <= 6000; i++) {
+      const std::string &key = keys[random() % keys.size()];
+      void *value = nullptr;
+      if (random() % 2 == 0) {
+        EXPECT_EQ(HashTable_Insert(table.get(), key.c_str(), Value(i)),
+                  model.try_emplace(key, Value(i)).second);
+      } else if (random() % 2 == 0) {
+        EXPECT_EQ(HashTable_Delete(table.get(), key.c_str()), model.erase(key) == 1);
+      } else {
+        const auto known = model.extract(key);
+        EXPECT_EQ(HashTable_LookupAndDelete(table.get(), key.c_str(), &value), !known.empty());
+        EXPECT_EQ(value, known.empty() ? nullptr : known.mapped());
+      }
+      const std::string &other = keys[random() % keys.size()];
+      EXPECT_EQ(HashTable_Lookup(table.get(), other.c_str(), nullptr), model.contains(other));
+    }
+    EXPECT_EQ(HashTable_GetNumElements(table.get()), model.size());
+    for (const auto &[key, value] : model) {
+      EXPECT_EQ(Find(table.get(), key.c_str()), value);
+    }
+  }
+}
+
+TEST(HashTable, DeletionKeepsTheOrderOfTheOthers) {
+  const OwnedTable table(HashTable_Alloc(1, HASH_STRING_KEY | HASH_FLAG_COPYKEY, nullptr));
+  std::vector<std::string> expected;
+  for (int i = 0; i < 40; i++) {
+    expected.insert(expected.begin(), std::to_string(i));
+    HashTable_Insert(table.get(), expected.front().c_str(), nullptr);
+  }
+  for (const size_t gone : {39, 20, 7, 7, 8, 0}) {
+    EXPECT_TRUE(HashTable_Delete(table.get(), expected[gone].c_str()));
+    expected.erase(expected.begin() + static_cast<ptrdiff_t>(gone));
+    EXPECT_EQ(KeysInOrder(table.get()), expected);
+  }
 }
 
 TEST(HashTable, ForEachStopsAtTheFirstResultOtherThanZero) {
@@ -224,6 +365,53 @@ TEST(HashTable, FreeTakesNull) {
   HashTable_Free(nullptr);
 }
 
+TEST(HashTable, ToArrayOfAnEmptyTableHasNoValues) {
+  const OwnedTable table(HashTable_Alloc(4, HASH_INT_KEY, nullptr));
+  void **values = nullptr;
+  size_t count = 7;
+  HashTable_ToArray(table.get(), &values, &count);
+  free(static_cast<void *>(values));
+  EXPECT_EQ(count, 0U);
+}
+
+TEST(HashTableDeathTest, StopsAtEachAllocationThatFails) {
+  const std::string text = "Unrecoverable memory allocation failure at lib/misc/hashTable.cc:[0-9]+\n$";
+  for (const int flags : {static_cast<int>(HASH_FLAG_COPYKEY), HASH_FLAG_COPYKEY | HASH_FLAG_ATOMIC}) {
+    HashTable *table = nullptr;
+    const auto fill = [&] {
+      table = HashTable_Alloc(4, HASH_STRING_KEY | flags, nullptr);
+      HashTable_Insert(table, "key", nullptr);
+    };
+    const size_t count = testhost::CountAllocations(fill);
+    EXPECT_EQ(count, 4U);  // table, buckets, entries, key
+    for (size_t i = 0; i < count; i++) {
+      EXPECT_EXIT(
+          {
+            const testhost::AllocationFault fault(i);
+            fill();
+          },
+          testing::ExitedWithCode(255), text)
+          << i;
+    }
+    static std::vector<HashTable *> kept;  // an atomic table can't be freed
+    kept.push_back(table);
+  }
+}
+
+TEST(HashTableDeathTest, StopsWhenThereIsNoMemoryForTheArray) {
+  const OwnedTable table(HashTable_Alloc(4, HASH_INT_KEY, nullptr));
+  HashTable_Insert(table.get(), Key(1), Value(1));
+  void **values = nullptr;
+  size_t count = 0;
+  EXPECT_EXIT(
+      {
+        const testhost::AllocationFault fault(0);
+        HashTable_ToArray(table.get(), &values, &count);
+      },
+      testing::ExitedWithCode(255),
+      "Unrecoverable memory allocation failure at lib/misc/hashTable.cc:[0-9]+\n$");
+}
+
 TEST(HashTableDeathTest, AllocRefusesWhatIsNotAllowed) {
   EXPECT_EXIT(HashTable_Alloc(0, HASH_STRING_KEY, nullptr), testing::ExitedWithCode(255),
               "^ASSERT lib/misc/hashTable.cc:[0-9]+\n$");
@@ -249,75 +437,6 @@ TEST(HashTableDeathTest, AnAtomicTableCannotBeEmptiedOrCounted) {
   EXPECT_EXIT(HashTable_ToArray(table, &values, &count), panics, text);
   EXPECT_EXIT(HashTable_Delete(table, "a"), panics, text);
   EXPECT_EXIT(HashTable_LookupAndDelete(table, "a", &value), panics, text);
-}
-
-TEST(AtomicHashTable, EightThreadsInsertEachKeyOnce) {
-  constexpr int kKeys = 5000;
-  // Few buckets, so that threads meet at the same heads.
-  static HashTable *table =
-      HashTable_Alloc(16, HASH_STRING_KEY | HASH_FLAG_ATOMIC | HASH_FLAG_COPYKEY, nullptr);
-  std::vector<std::atomic<int>> wins(kKeys);
-  std::vector<std::atomic<intptr_t>> winner(kKeys);
-  OnEightThreads([&](int thread) {
-    for (int i = 0; i < kKeys; i++) {
-      if (HashTable_Insert(table, ("key" + std::to_string(i)).c_str(), Value(thread * kKeys + i + 1))) {
-        wins[static_cast<size_t>(i)]++;
-        winner[static_cast<size_t>(i)] = thread * kKeys + i + 1;
-      }
-    }
-  });
-  for (size_t i = 0; i < kKeys; i++) {
-    EXPECT_EQ(wins[i], 1);
-    EXPECT_EQ(Find(table, ("key" + std::to_string(i)).c_str()), Value(winner[i]));
-  }
-}
-
-TEST(AtomicHashTable, EightThreadsReplaceWithoutLosingAnUpdate) {
-  static HashTable *table = HashTable_Alloc(1, HASH_STRING_KEY | HASH_FLAG_ATOMIC, nullptr);
-  HashTable_Insert(table, "count", Value(0));
-  OnEightThreads([](int /*thread*/) {
-    for (int i = 0; i < 2000; i++) {
-      void *old = nullptr;
-      do {
-        HashTable_Lookup(table, "count", &old);
-      } while (!HashTable_ReplaceIfEqual(table, "count", old, static_cast<char *>(old) + 1));
-    }
-  });
-  EXPECT_EQ(Find(table, "count"), Value(16000));
-}
-
-TEST(AtomicHashTable, ReplaceOrInsertFreesEachReplacedValueOnce) {
-  static std::atomic<intptr_t> freedSum;
-  static HashTable *table = HashTable_Alloc(1, HASH_STRING_KEY | HASH_FLAG_ATOMIC, [](void *value) {
-    freedSum += reinterpret_cast<intptr_t>(value);
-  });
-  std::atomic<int> created = 0;
-  std::atomic<intptr_t> givenSum = 0;
-  OnEightThreads([&](intptr_t thread) {
-    for (intptr_t i = 1; i <= 2000; i++) {
-      givenSum += thread * 2000 + i;
-      created += HashTable_ReplaceOrInsert(table, "k", Value(thread * 2000 + i)) ? 1 : 0;
-    }
-  });
-  EXPECT_EQ(created, 1);
-  EXPECT_EQ(freedSum + reinterpret_cast<intptr_t>(Find(table, "k")), givenSum);
-}
-
-TEST(AtomicHashTable, AllocOnceGivesEveryThreadTheSameTable) {
-  for (int round = 0; round < 200; round++) {
-    HashTable *volatile shared = nullptr;
-    std::array<HashTable *, 8> seen{};
-    OnEightThreads([&](int thread) {
-      seen.at(static_cast<size_t>(thread)) =
-          HashTable_AllocOnce(&shared, 2, HASH_STRING_KEY | HASH_FLAG_COPYKEY, nullptr);
-    });
-    HashTable *const one = shared;
-    EXPECT_NE(one, nullptr);
-    for (const HashTable *table : seen) {
-      EXPECT_EQ(table, one);
-    }
-    HashTable_Free(one);
-  }
 }
 
 }  // namespace

@@ -56,23 +56,37 @@ char *Argument(char *line, std::string_view prefix) {
   return std::string_view(line).starts_with(prefix) ? line + prefix.size() : nullptr;
 }
 
+// The next token of a blank-separated list, ended by a NUL, or null when there is none. Moves `*rest` behind
+// it.
+char *NextToken(char **rest) {
+  char *token = *rest;
+  while (*token == ' ') {
+    token++;
+  }
+  if (*token == '\0') {
+    return nullptr;
+  }
+  char *end = strchrnul(token, ' ');
+  *rest = *end == '\0' ? end : end + 1;
+  *end = '\0';
+  return token;
+}
+
 void ReplayFile(char *argument, OwnedString line) {
-  char *rest = nullptr;
-  const char *path = strtok_r(argument, " ", &rest);
+  const char *path = NextToken(&argument);
   if (!path) {
     return;
   }
-  const char *time = strtok_r(nullptr, " ", &rest);
+  const char *time = NextToken(&argument);
   Insert(journal.files, path, time ? NewTime(strtoll(time, nullptr, 10)) : nullptr, std::move(line));
 }
 
 void ReplayAnswer(char *argument, OwnedString line) {
-  char *rest = nullptr;
-  const char *key = strtok_r(argument, " ", &rest);
+  const char *key = NextToken(&argument);
   if (!key) {
     return;
   }
-  Insert(journal.answers, key, Util_SafeStrdup(strtok_r(nullptr, " ", &rest)), std::move(line));
+  Insert(journal.answers, key, Util_SafeStrdup(NextToken(&argument)), std::move(line));
 }
 
 // The fields of a line that adds end at a blank; the one field of a line that removes is all of its rest.
