@@ -58,7 +58,7 @@ endfunction()
 # The functions whose results testhost::AllocationFault turns into failures in a test program.
 set(OST_ALLOCATORS malloc calloc realloc strdup strndup)
 list(TRANSFORM OST_ALLOCATORS PREPEND -Wl,--wrap= OUTPUT_VARIABLE OST_WRAP_ALLOCATORS)
-# A library behind the test host's may be the first that allocates, so that the linker has to be told to take them.
+# A library behind the test host's may be the first that allocates, so the linker is told to take them.
 list(APPEND OST_WRAP_ALLOCATORS -Wl,--undefined=__wrap_malloc)
 
 # ost_tests(LIBRARIES... DIRECTORIES directory...): a test program for each x_test.cc of the directories and a
