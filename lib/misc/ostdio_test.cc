@@ -1,11 +1,17 @@
 #include "ostdio.h"
 
 #include <gtest/gtest.h>
+#include <malloc.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
+#include <random>
 #include <string>
 #include <vector>
 
+#include "allocations.h"
 #include "owned.h"
 
 namespace {
@@ -113,6 +119,122 @@ TEST(ReadNextLine, TakesALineThatReachesTheLimitExactly) {
   EXPECT_EQ(line, text);
   free(line);
   EXPECT_EQ(StdIO_ReadNextLine(stream.get(), &line, 1022, nullptr), StdIO_Error);
+}
+
+// The lines of a content by their definition.
+Texts SplitLines(const std::string &content) {
+  Texts lines;
+  for (size_t at = 0; at < content.size();) {
+    const size_t end = std::min(content.find_first_of("\r\n", at), content.size());
+    lines.push_back(content.substr(at, end - at));
+    at = end + (content.compare(end, 2, "\r\n") == 0 ? 2 : 1);
+  }
+  return lines;
+}
+
+// Line ends then meet the ends of the stream's own buffer in every way.
+TEST(ReadNextLine, FindsLineEndsWhereverTheStreamsBufferEnds) {
+  std::mt19937 random(3);
+  for (const int mode : {_IOFBF, _IOLBF, _IONBF}) {
+    for (const size_t size : {size_t{2}, size_t{3}, size_t{7}, size_t{64}, size_t{4096}}) {
+      std::string content;
+      while (content.size() < 6000) {
+        content.append(random() % 9, static_cast<char>('a' + random() % 26));
+        content += std::array{"\n", "\r", "\r\n", "\r\r\n", "x"}[random() % 5];
+      }
+      const OwnedStream stream = StreamOf(content);
+      std::vector<char> buffer(size);
+      ASSERT_EQ(setvbuf(stream.get(), buffer.data(), mode, size), 0);
+      Texts lines;
+      char *line = nullptr;
+      size_t length = 0;
+      while (StdIO_ReadNextLine(stream.get(), &line, 0, &length) == StdIO_Success) {
+        lines.emplace_back(line, length);
+        free(line);
+      }
+      EXPECT_EQ(lines, SplitLines(content)) << mode << " " << size;
+    }
+  }
+}
+
+TEST(ReadNextLine, StandsWithOtherReadersOfTheStream) {
+  const OwnedStream stream = StreamOf("ab\ncd\r\nef\rgh\n");
+  EXPECT_EQ(getc(stream.get()), 'a');
+  ungetc('x', stream.get());
+  char *line = nullptr;
+  const auto next = [&] {
+    EXPECT_EQ(StdIO_ReadNextLine(stream.get(), &line, 0, nullptr), StdIO_Success);
+    return std::string(OwnedString(line).get());
+  };
+  EXPECT_EQ(next(), "xb");
+  EXPECT_EQ(ftell(stream.get()), 3);
+  EXPECT_EQ(next(), "cd");
+  EXPECT_EQ(ftell(stream.get()), 7);
+  EXPECT_EQ(next(), "ef");
+  EXPECT_EQ(ftell(stream.get()), 10);
+  EXPECT_EQ(getc(stream.get()), 'g');
+  EXPECT_EQ(next(), "h");
+}
+
+TEST(ReadNextLine, TakesFromAPipeWhatIsThere) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const OwnedStream in(fdopen(ends[0], "r"));
+  const OwnedStream out(fdopen(ends[1], "w"));
+  fputs("first\r\nsec", out.get());
+  fflush(out.get());
+  char *line = nullptr;
+  ASSERT_EQ(StdIO_ReadNextLine(in.get(), &line, 0, nullptr), StdIO_Success);
+  EXPECT_EQ(std::string(OwnedString(line).get()), "first");
+  fputs("ond\n", out.get());
+  fflush(out.get());
+  ASSERT_EQ(StdIO_ReadNextLine(in.get(), &line, 0, nullptr), StdIO_Success);
+  EXPECT_EQ(std::string(OwnedString(line).get()), "second");
+}
+
+TEST(ReadNextLine, FailsForEachAllocationThatFails) {
+  for (const size_t length : {size_t{10}, size_t{1023}, size_t{5000}, size_t{300000}}) {
+    const std::string content = std::string(length, 'x') + "\n";
+    const auto read = [&] {
+      const OwnedStream stream = StreamOf(content);
+      setvbuf(stream.get(), nullptr, _IONBF, 0);
+      char *line = nullptr;
+      size_t count = 4711;
+      const StdIO_Status status = StdIO_ReadNextLine(stream.get(), &line, 0, &count);
+      const OwnedString owned(line);
+      EXPECT_EQ(line != nullptr, status == StdIO_Success);
+      EXPECT_EQ(count, status == StdIO_Success ? length : 4711);
+      return status;
+    };
+    const size_t count = testhost::CountAllocations(read);
+    EXPECT_GE(count, 1U);
+    for (size_t i = 0; i < count; i++) {
+      const testhost::AllocationFault fault(i);
+      errno = 0;
+      EXPECT_EQ(read(), StdIO_Error) << i;
+      EXPECT_TRUE(fault.Happened());
+    }
+  }
+}
+
+TEST(ReadNextLine, SaysThatMemoryIsOut) {
+  const OwnedStream stream = StreamOf("abc\n");
+  char *line = nullptr;
+  const testhost::AllocationFault fault(0);
+  errno = 0;
+  EXPECT_EQ(StdIO_ReadNextLine(stream.get(), &line, 0, nullptr), StdIO_Error);
+  EXPECT_EQ(errno, ENOMEM);
+}
+
+TEST(ReadNextLine, AllocatesALineAtItsSize) {
+  const OwnedStream stream = StreamOf("abc\n" + std::string(100000, 'x') + "\n");
+  char *line = nullptr;
+  ASSERT_EQ(StdIO_ReadNextLine(stream.get(), &line, 0, nullptr), StdIO_Success);
+  EXPECT_LT(malloc_usable_size(line), 64U);
+  free(line);
+  ASSERT_EQ(StdIO_ReadNextLine(stream.get(), &line, 0, nullptr), StdIO_Success);
+  EXPECT_LT(malloc_usable_size(line), 101000U);
+  free(line);
 }
 
 TEST(ReadNextLine, AReadErrorIsAnError) {
