@@ -1,0 +1,292 @@
+#include <iconv.h>
+#include <langinfo.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <clocale>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+#include "codeset.h"
+#include "codesetOldInt.h"
+#include "codesetUtfInt.h"
+#include "owned.h"
+#include "panicUser.h"
+#include "str.h"
+#include "unicode.h"
+#include "util_misc.h"
+
+namespace {
+
+using Order = CodeSetUtf_Order;
+using Result = CodeSetUtf_Result;
+
+constexpr size_t kIconvFailed = static_cast<size_t>(-1);
+
+// What iconv_open returns for failure.
+iconv_t NoIconv() {
+  return reinterpret_cast<iconv_t>(-1);  // NOLINT(performance-no-int-to-ptr): that is its interface
+}
+
+iconv_t IconvOpen(const char *codeIn, const char *codeOut, unsigned flags) {
+  if (flags != CODESET_STOP) {
+    const OwnedString target(Str_Asprintf(nullptr, "%s//TRANSLIT", codeOut));
+    if (target == nullptr) {
+      return NoIconv();
+    }
+    const iconv_t iconv = iconv_open(target.get(), codeIn);
+    if (iconv != NoIconv()) {
+      return iconv;
+    }
+  }
+  return iconv_open(codeOut, codeIn);
+}
+
+// Converts what is at `*bufIn` once, into all the room that is there, after making room for `wanted` bytes.
+// Returns 0 or an errno value.
+int IconvStep(iconv_t iconvHandle, char **bufIn, size_t *sizeIn, size_t wanted, DynBuf *dynBuf) {
+  if (!DynBuf_Enlarge(dynBuf, dynBuf->size + wanted)) {
+    return ENOMEM;
+  }
+  char *out = dynBuf->data + dynBuf->size;
+  size_t room = dynBuf->allocated - dynBuf->size;
+  const int error = iconv(iconvHandle, bufIn, sizeIn, &out, &room) == kIconvFailed ? errno : 0;
+  dynBuf->size = static_cast<size_t>(out - dynBuf->data);
+  return error;
+}
+
+// Converts all of the text. With flags, an invalid sequence ends it.
+bool IconvText(iconv_t iconvHandle, const char *bufIn, size_t sizeIn, unsigned flags, DynBuf *dynBuf) {
+  auto *rest = const_cast<char *>(bufIn);
+  do {
+    const size_t before = dynBuf->size;
+    const int error = IconvStep(iconvHandle, &rest, &sizeIn, sizeIn + kCodeSetTerminator, dynBuf);
+    const bool isStuck = sizeIn != 0 && dynBuf->size == before && error != E2BIG;
+    if (isStuck) {
+      return flags != CODESET_STOP && error == EILSEQ;
+    }
+  } while (sizeIn != 0);
+  return true;
+}
+
+// Writes what an encoding with states holds back until its end.
+bool IconvEnd(iconv_t iconvHandle, DynBuf *dynBuf) {
+  int error = 0;
+  do {
+    error = IconvStep(iconvHandle, nullptr, nullptr, kCodeSetTerminator, dynBuf);
+  } while (error == E2BIG);
+  return error == 0;
+}
+
+// The whole conversion on a handle of its own. Leaves what there is of a failed one.
+bool IconvConvert(const char *codeIn, const char *bufIn, size_t sizeIn, const char *codeOut, unsigned flags,
+                  DynBuf *dynBuf) {
+  const iconv_t iconvHandle = IconvOpen(codeIn, codeOut, flags);
+  if (iconvHandle == NoIconv()) {
+    return false;
+  }
+  const bool converted =
+      IconvText(iconvHandle, bufIn, sizeIn, flags, dynBuf) && IconvEnd(iconvHandle, dynBuf);
+  const bool closed = iconv_close(iconvHandle) == 0;
+  return converted && closed;
+}
+
+// Hands out what `convert(dynBuf)` makes of an empty buffer.
+template <typename Convert>
+bool ConvertToNew(char **bufOut, size_t *sizeOut, const Convert &convert) {
+  DynBuf dynBuf;
+  DynBuf_Init(&dynBuf);
+  const bool ok = convert(&dynBuf);
+  return CodeSetDynBufFinalize(ok, &dynBuf, bufOut, sizeOut);
+}
+
+// What a converter between ASCII and UTF-8 does with what isn't ASCII.
+struct BeyondAscii {
+  bool isUtf8;                  // well-formed sequences are one, and not a number of bytes
+  std::string_view substitute;  // stands for each
+};
+
+bool CopyAscii(const char *bufIn, size_t sizeIn, unsigned flags, const BeyondAscii &beyond, DynBuf *dynBuf) {
+  ASSERT(flags <= CODESET_SKIP);
+  if (!CodeSetUtf_Reserve(dynBuf, sizeIn + kCodeSetTerminator)) {
+    return false;
+  }
+  const size_t before = dynBuf->size;
+  const std::string_view substitute = flags == CODESET_SUBSTITUTE ? beyond.substitute : "";
+  std::string_view rest(bufIn, sizeIn);
+  while (!rest.empty()) {
+    const size_t ascii = CodeSetUtf_AsciiLength(rest.data(), rest.size());
+    bool ok = DynBuf_Append(dynBuf, rest.data(), ascii);
+    rest.remove_prefix(ascii);
+    if (!rest.empty()) {
+      ok = ok && flags != CODESET_STOP && DynBuf_Append(dynBuf, substitute.data(), substitute.size());
+      const size_t length = beyond.isUtf8 ? CodeSetUtf_SequenceLength(rest.data(), rest.size()) : 1;
+      rest.remove_prefix(std::max<size_t>(length, 1));
+    }
+    if (!ok) {
+      dynBuf->size = before;
+      return false;
+    }
+  }
+  return true;
+}
+
+OwnedString LocaleCodeSet() {
+  locale_t locale = newlocale(LC_CTYPE_MASK, "", nullptr);
+  if (locale == nullptr) {
+    locale = newlocale(LC_CTYPE_MASK, "C", nullptr);
+  }
+  ASSERT(locale != nullptr);
+  OwnedString name(Util_SafeStrdup(nl_langinfo_l(CODESET, locale)));
+  freelocale(locale);
+  return name;
+}
+
+OwnedString FindCurrentCodeSet() {
+  const char *names = getenv("G_FILENAME_ENCODING");
+  if (names != nullptr && *names != '\0') {
+    OwnedString first(Util_SafeStrndup(names, strcspn(names, ",")));
+    return strcmp(first.get(), "@locale") == 0 ? LocaleCodeSet() : std::move(first);
+  }
+  if (getenv("G_BROKEN_FILENAMES") != nullptr) {
+    return LocaleCodeSet();
+  }
+  return OwnedString(Util_SafeStrdup("UTF-8"));
+}
+
+}  // namespace
+
+bool CodeSetDynBufFinalize(bool ok, DynBuf *dynBuf, char **bufOut, size_t *sizeOut) {
+  const size_t size = dynBuf->size;
+  const size_t whole = size + kCodeSetTerminator;
+  if (!ok || (dynBuf->allocated != whole && !DynBuf_Realloc(dynBuf, whole))) {
+    DynBuf_Destroy(dynBuf);
+    ok = false;
+  } else {
+    memset(dynBuf->data + size, 0, kCodeSetTerminator);
+  }
+  *bufOut = static_cast<char *>(DynBuf_Detach(dynBuf));
+  if (sizeOut != nullptr) {
+    *sizeOut = ok ? size : 0;
+  }
+  return ok;
+}
+
+const char *CodeSetOld_GetCurrentCodeSet() {
+  // From the first call to the end of the process.
+  static const char *const name = FindCurrentCodeSet().release();
+  return name;
+}
+
+bool CodeSetOld_GenericToGenericDb(const char *codeIn, const char *bufIn, size_t sizeIn, const char *codeOut,
+                                   unsigned flags, DynBuf *dynBuf) {
+  ASSERT(flags <= CODESET_SKIP);
+  const Result result = CodeSetUtf_Convert(codeIn, bufIn, sizeIn, codeOut, dynBuf);
+  if (result == Result::kDone || result == Result::kNoMemory) {
+    return result == Result::kDone;
+  }
+  const size_t before = dynBuf->size;
+  const bool converted = IconvConvert(codeIn, bufIn, sizeIn, codeOut, flags, dynBuf);
+  if (!converted) {
+    dynBuf->size = before;
+  }
+  return converted;
+}
+
+bool CodeSetOld_GenericToGeneric(const char *codeIn, const char *bufIn, size_t sizeIn, const char *codeOut,
+                                 unsigned flags, char **bufOut, size_t *sizeOut) {
+  return ConvertToNew(bufOut, sizeOut, [&](DynBuf *dynBuf) {
+    return CodeSetOld_GenericToGenericDb(codeIn, bufIn, sizeIn, codeOut, flags, dynBuf);
+  });
+}
+
+bool CodeSetOld_Validate(const char *buffer, size_t size, const char *code) {
+  DynBuf scratch;
+  DynBuf_Init(&scratch);
+  const bool isValid = CodeSetOld_GenericToGenericDb(code, buffer, size, "UTF-8", CODESET_STOP, &scratch);
+  DynBuf_Destroy(&scratch);
+  return isValid;
+}
+
+bool CodeSetOld_IsEncodingSupported(const char *name) {
+  ASSERT(name != nullptr);
+  return Unicode_EncodingNameToEnum(name) != STRING_ENCODING_UNKNOWN;
+}
+
+bool CodeSetOld_Utf8ToCurrent(const char *bufIn, size_t sizeIn, char **bufOut, size_t *sizeOut) {
+  return CodeSetOld_GenericToGeneric("UTF-8", bufIn, sizeIn, CodeSetOld_GetCurrentCodeSet(), CODESET_STOP,
+                                     bufOut, sizeOut);
+}
+
+bool CodeSetOld_CurrentToUtf8(const char *bufIn, size_t sizeIn, char **bufOut, size_t *sizeOut) {
+  return CodeSetOld_GenericToGeneric(CodeSetOld_GetCurrentCodeSet(), bufIn, sizeIn, "UTF-8", CODESET_STOP,
+                                     bufOut, sizeOut);
+}
+
+bool CodeSetOld_Utf16leToCurrent(const char *bufIn, size_t sizeIn, char **bufOut, size_t *sizeOut) {
+  return CodeSetOld_GenericToGeneric("UTF-16LE", bufIn, sizeIn, CodeSetOld_GetCurrentCodeSet(), CODESET_STOP,
+                                     bufOut, sizeOut);
+}
+
+bool CodeSetOld_CurrentToUtf16le(const char *bufIn, size_t sizeIn, char **bufOut, size_t *sizeOut) {
+  return CodeSetOld_GenericToGeneric(CodeSetOld_GetCurrentCodeSet(), bufIn, sizeIn, "UTF-16LE", CODESET_STOP,
+                                     bufOut, sizeOut);
+}
+
+bool CodeSetOld_Utf16beToCurrent(const char *bufIn, size_t sizeIn, char **bufOut, size_t *sizeOut) {
+  return CodeSetOld_GenericToGeneric("UTF-16BE", bufIn, sizeIn, CodeSetOld_GetCurrentCodeSet(), CODESET_STOP,
+                                     bufOut, sizeOut);
+}
+
+bool CodeSetOld_Utf16leToUtf8(const char *bufIn, size_t sizeIn, char **bufOut, size_t *sizeOut) {
+  return ConvertToNew(bufOut, sizeOut,
+                      [&](DynBuf *dynBuf) { return CodeSetOld_Utf16leToUtf8Db(bufIn, sizeIn, dynBuf); });
+}
+
+bool CodeSetOld_Utf16leToUtf8Db(const char *bufIn, size_t sizeIn, DynBuf *dynBuf) {
+  return CodeSetUtf_Utf16ToUtf8(bufIn, sizeIn, Order::kLittle, dynBuf) == Result::kDone;
+}
+
+bool CodeSetOld_Utf16beToUtf8(const char *bufIn, size_t sizeIn, char **bufOut, size_t *sizeOut) {
+  return ConvertToNew(bufOut, sizeOut, [&](DynBuf *dynBuf) {
+    return CodeSetUtf_Utf16ToUtf8(bufIn, sizeIn, Order::kBig, dynBuf) == Result::kDone;
+  });
+}
+
+bool CodeSetOld_Utf8ToUtf16le(const char *bufIn, size_t sizeIn, char **bufOut, size_t *sizeOut) {
+  return ConvertToNew(bufOut, sizeOut, [&](DynBuf *dynBuf) {
+    return CodeSetUtf_Utf8ToUtf16le(bufIn, sizeIn, dynBuf) == Result::kDone;
+  });
+}
+
+bool CodeSetOld_Utf8ToAscii(const char *bufIn, size_t sizeIn, unsigned flags, char **bufOut,
+                            size_t *sizeOut) {
+  return ConvertToNew(bufOut, sizeOut,
+                      [&](DynBuf *dynBuf) { return CodeSetOld_Utf8ToAsciiDb(bufIn, sizeIn, flags, dynBuf); });
+}
+
+bool CodeSetOld_Utf8ToAsciiDb(const char *bufIn, size_t sizeIn, unsigned flags, DynBuf *dynBuf) {
+  return CopyAscii(bufIn, sizeIn, flags, {.isUtf8 = true, .substitute = "\x1A"}, dynBuf);
+}
+
+bool CodeSetOld_AsciiToUtf8(const char *bufIn, size_t sizeIn, unsigned flags, char **bufOut,
+                            size_t *sizeOut) {
+  return ConvertToNew(bufOut, sizeOut,
+                      [&](DynBuf *dynBuf) { return CodeSetOld_AsciiToUtf8Db(bufIn, sizeIn, flags, dynBuf); });
+}
+
+bool CodeSetOld_AsciiToUtf8Db(const char *bufIn, size_t sizeIn, unsigned flags, DynBuf *dynBuf) {
+  return CopyAscii(bufIn, sizeIn, flags, {.isUtf8 = false, .substitute = "\uFFFD"}, dynBuf);
+}
+
+bool CodeSetOld_Utf8Normalize(const char * /*bufIn*/, size_t /*sizeIn*/, bool /*precomposed*/,
+                              DynBuf * /*dynBuf*/) {
+  NOT_IMPLEMENTED();
+}
+
+bool CodeSetOld_Utf8FormDToUtf8FormC(const char * /*bufIn*/, size_t /*sizeIn*/, char ** /*bufOut*/,
+                                     size_t * /*sizeOut*/) {
+  NOT_IMPLEMENTED();
+}

@@ -1,0 +1,290 @@
+#include <benchmark/benchmark.h>
+#include <glib.h>
+#include <iconv.h>
+#include <unicode/ucnv.h>
+#include <unicode/ustring.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <memory>
+#include <random>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "codeset.h"
+#include "owned.h"
+
+namespace {
+
+struct Kind {
+  const char *name;
+  std::string_view sample;
+  std::string_view space = " ";  // between two words
+};
+
+constexpr Kind kKinds[] = {
+    {"Ascii",
+     "The kernel modules of this product were built for another kernel, and must be built anew: now."},
+    {"Latin",
+     "Où l'œuvre naïve à Zürich coûte 20 €, über façade et señor: déjà vu, très élevé près de là, cher ami."},
+    {"Cjk",
+     "内核 模块 必须 为 正在 运行的 内核 重新 编译。 カーネル モジュールを 再構築 します。 커널 모듈을 다시 "
+     "빌드합니다",
+     ""},
+    {"Emoji", "😀😃 😄🚀 🎉🐧 💻🔧 🛠🧪🌍 🌟 👍🏽 ok 🙂🙃😉"},
+};
+
+constexpr int64_t kSizes[] = {16, 1024, 64 << 10, 16 << 20};
+
+bool BeginsSequence(char byte) {
+  return (byte & 0xC0) != 0x80;
+}
+
+// `size` bytes of UTF-8: words of the sample, in no order that a processor could learn.
+std::string Text(const Kind &kind, int64_t size) {
+  std::istringstream stream{std::string(kind.sample)};
+  const std::vector<std::string> words{std::istream_iterator<std::string>(stream), {}};
+  std::minstd_rand random;
+  const auto wanted = static_cast<size_t>(size);
+  std::string text;
+  while (text.size() <= wanted) {
+    text += words[random() % words.size()];
+    text += kind.space;
+  }
+  size_t end = wanted;
+  while (!BeginsSequence(text[end])) {
+    end--;
+  }
+  text.resize(end);
+  text.resize(wanted, '.');
+  return text;
+}
+
+// Bytes that a conversion gave, in a block of its own.
+struct Converted {
+  OwnedString bytes;
+  size_t size = 0;
+};
+
+using Converter = bool (*)(const char *, size_t, char **, size_t *);
+
+template <Converter convert>
+Converted Ours(const std::string &text) {
+  Converted result;
+  char *bytes = nullptr;
+  if (!convert(text.data(), text.size(), &bytes, &result.size)) {
+    abort();
+  }
+  result.bytes.reset(bytes);
+  return result;
+}
+
+Converted OursGeneric(const std::string &text, const char *codeIn, const char *codeOut) {
+  Converted result;
+  char *bytes = nullptr;
+  if (!CodeSet_GenericToGeneric(codeIn, text.data(), text.size(), codeOut, CODESET_STOP, &bytes,
+                                &result.size)) {
+    abort();
+  }
+  result.bytes.reset(bytes);
+  return result;
+}
+
+// Room for the most that the text can need, and nothing copied afterwards: the fastest way to call these.
+Converted NewBlock(size_t size) {
+  return {OwnedString(static_cast<char *>(malloc(size))), 0};
+}
+
+Converted IcuToUtf16(const std::string &text) {
+  Converted result = NewBlock((text.size() + 1) * sizeof(UChar));
+  UErrorCode status = U_ZERO_ERROR;
+  int32_t units = 0;
+  u_strFromUTF8(reinterpret_cast<UChar *>(result.bytes.get()), static_cast<int32_t>(text.size() + 1), &units,
+                text.data(), static_cast<int32_t>(text.size()), &status);
+  result.size = static_cast<size_t>(units) * sizeof(UChar);
+  return result;
+}
+
+Converted IcuToUtf8(const std::string &text) {
+  const size_t units = text.size() / sizeof(UChar);
+  Converted result = NewBlock(units * 3 + 1);
+  UErrorCode status = U_ZERO_ERROR;
+  int32_t size = 0;
+  u_strToUTF8(result.bytes.get(), static_cast<int32_t>(units * 3 + 1), &size,
+              reinterpret_cast<const UChar *>(text.data()), static_cast<int32_t>(units), &status);
+  result.size = static_cast<size_t>(size);
+  return result;
+}
+
+Converted GlibToUtf16(const std::string &text) {
+  glong units = 0;
+  gunichar2 *block = g_utf8_to_utf16(text.data(), static_cast<glong>(text.size()), nullptr, &units, nullptr);
+  return {OwnedString(reinterpret_cast<char *>(block)), static_cast<size_t>(units) * sizeof(gunichar2)};
+}
+
+Converted GlibToUtf8(const std::string &text) {
+  glong size = 0;
+  char *block = g_utf16_to_utf8(reinterpret_cast<const gunichar2 *>(text.data()),
+                                static_cast<glong>(text.size() / sizeof(gunichar2)), nullptr, &size, nullptr);
+  return {OwnedString(block), static_cast<size_t>(size)};
+}
+
+Converted Iconv(const std::string &text, const char *codeIn, const char *codeOut, size_t most) {
+  Converted result = NewBlock(most);
+  const iconv_t iconvHandle = iconv_open(codeOut, codeIn);
+  auto *in = const_cast<char *>(text.data());
+  char *out = result.bytes.get();
+  size_t left = text.size();
+  iconv(iconvHandle, &in, &left, &out, &most);
+  iconv_close(iconvHandle);
+  result.size = static_cast<size_t>(out - result.bytes.get());
+  return result;
+}
+
+Converted Icu(const std::string &text, const char *codeIn, const char *codeOut, size_t most) {
+  Converted result = NewBlock(most);
+  UErrorCode status = U_ZERO_ERROR;
+  UConverter *source = ucnv_open(codeIn, &status);
+  UConverter *target = ucnv_open(codeOut, &status);
+  UChar pivot[1024];
+  UChar *pivotSource = pivot;
+  UChar *pivotTarget = pivot;
+  const char *in = text.data();
+  char *out = result.bytes.get();
+  ucnv_convertEx(target, source, &out, out + most, &in, in + text.size(), pivot, &pivotSource, &pivotTarget,
+                 pivot + std::size(pivot), false, true, &status);
+  ucnv_close(source);
+  ucnv_close(target);
+  result.size = static_cast<size_t>(out - result.bytes.get());
+  return result;
+}
+
+// ICU on, in a process that has no data file of its own.
+void UseIcu(bool use) {
+  if (!use) {
+    CodeSet_DontUseIcu();
+    return;
+  }
+  static const std::filesystem::path directory =
+      std::filesystem::temp_directory_path() / ("codeset_bench-" + std::to_string(getpid()));
+  std::filesystem::create_directory(directory);
+  std::ofstream(directory / "icudt38l.dat");
+  CodeSet_Init(directory.c_str());
+  std::filesystem::remove_all(directory);
+}
+
+using Conversion = std::function<Converted(const std::string &)>;
+
+void Measure(benchmark::State &state, const std::string &text, const Conversion &convert, size_t expected,
+             bool withIcu) {
+  UseIcu(withIcu);
+  if (convert(text).size != expected) {
+    state.SkipWithError("a conversion gave another size than ours");
+    return;
+  }
+  for (auto _ : state) {
+    const Converted result = convert(text);
+    benchmark::DoNotOptimize(result.bytes.get());
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
+}
+
+// One subject: ours and its peers on the same text.
+void Register(const std::string &subject, int64_t size, const std::string &text, bool withIcu,
+              const Conversion &ours, const std::vector<std::pair<std::string, Conversion>> &peers) {
+  UseIcu(withIcu);
+  const auto shared = std::make_shared<const std::string>(text);
+  const size_t expected = ours(text).size;
+  const std::string suffix = "Text_" + subject + "/" + std::to_string(size);
+  const auto add = [&](const std::string &name, const Conversion &convert) {
+    benchmark::RegisterBenchmark((name + suffix).c_str(), [=](benchmark::State &state) {
+      Measure(state, *shared, convert, expected, withIcu);
+    });
+  };
+  add("BM_Ours_", ours);
+  for (const auto &[name, convert] : peers) {
+    add("BM_Peer_" + name + "_", convert);
+  }
+}
+
+std::string Utf16(const std::string &text) {
+  const Converted converted = Ours<CodeSet_Utf8ToUtf16le>(text);
+  return {converted.bytes.get(), converted.size};
+}
+
+void RegisterUnicode(const Kind &kind, int64_t size) {
+  const std::string text = Text(kind, size);
+  const size_t most = text.size() * 2;
+  Register(std::string("Utf8ToUtf16") + kind.name, size, text, false, Ours<CodeSet_Utf8ToUtf16le>,
+           {{"Icu", IcuToUtf16}, {"Glib", GlibToUtf16}, {"Iconv", [=](const std::string &in) {
+                                                           return Iconv(in, "UTF-8", "UTF-16LE", most);
+                                                         }}});
+  Register(std::string("Utf16ToUtf8") + kind.name, size, Utf16(text), false, Ours<CodeSet_Utf16leToUtf8>,
+           {{"Icu", IcuToUtf8}, {"Glib", GlibToUtf8}, {"Iconv", [=](const std::string &in) {
+                                                         return Iconv(in, "UTF-16LE", "UTF-8", most);
+                                                       }}});
+  const auto validate = [](const std::string &in) {
+    return Converted{nullptr, CodeSet_Validate(in.data(), in.size(), "UTF-8")};
+  };
+  const auto icu = [](const std::string &in) {
+    UErrorCode status = U_ZERO_ERROR;
+    u_strFromUTF8(nullptr, 0, nullptr, in.data(), static_cast<int32_t>(in.size()), &status);
+    return Converted{nullptr, status == U_BUFFER_OVERFLOW_ERROR};
+  };
+  const auto glib = [](const std::string &in) {
+    return Converted{
+        nullptr, static_cast<size_t>(g_utf8_validate(in.data(), static_cast<gssize>(in.size()), nullptr))};
+  };
+  Register(std::string("ValidateUtf8") + kind.name, size, text, true, validate,
+           {{"Icu", icu}, {"Glib", glib}});
+}
+
+// An encoding that both engines have, and text that it has.
+struct Encoding {
+  const char *code;
+  Kind kind;
+};
+
+constexpr Encoding kEncodings[] = {
+    {"windows-1252", kKinds[1]},
+    {"Shift_JIS", {"Japanese", "カーネル モジュールを 再構築 します。 新しい 版を 組み込む。", ""}},
+    {"UTF-32LE", kKinds[3]},
+};
+
+void RegisterGeneric(const Encoding &encoding, int64_t size, bool withIcu) {
+  UseIcu(withIcu);
+  const std::string text = Text(encoding.kind, size);
+  const Converted coded = OursGeneric(text, "UTF-8", encoding.code);
+  const size_t most = text.size() * 4;
+  const auto add = [&](const std::string &subject, const std::string &in, const char *from, const char *to) {
+    const Conversion peer = [=](const std::string &data) {
+      return withIcu ? Icu(data, from, to, most) : Iconv(data, from, to, most);
+    };
+    Register(subject, size, in, withIcu, [=](const std::string &data) { return OursGeneric(data, from, to); },
+             {{withIcu ? "Icu" : "Iconv", peer}});
+  };
+  const std::string engine = withIcu ? "WithIcu" : "WithIconv";
+  add(engine + "From" + encoding.kind.name, {coded.bytes.get(), coded.size}, encoding.code, "UTF-8");
+  add(engine + "To" + encoding.kind.name, text, "UTF-8", encoding.code);
+}
+
+const bool kRegistered = [] {
+  for (const int64_t size : kSizes) {
+    for (const Kind &kind : kKinds) {
+      RegisterUnicode(kind, size);
+    }
+    for (const Encoding &encoding : kEncodings) {
+      RegisterGeneric(encoding, size, false);
+      RegisterGeneric(encoding, size, true);
+    }
+  }
+  return true;
+}();
+
+}  // namespace
