@@ -65,7 +65,9 @@ OwnedString NormalizePath(const char *path) {
 }  // namespace
 
 std::string FileLockGetExecutionID() {
-  return std::to_string(EffectivePid());
+  char text[16];
+  Str_Snprintf(text, sizeof text, "%d", EffectivePid());
+  return text;
 }
 
 bool FileLockValidOwner(const char *executionID, const char *payload) {
@@ -124,7 +126,8 @@ void *FileLock_Lock(const char *filePath, bool readOnly, uint32_t msecMaxWaitTim
     *err = EINVAL;
     return nullptr;
   }
-  const std::string payload = std::to_string(ProcessCreationTime(EffectivePid()));
+  char payload[32];
+  Str_Snprintf(payload, sizeof payload, "%lu", ProcessCreationTime(EffectivePid()));
   return FileLockIntrinsic(path.get(), !readOnly, msecMaxWaitTime, payload, err);
 }
 

@@ -6,7 +6,6 @@
 #include <atomic>
 #include <cctype>
 #include <cerrno>
-#include <charconv>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -26,6 +25,7 @@
 #include "posixPosix.h"
 #include "random.h"
 #include "str.h"
+#include "strutil.h"
 #include "util_misc.h"
 
 namespace {
@@ -100,7 +100,9 @@ std::string LocationChecksum(const std::string &lockDir) {
   for (const char byte : lockDir) {
     hash = hash * 33 + static_cast<uint32_t>(static_cast<signed char>(byte));
   }
-  return std::to_string(hash);
+  char text[16];
+  Str_Snprintf(text, sizeof text, "%u", hash);
+  return text;
 }
 
 // Machine identity
@@ -268,9 +270,8 @@ bool ParseMember(const std::vector<std::string> &fields, LockValues *member) {
   member->machineID = fields[0];
   member->executionID = fields[1];
   const std::string &number = fields[2];
-  const char *end = number.data() + number.size();
-  const auto parsed = std::from_chars(number.data(), end, member->lamportNumber);
-  if (parsed.ec != std::errc() || parsed.ptr != end) {
+  const char *end = number.c_str();
+  if (!StrUtil_DecimalStrToUint(&member->lamportNumber, &end) || end != number.c_str() + number.size()) {
     return false;
   }
   member->lockType = fields[3];

@@ -344,6 +344,15 @@ TEST(EscapeAnsiToUnix, RemovesCarriageReturnsDirectlyBeforeLineFeeds) {
   EXPECT_EQ(AnsiToUnix(std::string("\0\r\n\0", 4)), std::string("\0\n\0", 3));
 }
 
+TEST(Escape, LooksAtNothingBehindTheSize) {
+  const Flags flags = Flagged("%");
+  EXPECT_STREQ(OwnedString(Escape_Undo('%', "%41", 2, nullptr)).get(), "%4");
+  EXPECT_STREQ(OwnedString(Escape_Undo('%', "%41", 1, nullptr)).get(), "%");
+  EXPECT_STREQ(OwnedString(Escape_AnsiToUnix("\r\n", 1, nullptr)).get(), "\r");
+  EXPECT_STREQ(OwnedString(Escape_Do('%', flags.data(), "a%", 1, nullptr)).get(), "a");
+  EXPECT_STREQ(OwnedString(Escape_Sh("a'", 1, nullptr)).get(), "'a'");
+}
+
 using Operation = std::function<char *(size_t *outSize)>;
 
 // Each operation on a text that makes its work buffer larger than its result.

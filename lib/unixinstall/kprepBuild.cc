@@ -130,8 +130,8 @@ bool CompileModule(const char *name, const char *compiler, const char *headerDir
 }
 
 void RememberBuilt(const char *name) {
-  g_hash_table_insert(kernPrep.builtModules, g_strdup(name),
-                      g_strdup_printf("%s/%s.o", kernPrep.tempDir, name));
+  const OwnedString object(EngineFormat("%s/%s.o", kernPrep.tempDir, name));
+  g_hash_table_insert(kernPrep.builtModules, g_strdup(name), g_strdup(object.get()));
 }
 
 enum class Outcome { kAlreadyBuilt, kCompiled, kNotExtracted, kNotCompiled };

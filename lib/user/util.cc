@@ -100,7 +100,9 @@ std::string UtilExpandVariable(const std::string &chunk, const char *fileName) {
     return value;
   }
   if (strcasecmp(name, "PID") == 0) {
-    return std::to_string(getpid());
+    char pid[16];
+    Str_Snprintf(pid, sizeof pid, "%d", getpid());
+    return pid;
   }
   if (strcasecmp(name, "USER") == 0) {
     const struct passwd *entry = getpwuid(getuid());
