@@ -1,0 +1,541 @@
+#include "codeset.h"
+
+#include <sys/mman.h>
+#include <unicode/putil.h>
+
+#include <climits>
+#include <cstring>
+#include <functional>
+#include <vector>
+
+#include "allocations.h"
+#include "codesetTestInt.h"
+#include "testhost.h"
+#include "unicode.h"
+
+namespace {
+
+using namespace codesettest;
+
+// "a", a byte that is no UTF-8, "b": ICU puts U+FFFD for it, iconv ends the text.
+constexpr std::string_view kBadMiddle =
+    "a\xFF"
+    "b";
+
+Engine EngineInUse() {
+  return Generic("UTF-8", kBadMiddle, "UTF-8", CODESET_SUBSTITUTE) == "a\uFFFDb" ? Engine::kIcu
+                                                                                 : Engine::kIconv;
+}
+
+TEST(CodeSetInit, UsesIconvUntilItIsCalled) {
+  EXPECT_EQ(EngineInUse(), Engine::kIconv);
+}
+
+TEST(CodeSetInit, WithoutTheDataFileLeavesTheWorkToIconv) {
+  testhost::Host().Remove("/etc/ostrel/icu").Enter();
+  EXPECT_TRUE(CodeSet_Init(nullptr));
+  EXPECT_EQ(EngineInUse(), Engine::kIconv);
+}
+
+TEST(CodeSetInit, WithTheDataFileUsesIcuAndTellsItThePath) {
+  testhost::Host().File("/etc/ostrel/icu/icudt38l.dat", "").Enter();
+  EXPECT_TRUE(CodeSet_Init(nullptr));
+  EXPECT_EQ(EngineInUse(), Engine::kIcu);
+  EXPECT_STREQ(u_getDataDirectory(), "/etc/ostrel/icu/icudt38l.dat");
+}
+
+TEST(CodeSetInit, LooksInTheGivenDirectory) {
+  testhost::Host().File("/given/icudt38l.dat", "").File("/etc/ostrel/icu/other.dat", "").Enter();
+  EXPECT_TRUE(CodeSet_Init("/given"));
+  EXPECT_EQ(EngineInUse(), Engine::kIcu);
+  EXPECT_STREQ(u_getDataDirectory(), "/given/icudt38l.dat");
+}
+
+TEST(CodeSetInit, TakesNoDirectoryForTheDataFile) {
+  testhost::Host().Directory("/given/icudt38l.dat").Enter();
+  EXPECT_TRUE(CodeSet_Init("/given"));
+  EXPECT_EQ(EngineInUse(), Engine::kIconv);
+}
+
+TEST(CodeSetInit, WithoutTheDataFileTurnsIcuOff) {
+  Use(Engine::kIcu);
+  ASSERT_EQ(EngineInUse(), Engine::kIcu);
+  EXPECT_TRUE(CodeSet_Init("/nowhere"));
+  EXPECT_EQ(EngineInUse(), Engine::kIconv);
+}
+
+TEST(CodeSetInit, WithoutMemoryLeavesTheWorkToIconv) {
+  testhost::Host().File("/given/icudt38l.dat", "").Enter();
+  {
+    const testhost::AllocationFault fault(0);
+    EXPECT_TRUE(CodeSet_Init("/given"));
+    EXPECT_TRUE(fault.Happened());
+  }
+  EXPECT_EQ(EngineInUse(), Engine::kIconv);
+}
+
+TEST(CodeSetDontUseIcu, LeavesTheWorkToIconv) {
+  Use(Engine::kIcu);
+  CodeSet_DontUseIcu();
+  EXPECT_EQ(EngineInUse(), Engine::kIconv);
+}
+
+// The name of the current code set is found once in a process, and each of these is a process of its own.
+
+void SetVariables(const char *encoding, const char *broken, const char *locale = nullptr) {
+  const auto set = [](const char *name, const char *value) {
+    return value != nullptr ? setenv(name, value, 1) : unsetenv(name);
+  };
+  ASSERT_EQ(set("G_FILENAME_ENCODING", encoding), 0);
+  ASSERT_EQ(set("G_BROKEN_FILENAMES", broken), 0);
+  ASSERT_EQ(set("LC_ALL", locale), 0);
+}
+
+// A host with a locale in Latin-1, which is in force.
+void EnterLatin1Host(const char *encoding, const char *broken) {
+  testhost::Host().Directory("/locales").Enter();
+  std::string output;
+  ASSERT_EQ(testhost::Run("localedef -i en_US -f ISO-8859-1 /locales/xx_XX", &output), 0) << output;
+  ASSERT_EQ(setenv("LOCPATH", "/locales", 1), 0);
+  SetVariables(encoding, broken, "xx_XX");
+}
+
+TEST(CodeSetCurrent, IsUtf8WithoutVariables) {
+  SetVariables(nullptr, nullptr);
+  EXPECT_STREQ(CodeSet_GetCurrentCodeSet(), "UTF-8");
+}
+
+TEST(CodeSetCurrent, IsUtf8InAnyLocaleWithoutVariables) {
+  EnterLatin1Host(nullptr, nullptr);
+  EXPECT_STREQ(CodeSet_GetCurrentCodeSet(), "UTF-8");
+}
+
+TEST(CodeSetCurrent, IsTheFirstNameOfTheVariable) {
+  SetVariables("ISO-8859-15,UTF-8", nullptr);
+  EXPECT_STREQ(CodeSet_GetCurrentCodeSet(), "ISO-8859-15");
+}
+
+TEST(CodeSetCurrent, IsTheOnlyNameOfTheVariableEvenIfUnknown) {
+  SetVariables("no-such-encoding", "1");
+  EXPECT_STREQ(CodeSet_GetCurrentCodeSet(), "no-such-encoding");
+}
+
+TEST(CodeSetCurrent, IsTheEmptyNameBeforeAComma) {
+  SetVariables(",UTF-8", nullptr);
+  EXPECT_STREQ(CodeSet_GetCurrentCodeSet(), "");
+}
+
+TEST(CodeSetCurrent, IsTheLocalesOnRequest) {
+  EnterLatin1Host("@locale,UTF-8", nullptr);
+  EXPECT_STREQ(CodeSet_GetCurrentCodeSet(), "ISO-8859-1");
+}
+
+TEST(CodeSetCurrent, IsTheLocalesWhenFileNamesAreBroken) {
+  EnterLatin1Host(nullptr, "");
+  EXPECT_STREQ(CodeSet_GetCurrentCodeSet(), "ISO-8859-1");
+}
+
+TEST(CodeSetCurrent, FallsThroughAnEmptyVariable) {
+  EnterLatin1Host("", "1");
+  EXPECT_STREQ(CodeSet_GetCurrentCodeSet(), "ISO-8859-1");
+}
+
+TEST(CodeSetCurrent, IsUtf8WithAnEmptyVariableAlone) {
+  SetVariables("", nullptr);
+  EXPECT_STREQ(CodeSet_GetCurrentCodeSet(), "UTF-8");
+}
+
+TEST(CodeSetCurrent, IsThatOfTheCLocaleWhenTheLocaleIsMissing) {
+  SetVariables("@locale", nullptr, "no_such_locale");
+  EXPECT_STREQ(CodeSet_GetCurrentCodeSet(), "ANSI_X3.4-1968");
+}
+
+TEST(CodeSetCurrent, StopsTheProgramWhenMemoryIsOut) {
+  for (const char *variable : {"", "ISO-8859-15", "@locale"}) {
+    SetVariables(variable, nullptr);
+    const auto find = [] {
+      const testhost::AllocationFault fault(0);
+      CodeSet_GetCurrentCodeSet();
+    };
+    EXPECT_EXIT(find(), testing::ExitedWithCode(255),
+                testing::ContainsRegex("Unrecoverable memory allocation failure at lib/misc/codesetOld.cc:"))
+        << variable;
+  }
+}
+
+TEST(CodeSetCurrent, StaysAsItWasFirst) {
+  SetVariables("ISO-8859-15", nullptr);
+  const char *const name = CodeSet_GetCurrentCodeSet();
+  SetVariables("ISO-8859-2", nullptr);
+  EXPECT_EQ(CodeSet_GetCurrentCodeSet(), name);
+  EXPECT_STREQ(name, "ISO-8859-15");
+}
+
+TEST(CodeSetCurrent, IsConvertedToAndFrom) {
+  SetVariables("ISO-8859-1", nullptr);
+  for (const Engine engine : kEngines) {
+    Use(engine);
+    SCOPED_TRACE(Name(engine));
+    EXPECT_EQ(Convert(CodeSet_Utf8ToCurrent, "café"), "caf\xE9");
+    EXPECT_EQ(Convert(CodeSet_CurrentToUtf8, "caf\xE9"), "café");
+    EXPECT_EQ(Convert(CodeSet_Utf16leToCurrent, "\xE9\0!\0"s), "\xE9!");
+    EXPECT_EQ(Convert(CodeSet_CurrentToUtf16le, "\xE9!"), "\xE9\0!\0"s);
+    EXPECT_EQ(Convert(CodeSet_Utf16beToCurrent, "\0\xE9\0!"s), "\xE9!");
+    EXPECT_EQ(Convert(CodeSet_Utf8ToCurrent, "中"), std::nullopt);
+    EXPECT_EQ(Convert(CodeSet_Utf16leToCurrent, Utf16(0x4E2D)), std::nullopt);
+    EXPECT_EQ(Convert(CodeSet_Utf16beToCurrent, Swapped(Utf16(0x4E2D))), std::nullopt);
+    EXPECT_EQ(Convert(CodeSet_Utf8ToCurrent, "\xFF"), std::nullopt);
+  }
+}
+
+TEST(CodeSetCurrent, IsConvertedToAndFromWhenItIsUtf8) {
+  SetVariables(nullptr, nullptr);
+  for (const Engine engine : kEngines) {
+    Use(engine);
+    SCOPED_TRACE(Name(engine));
+    EXPECT_EQ(Convert(CodeSet_Utf8ToCurrent, "é中"), "é中");
+    EXPECT_EQ(Convert(CodeSet_CurrentToUtf8, "é中"), "é中");
+    EXPECT_EQ(Convert(CodeSet_Utf16leToCurrent, Utf16(0x1F600)), "😀");
+    EXPECT_EQ(Convert(CodeSet_CurrentToUtf16le, "😀"), Utf16(0x1F600));
+    EXPECT_EQ(Convert(CodeSet_Utf16beToCurrent, Swapped(Utf16(0x1F600))), "😀");
+    EXPECT_EQ(Convert(CodeSet_CurrentToUtf8, "\xC3"), std::nullopt);
+    EXPECT_EQ(Convert(CodeSet_CurrentToUtf16le, "\xED\xA0\x80"), std::nullopt);
+  }
+}
+
+class CodeSetGeneric : public testing::TestWithParam<Engine> {
+ protected:
+  void SetUp() override { Use(GetParam()); }
+  [[nodiscard]] bool IsIcu() const { return GetParam() == Engine::kIcu; }
+  [[nodiscard]] Text Of(const char *withIcu, const char *withIconv) const {
+    return IsIcu() ? withIcu : withIconv;
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(Engines, CodeSetGeneric, testing::ValuesIn(kEngines),
+                         [](const auto &parameter) { return Name(parameter.param); });
+
+// Every character that an encoding may have, alone, and all bytes and pairs of them the other way.
+TEST_P(CodeSetGeneric, GivesWhatTheEngineCalledDirectlyGives) {
+  constexpr const char *kCodes[] = {"windows-1252", "ISO-8859-7", "Shift_JIS",
+                                    "Big5",         "UTF-16BE",   "UTF-32LE"};
+  for (const char *code : kCodes) {
+    const auto to = NewPeer(GetParam(), "UTF-8", code);
+    const auto from = NewPeer(GetParam(), code, "UTF-8");
+    for (uint32_t codePoint = 0; codePoint <= 0x10FFFF; codePoint += codePoint < 0x10000 ? 5 : 251) {
+      const std::string text = Utf8(codePoint);
+      ASSERT_EQ(Generic("UTF-8", text, code), (*to)(text)) << code << " " << std::hex << codePoint;
+    }
+    for (uint32_t pair = 0; pair <= 0xFFFF; pair += 7) {
+      const std::string text = Utf16Unit(pair);
+      ASSERT_EQ(Generic(code, text, "UTF-8"), (*from)(text)) << code << " " << std::hex << pair;
+      ASSERT_EQ(Generic(code, text.substr(0, 1), "UTF-8"), (*from)(text.substr(0, 1))) << code << " " << pair;
+    }
+  }
+}
+
+TEST_P(CodeSetGeneric, ConvertsTextThatGrows) {
+  std::string latin;
+  std::string utf8;
+  for (int i = 0; i < 300000; i++) {
+    latin += '\xE9';
+    utf8 += "é";
+  }
+  EXPECT_EQ(Generic("ISO-8859-1", latin, "UTF-8"), utf8);
+  EXPECT_EQ(Generic("UTF-8", utf8, "ISO-8859-1"), latin);
+  const Text wide = Generic("UTF-8", utf8, "UTF-32BE");
+  ASSERT_TRUE(wide.has_value());
+  EXPECT_EQ(wide->size(), 1200000U);
+  EXPECT_EQ(wide->substr(1199996), "\0\0\0\xE9"s);
+}
+
+TEST_P(CodeSetGeneric, EndsAnEncodingThatHasStates) {
+  EXPECT_EQ(Generic("UTF-8", "é", "UTF-7"), "+AOk-");
+  EXPECT_EQ(Generic("UTF-8", "日", "ISO-2022-JP"), "\x1B$BF|\x1B(B");
+}
+
+TEST_P(CodeSetGeneric, StopsAtABadSequence) {
+  EXPECT_EQ(Generic("UTF-8", kBadMiddle, "UTF-8"), std::nullopt);
+  EXPECT_EQ(Generic("UTF-8", kBadMiddle, "ISO-8859-1"), std::nullopt);
+  EXPECT_EQ(Generic("UTF-8", "\xFF", "UTF-16BE"), std::nullopt);
+  EXPECT_EQ(Generic("Shift_JIS", "a\xFD", "UTF-8"), std::nullopt);
+}
+
+TEST_P(CodeSetGeneric, EndsOrReplacesAtABadSequenceByTheFlags) {
+  EXPECT_EQ(Generic("UTF-8", kBadMiddle, "UTF-8", CODESET_SUBSTITUTE), Of("a\uFFFDb", "a"));
+  EXPECT_EQ(Generic("UTF-8", kBadMiddle, "UTF-8", CODESET_SKIP), Of("ab", "a"));
+  EXPECT_EQ(Generic("UTF-8", kBadMiddle, "ISO-8859-1", CODESET_SUBSTITUTE), Of("a\x1A"
+                                                                               "b",
+                                                                               "a"));
+  EXPECT_EQ(Generic("UTF-8", "\xFFx", "UTF-8", CODESET_SKIP), Of("x", ""));
+  EXPECT_EQ(Generic("UTF-16LE", "a\0\0\xD8"s + "b\0"s, "UTF-8", CODESET_SUBSTITUTE), Of("a\uFFFDb", "a"));
+}
+
+TEST_P(CodeSetGeneric, TreatsTextThatEndsInASequenceByTheEngine) {
+  EXPECT_EQ(Generic("UTF-8", "a\xC3", "UTF-8"), std::nullopt);
+  EXPECT_EQ(Generic("UTF-8", "a\xC3", "UTF-8", CODESET_SUBSTITUTE), IsIcu() ? Text("a\uFFFD") : std::nullopt);
+  EXPECT_EQ(Generic("UTF-8", "a\xC3", "UTF-8", CODESET_SKIP), IsIcu() ? Text("a") : std::nullopt);
+}
+
+TEST_P(CodeSetGeneric, TreatsWhatTheTargetLacksByTheFlags) {
+  EXPECT_EQ(Generic("UTF-8", "a中b", "ISO-8859-1"), std::nullopt);
+  EXPECT_EQ(Generic("UTF-8", "a中b", "ISO-8859-1", CODESET_SUBSTITUTE), Of("a\x1A"
+                                                                           "b",
+                                                                           "a?b"));
+  EXPECT_EQ(Generic("UTF-8", "a中b", "ISO-8859-1", CODESET_SKIP), Of("ab", "a?b"));
+  EXPECT_EQ(Generic("UTF-8", "ﬁn", "ISO-8859-1", CODESET_SUBSTITUTE), Of("\x1An", "fin"));
+}
+
+TEST_P(CodeSetGeneric, GivesNothingForNothing) {
+  EXPECT_EQ(Generic("UTF-8", "", "ISO-8859-1"), "");
+  EXPECT_EQ(Generic("UTF-8", "", "UTF-8"), "");
+  EXPECT_EQ(Take([](char **out, size_t *size) {
+              return CodeSet_GenericToGeneric("ISO-8859-1", nullptr, 0, "UTF-8", CODESET_STOP, out, size);
+            }),
+            "");
+}
+
+TEST_P(CodeSetGeneric, RefusesEncodingsThatTheEngineLacks) {
+  EXPECT_EQ(Generic("no-such-encoding", "a", "UTF-8"), std::nullopt);
+  EXPECT_EQ(Generic("UTF-8", "a", "no-such-encoding"), std::nullopt);
+  EXPECT_EQ(Generic("UTF-8", "a", "no-such-encoding", CODESET_SUBSTITUTE), std::nullopt);
+}
+
+TEST_P(CodeSetGeneric, NeedsNoPlaceForTheSize) {
+  char *bytes = nullptr;
+  ASSERT_TRUE(CodeSet_GenericToGeneric("UTF-8", "é", 2, "ISO-8859-1", CODESET_STOP, &bytes, nullptr));
+  const OwnedString owner(bytes);
+  EXPECT_EQ(std::string(bytes, 5), "\xE9\0\0\0\0"s);
+  ASSERT_FALSE(CodeSet_GenericToGeneric("UTF-8", "\xFF", 1, "ISO-8859-1", CODESET_STOP, &bytes, nullptr));
+  EXPECT_EQ(bytes, nullptr);
+}
+
+TEST_P(CodeSetGeneric, AppendsToABufferAndKeepsItOnFailure) {
+  DynBuf buffer;
+  DynBuf_Init(&buffer);
+  const auto content = [&] { return std::string(buffer.data, buffer.size); };
+  EXPECT_TRUE(CodeSet_GenericToGenericDb("ISO-8859-1", "\xE9", 1, "UTF-8", CODESET_STOP, &buffer));
+  EXPECT_TRUE(CodeSet_GenericToGenericDb("UTF-8", "中", 3, "UTF-8", CODESET_STOP, &buffer));
+  EXPECT_TRUE(CodeSet_GenericToGenericDb("UTF-8", "!", 1, "UTF-16LE", CODESET_STOP, &buffer));
+  EXPECT_EQ(content(), "é中!\0"s);
+  EXPECT_FALSE(CodeSet_GenericToGenericDb("UTF-8", "ab\xFF", 3, "ISO-8859-1", CODESET_STOP, &buffer));
+  EXPECT_FALSE(CodeSet_GenericToGenericDb("UTF-8", "ab\xFF", 3, "UTF-8", CODESET_STOP, &buffer));
+  EXPECT_EQ(content(), "é中!\0"s);
+  DynBuf_Destroy(&buffer);
+}
+
+TEST_P(CodeSetGeneric, FailsWhenMemoryIsOutAtAnyAllocation) {
+  const std::string latin(3000, '\xE9');
+  struct Case {
+    const char *from;
+    std::string_view text;
+    const char *to;
+    unsigned flags;
+  };
+  const Case cases[] = {{"ISO-8859-1", latin, "UTF-8", CODESET_STOP},
+                        {"ISO-8859-1", latin, "UTF-8", CODESET_SUBSTITUTE},
+                        {"UTF-8", "é", "UTF-8", CODESET_SUBSTITUTE},
+                        {"UTF-8", "é", "UTF-16LE", CODESET_STOP},
+                        {"UTF-16LE", "ab", "UTF-8", CODESET_STOP}};
+  for (const Case &one : cases) {
+    const auto convert = [&](char **out, size_t *size) {
+      return CodeSet_GenericToGeneric(one.from, one.text.data(), one.text.size(), one.to, one.flags, out,
+                                      size);
+    };
+    const size_t count = testhost::CountAllocations([&] { EXPECT_TRUE(Take(convert).has_value()); });
+    ASSERT_GE(count, 1U);
+    for (size_t i = 0; i < count; i++) {
+      const testhost::AllocationFault fault(i);
+      EXPECT_EQ(Take(convert), std::nullopt) << one.from << " " << one.to << " " << i;
+      EXPECT_TRUE(fault.Happened());
+    }
+  }
+}
+
+TEST_P(CodeSetGeneric, StopsTheProgramAtUnknownFlags) {
+  const auto stops = testing::ContainsRegex("ASSERT lib/misc/codesetOld\\.cc:|ASSERT lib/misc/codeset\\.cc:");
+  EXPECT_EXIT(Generic("UTF-8", "a", "UTF-8", 3), testing::ExitedWithCode(255), stops);
+  EXPECT_EXIT(Generic("UTF-8", "", "UTF-8", 3), testing::ExitedWithCode(255), stops);
+  const auto ascii = [](auto convert) {
+    return Take([&](char **out, size_t *size) { return convert("a", 1, 3, out, size); });
+  };
+  EXPECT_EXIT(ascii(CodeSet_Utf8ToAscii), testing::ExitedWithCode(255), stops);
+  EXPECT_EXIT(ascii(CodeSet_AsciiToUtf8), testing::ExitedWithCode(255), stops);
+}
+
+// As much text as ICU counts, and more; the pages are never touched.
+TEST_P(CodeSetGeneric, RefusesMoreThanIcuCanCount) {
+  const size_t size = size_t{INT_MAX} + 2;
+  void *zeros = mmap(nullptr, size, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  ASSERT_NE(zeros, MAP_FAILED);
+  Use(Engine::kIcu);
+  EXPECT_EQ(Take([&](char **out, size_t *sizeOut) {
+              return CodeSet_GenericToGeneric("ISO-8859-1", static_cast<char *>(zeros), size, "UTF-8",
+                                              CODESET_STOP, out, sizeOut);
+            }),
+            std::nullopt);
+  munmap(zeros, size);
+}
+
+TEST_P(CodeSetGeneric, ValidatesTextByTheEngine) {
+  EXPECT_TRUE(Validate("", "UTF-8"));
+  EXPECT_TRUE(Validate("", "no-such-encoding"));
+  EXPECT_TRUE(Validate("é中😀\0x"s, "UTF-8"));
+  EXPECT_FALSE(Validate("a\xC3", "UTF-8"));
+  EXPECT_FALSE(Validate("\xED\xA0\x80", "UTF-8"));
+  EXPECT_FALSE(Validate("\xC0\x80", "UTF-8"));
+  EXPECT_FALSE(Validate("\xF4\x90\x80\x80", "UTF-8"));
+  EXPECT_TRUE(Validate("a\0"s, "UTF-16LE"));
+  EXPECT_FALSE(Validate("a\0b"s, "UTF-16LE"));
+  EXPECT_FALSE(Validate("\0\xD8"s, "UTF-16LE"));
+  EXPECT_TRUE(Validate("\x93\xFA", "Shift_JIS"));
+  EXPECT_FALSE(Validate("\x93", "Shift_JIS"));
+  EXPECT_TRUE(Validate("\xE9\xFF", "ISO-8859-1"));
+}
+
+// ICU measures nothing for a mark of byte order alone, and takes that for a failure.
+TEST_P(CodeSetGeneric, ValidatesAByteOrderMarkAloneByTheEngine) {
+  EXPECT_EQ(Validate("\xFF\xFE", "UTF-16"), !IsIcu());
+  EXPECT_TRUE(Validate("\uFEFF", "UTF-8"));
+}
+
+TEST_P(CodeSetGeneric, ValidatingInAnUnknownEncodingIsFalseOrStopsTheProgram) {
+  if (IsIcu()) {
+    EXPECT_EXIT(Validate("a", "no-such-encoding"), testing::ExitedWithCode(255),
+                testing::ContainsRegex("NOT_IMPLEMENTED lib/misc/codeset.cc:[0-9]+\n"));
+  } else {
+    EXPECT_FALSE(Validate("a", "no-such-encoding"));
+  }
+}
+
+TEST_P(CodeSetGeneric, ValidatingTwoGigabytesStopsTheProgram) {
+  for (const size_t size : {size_t{INT_MAX} + 1, SIZE_MAX}) {
+    EXPECT_EXIT(CodeSet_Validate("", size, "UTF-8"), testing::ExitedWithCode(255),
+                testing::ContainsRegex("NOT_IMPLEMENTED lib/misc/codeset.cc:[0-9]+\n"));
+  }
+}
+
+TEST_P(CodeSetGeneric, ValidatingWithoutMemoryIsFalseOrNeedsNone) {
+  const testhost::AllocationFault fault(0);
+  EXPECT_TRUE(CodeSet_Validate("é", 2, "UTF-8"));
+  EXPECT_EQ(CodeSet_Validate("\xE9", 1, "ISO-8859-1"), IsIcu());
+}
+
+TEST_P(CodeSetGeneric, KnowsTheEncodingsThatAreSupported) {
+  for (const char *name :
+       {"UTF-8", "utf8", "ISO-8859-1", "latin1", "windows-1252", "Shift_JIS", "UTF-16LE"}) {
+    EXPECT_TRUE(CodeSet_IsEncodingSupported(name)) << name;
+  }
+  EXPECT_FALSE(CodeSet_IsEncodingSupported("no-such-encoding"));
+  // A row of the table that this program doesn't convert, though both engines could.
+  EXPECT_EQ(CodeSet_IsEncodingSupported("IBM037"), IsIcu());
+}
+
+TEST_P(CodeSetGeneric, ANullNameStopsTheProgramUnlessIcuTakesItForItsDefault) {
+  if (IsIcu()) {
+    EXPECT_TRUE(CodeSet_IsEncodingSupported(nullptr));
+  } else {
+    EXPECT_EXIT(CodeSet_IsEncodingSupported(nullptr), testing::ExitedWithCode(255),
+                testing::ContainsRegex("ASSERT lib/misc/codesetOld.cc:[0-9]+\n"));
+  }
+}
+
+TEST_P(CodeSetGeneric, NormalizationStopsTheProgram) {
+  DynBuf buffer;
+  DynBuf_Init(&buffer);
+  char *bytes = nullptr;
+  const auto stops = testing::ContainsRegex("NOT_IMPLEMENTED lib/misc/codesetOld.cc:[0-9]+\n");
+  EXPECT_EXIT(CodeSet_Utf8Normalize("a", 1, true, &buffer), testing::ExitedWithCode(255), stops);
+  EXPECT_EXIT(CodeSet_Utf8FormDToUtf8FormC("a", 1, &bytes, nullptr), testing::ExitedWithCode(255), stops);
+}
+
+TEST_P(CodeSetGeneric, AsciiIsTheSameByBothEngines) {
+  struct Row {
+    std::string_view text;
+    unsigned flags;
+    Text toAscii;
+    Text toUtf8;
+  };
+  const Row rows[] = {
+      {"", CODESET_STOP, "", ""},
+      {"plain \x7F text", CODESET_STOP, "plain \x7F text", "plain \x7F text"},
+      {"aéb", CODESET_STOP, std::nullopt, std::nullopt},
+      {"aéb", CODESET_SUBSTITUTE,
+       "a\x1A"
+       "b",
+       "a\uFFFD\uFFFDb"},
+      {"aéb", CODESET_SKIP, "ab", "ab"},
+      {"中😀", CODESET_SUBSTITUTE, "\x1A\x1A", "\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD"},
+      // A malformed sequence counts by its bytes.
+      {"\xED\xA0\x80"
+       "a",
+       CODESET_SUBSTITUTE,
+       "\x1A\x1A\x1A"
+       "a",
+       "\uFFFD\uFFFD\uFFFD"
+       "a"},
+      {"\xC0\x80", CODESET_SUBSTITUTE, "\x1A\x1A", "\uFFFD\uFFFD"},
+      {"\xE4\xB8", CODESET_SUBSTITUTE, "\x1A\x1A", "\uFFFD\uFFFD"},
+      {"\xE4\xB8z", CODESET_SKIP, "z", "z"},
+      {"0123456789abcdefghij\xFF", CODESET_SKIP, "0123456789abcdefghij", "0123456789abcdefghij"},
+  };
+  for (const Row &row : rows) {
+    const Exactly input(row.text);
+    const auto convert = [&](auto converter) {
+      return Take([&](char **out, size_t *size) {
+        return converter(input.Data(), input.Size(), row.flags, out, size);
+      });
+    };
+    EXPECT_EQ(convert(CodeSet_Utf8ToAscii), row.toAscii) << row.text << row.flags;
+    EXPECT_EQ(convert(CodeSet_AsciiToUtf8), row.toUtf8) << row.text << row.flags;
+  }
+}
+
+TEST_P(CodeSetGeneric, BuffersOfTheFixedConversionsGrowAndAreKeptOnFailure) {
+  DynBuf buffer;
+  DynBuf_Init(&buffer);
+  const auto content = [&] { return std::string(buffer.data, buffer.size); };
+  EXPECT_TRUE(CodeSet_Utf16leToUtf8Db("\xE9\0"s.data(), 2, &buffer));
+  EXPECT_TRUE(CodeSet_Utf8ToAsciiDb("xéy", 4, CODESET_SUBSTITUTE, &buffer));
+  EXPECT_TRUE(CodeSet_AsciiToUtf8Db("z\xFF", 2, CODESET_SUBSTITUTE, &buffer));
+  EXPECT_EQ(content(), "éx\x1Ayz\uFFFD");
+  EXPECT_FALSE(CodeSet_Utf16leToUtf8Db("a\0\0\xDC"s.data(), 4, &buffer));
+  EXPECT_FALSE(CodeSet_Utf16leToUtf8Db("a\0b"s.data(), 3, &buffer));
+  EXPECT_FALSE(CodeSet_Utf8ToAsciiDb("xé", 3, CODESET_STOP, &buffer));
+  EXPECT_FALSE(CodeSet_AsciiToUtf8Db("x\xFF", 2, CODESET_STOP, &buffer));
+  EXPECT_EQ(content(), "éx\x1Ayz\uFFFD");
+  DynBuf_Destroy(&buffer);
+}
+
+TEST_P(CodeSetGeneric, FixedConversionsFailWhenMemoryIsOutAtAnyAllocation) {
+  ASSERT_STREQ(CodeSet_GetCurrentCodeSet(), "UTF-8");
+  const std::string bytes(3000, '\xE9');
+  const std::function<bool(char **, size_t *)> conversions[] = {
+      [](char **out, size_t *size) { return CodeSet_Utf8ToUtf16le("é", 2, out, size); },
+      [](char **out, size_t *size) { return CodeSet_Utf16leToUtf8("ab", 2, out, size); },
+      [](char **out, size_t *size) { return CodeSet_Utf16beToUtf8("ab", 2, out, size); },
+      [](char **out, size_t *size) { return CodeSet_Utf8ToAscii("aé", 3, CODESET_SKIP, out, size); },
+      [&](char **out, size_t *size) {
+        return CodeSet_AsciiToUtf8(bytes.data(), bytes.size(), CODESET_SUBSTITUTE, out, size);
+      },
+      [](char **out, size_t *size) { return CodeSet_Utf8ToCurrent("é", 2, out, size); },
+  };
+  for (const auto &conversion : conversions) {
+    const size_t count = testhost::CountAllocations([&] { EXPECT_TRUE(Take(conversion).has_value()); });
+    ASSERT_GE(count, 1U);
+    for (size_t i = 0; i < count; i++) {
+      const testhost::AllocationFault fault(i);
+      EXPECT_EQ(Take(conversion), std::nullopt) << i;
+    }
+  }
+}
+
+TEST_P(CodeSetGeneric, FixedConversionsTakeNothing) {
+  EXPECT_EQ(Convert(CodeSet_Utf8ToUtf16le, ""), "");
+  EXPECT_EQ(Convert(CodeSet_Utf16leToUtf8, ""), "");
+  EXPECT_EQ(Convert(CodeSet_Utf16beToUtf8, ""), "");
+  EXPECT_EQ(Convert(CodeSet_Utf16leToUtf8, "a"), std::nullopt);
+  EXPECT_EQ(Convert(CodeSet_Utf16beToUtf8, "a"), std::nullopt);
+}
+
+}  // namespace
