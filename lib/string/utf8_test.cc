@@ -32,4 +32,42 @@ TEST(Utf8WholeLengthDeathTest, StopsAtABadLeadByte) {
   EXPECT_EXIT(Whole("\x80"), panics, text);
 }
 
+TEST(Utf8LenientWholeLength, CutsHalfACharacterAndKeepsOtherBytes) {
+  const auto whole = [](const std::string &text) {
+    return Utf8_LenientWholeLength(text.data(), text.size());
+  };
+  EXPECT_EQ(whole(""), 0U);
+  EXPECT_EQ(whole("ab\xC3\xA9"), 4U);
+  EXPECT_EQ(whole("ab\xC3"), 2U);
+  EXPECT_EQ(whole("ab\xF0\x9F\x98"), 2U);
+  EXPECT_EQ(whole("ab\xFF"), 3U);
+  EXPECT_EQ(whole("\x80"), 1U);
+  EXPECT_EQ(whole("ab\x80\x80\x80\x80"), 6U);
+}
+
+std::string Encoded(char32_t value) {
+  char bytes[UTF8_LONGEST];
+  const size_t size = Utf8_LenientEncode(value, bytes);
+  EXPECT_EQ(size, Utf8_LenientSize(value));
+  return {bytes, size};
+}
+
+TEST(Utf8LenientEncode, ChangesItsSizeAtTheBorders) {
+  EXPECT_EQ(Encoded(0), std::string(1, '\0'));
+  EXPECT_EQ(Encoded(0x7F), "\x7F");
+  EXPECT_EQ(Encoded(0x80), "\xC2\x80");
+  EXPECT_EQ(Encoded(0x7FF), "\xDF\xBF");
+  EXPECT_EQ(Encoded(0x800), "\xE0\xA0\x80");
+  EXPECT_EQ(Encoded(0xFFFF), "\xEF\xBF\xBF");
+  EXPECT_EQ(Encoded(0x10000), "\xF0\x90\x80\x80");
+  EXPECT_EQ(Encoded(0x10FFFF), "\xF4\x8F\xBF\xBF");
+}
+
+TEST(Utf8LenientEncode, TakesSurrogatesAndNothingAboveTheLastCharacter) {
+  EXPECT_EQ(Encoded(0xD800), "\xED\xA0\x80");
+  EXPECT_EQ(Encoded(0xDFFF), "\xED\xBF\xBF");
+  EXPECT_EQ(Encoded(0x110000), "");
+  EXPECT_EQ(Encoded(0xFFFFFFFF), "");
+}
+
 }  // namespace
