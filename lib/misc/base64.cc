@@ -27,12 +27,47 @@ constexpr std::array<int8_t, 256> MakeDecodeTable() {
 
 constexpr std::array<int8_t, 256> kDecode = MakeDecodeTable();
 
+// The two characters of each 12 bits.
+using Pair = std::array<char, 2>;
+
+constexpr std::array<Pair, 4096> MakePairs() {
+  std::array<Pair, 4096> pairs{};
+  for (size_t bits = 0; bits < pairs.size(); bits++) {
+    pairs[bits] = {kAlphabet[bits >> 6], kAlphabet[bits & 0x3f]};
+  }
+  return pairs;
+}
+
+constexpr std::array<Pair, 4096> kPairs = MakePairs();
+
 char *Base64EncodeTriple(char *out, uint32_t triple) {
-  out[0] = kAlphabet[triple >> 18];
-  out[1] = kAlphabet[(triple >> 12) & 0x3f];
-  out[2] = kAlphabet[(triple >> 6) & 0x3f];
-  out[3] = kAlphabet[triple & 0x3f];
+  memcpy(out, &kPairs[triple >> 12], sizeof(Pair));
+  memcpy(out + 2, &kPairs[triple & 0xfff], sizeof(Pair));
   return out + 4;
+}
+
+int8_t Base64DecodeByte(char c) {
+  return kDecode[static_cast<unsigned char>(c)];
+}
+
+// Decodes groups of four data bytes as long as they come and `size` has room for three more bytes. Reads
+// nothing behind a byte that is no data. Returns how many groups there were.
+size_t Base64DecodeGroups(const char *src, uint8_t *dst, size_t size) {
+  size_t groups = 0;
+  for (; size >= 3; groups++, src += 4, dst += 3, size -= 3) {
+    int8_t a;
+    int8_t b;
+    int8_t c;
+    int8_t d;
+    if ((a = Base64DecodeByte(src[0])) < 0 || (b = Base64DecodeByte(src[1])) < 0 ||
+        (c = Base64DecodeByte(src[2])) < 0 || (d = Base64DecodeByte(src[3])) < 0) {
+      break;
+    }
+    dst[0] = static_cast<uint8_t>(a << 2 | b >> 4);
+    dst[1] = static_cast<uint8_t>(b << 4 | c >> 2);
+    dst[2] = static_cast<uint8_t>(c << 6 | d);
+  }
+  return groups;
 }
 
 }  // namespace
@@ -67,8 +102,13 @@ bool Base64_Decode(const char *src, uint8_t *dst, size_t dstSize, size_t *dataLe
   size_t length = 0;
   uint32_t bits = 0;
   int bitCount = 0;
-  for (;; src++) {
-    const int8_t value = kDecode[static_cast<unsigned char>(*src)];
+  while (true) {
+    if (bitCount == 0) {
+      const size_t groups = Base64DecodeGroups(src, dst + length, dstSize - length);
+      src += groups * 4;
+      length += groups * 3;
+    }
+    const int8_t value = Base64DecodeByte(*src++);
     if (value == kEnd) {
       break;
     }
@@ -97,7 +137,7 @@ bool Base64_Decode(const char *src, uint8_t *dst, size_t dstSize, size_t *dataLe
 
 bool Base64_ValidEncoding(const char *src, size_t srcSize) {
   for (size_t i = 0; i < srcSize; i++) {
-    if (src[i] != '=' && kDecode[static_cast<unsigned char>(src[i])] < 0) {
+    if (src[i] != '=' && Base64DecodeByte(src[i]) < 0) {
       return false;
     }
   }
@@ -105,12 +145,9 @@ bool Base64_ValidEncoding(const char *src, size_t srcSize) {
 }
 
 bool Base64_EasyEncode(const uint8_t *src, size_t srcSize, char **target) {
-  const size_t size = Base64_EncodedLength(srcSize) + 1;
-  *target = static_cast<char *>(malloc(size));
-  if (*target == nullptr) {
-    return false;
-  }
-  return Base64_Encode(src, srcSize, *target, size, nullptr);
+  const size_t length = Base64_EncodedLength(srcSize);
+  *target = length == SIZE_MAX ? nullptr : static_cast<char *>(malloc(length + 1));
+  return *target != nullptr && Base64_Encode(src, srcSize, *target, length + 1, nullptr);
 }
 
 bool Base64_EasyDecode(const char *src, uint8_t **target, size_t *targetSize) {
@@ -127,7 +164,7 @@ bool Base64_EasyDecode(const char *src, uint8_t **target, size_t *targetSize) {
 }
 
 size_t Base64_EncodedLength(size_t srcSize) {
-  return (srcSize + 2) / 3 * 4;
+  return srcSize > SIZE_MAX / 4 * 3 ? SIZE_MAX : (srcSize + 2) / 3 * 4;
 }
 
 size_t Base64_DecodedLength(const char *src, size_t srcSize) {

@@ -83,22 +83,6 @@ bool DynBuf_Trim(DynBuf *buf) {
   return DynBuf_Realloc(buf, buf->size);
 }
 
-bool DynBuf_Append(DynBuf *buf, const void *data, size_t size) {
-  if (size == 0) {
-    return true;
-  }
-  const size_t newSize = buf->size + size;
-  if (newSize < size) {
-    return false;
-  }
-  if (newSize > buf->allocated && !DynBuf_Enlarge(buf, newSize)) {
-    return false;
-  }
-  memcpy(buf->data + buf->size, data, size);
-  buf->size = newSize;
-  return true;
-}
-
 void DynBufSafeAppendInt(DynBuf *buf, const void *data, size_t size, const char *file, unsigned line) {
   if (!DynBuf_Append(buf, data, size)) {
     Panic("Unrecoverable memory allocation failure at %s:%u\n", file, line);

@@ -6,8 +6,11 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <string>
+#include <vector>
 
+#include "allocations.h"
 #include "owned.h"
 
 // A size that can't be had gives null under the sanitizer too.
@@ -27,6 +30,7 @@ class Buffer : public DynBuf {
 };
 
 volatile size_t tooMuch = PTRDIFF_MAX;
+volatile size_t beyondAll = SIZE_MAX - 1;
 
 TEST(DynBuf, IsAllZeroAtFirstAndAfterDestroy) {
   Buffer buf;
@@ -88,10 +92,43 @@ TEST(DynBuf, AFailureLeavesTheOldBlock) {
   EXPECT_FALSE(DynBuf_Enlarge(&buf, tooMuch));
   EXPECT_FALSE(DynBuf_Append(&buf, "x", tooMuch));
   // A sum that wraps around is no small size.
-  EXPECT_FALSE(DynBuf_Append(&buf, "x", SIZE_MAX - 1));
+  EXPECT_FALSE(DynBuf_Append(&buf, "x", beyondAll));
   EXPECT_EQ(buf.data, block);
   EXPECT_EQ(buf.Text(), "keep");
   EXPECT_EQ(buf.allocated, 1024U);
+}
+
+TEST(DynBuf, LosesNothingWhenMemoryRunsOut) {
+  Buffer buf;
+  DynBuf_Append(&buf, "keep", 4);
+  Buffer other;
+  const std::string more(2000, 'x');
+  const std::vector<std::function<bool()>> operations = {
+      [&] { return DynBuf_Append(&buf, more.data(), more.size()); },
+      [&] { return DynBuf_Enlarge(&buf, 1); },
+      [&] { return DynBuf_Realloc(&buf, 5000); },
+      [&] { return DynBuf_Trim(&buf); },
+      [&] { return DynBuf_AllocGet(&buf) != nullptr; },
+      [&] { return DynBuf_Copy(&buf, &other); },
+  };
+  for (const auto &operation : operations) {
+    const testhost::AllocationFault fault(0);
+    EXPECT_FALSE(operation());
+    EXPECT_TRUE(fault.Happened());
+    EXPECT_EQ(buf.Text(), "keep");
+    EXPECT_EQ(buf.allocated, 1024U);
+    EXPECT_EQ(other.data, nullptr);
+  }
+}
+
+TEST(DynBuf, EnlargesByStepsFromTheBorderOn) {
+  Buffer buf;
+  EXPECT_TRUE(DynBuf_Realloc(&buf, 0x3FFFF));
+  EXPECT_TRUE(DynBuf_Enlarge(&buf, 0));
+  EXPECT_EQ(buf.allocated, 0x7FFFEU);
+  EXPECT_TRUE(DynBuf_Realloc(&buf, 0x40000));
+  EXPECT_TRUE(DynBuf_Enlarge(&buf, 0));
+  EXPECT_EQ(buf.allocated, 0x80000U);
 }
 
 TEST(DynBuf, ReallocToNothingFreesTheBlock) {
@@ -157,7 +194,7 @@ TEST(DynBuf, SafeAppendAppends) {
 TEST(DynBufDeathTest, SafeAppendStopsTheProgramOnFailure) {
   Buffer buf;
   const int line = __LINE__ + 1;
-  EXPECT_EXIT(DynBuf_SafeAppend(&buf, "x", SIZE_MAX), testing::ExitedWithCode(255),
+  EXPECT_EXIT(DynBuf_SafeAppend(&buf, "x", beyondAll), testing::ExitedWithCode(255),
               testing::EndsWith("Unrecoverable memory allocation failure at lib/misc/dynbuf_test.cc:" +
                                 std::to_string(line) + "\n"));
 }

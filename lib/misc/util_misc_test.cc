@@ -4,9 +4,14 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <string>
+#include <utility>
+#include <vector>
 
+#include "allocations.h"
 #include "owned.h"
 
 // A size that can't be had gives null under the sanitizer too, which then says so on standard error.
@@ -58,10 +63,27 @@ TEST(UtilSafeDeathTest, AllocationFailureStopsTheProgram) {
   EXPECT_EXIT(Util_SafeCalloc(tooMuch, 2), panics, testing::EndsWith(place + std::to_string(line) + "\n"));
 }
 
-TEST(UtilSafeDeathTest, NamesTheBugNumberOfItsCaller) {
-  EXPECT_EXIT(
-      UtilSafeMallocInt(4711, tooMuch, "some/file.cc", 12), testing::ExitedWithCode(255),
-      testing::EndsWith("Unrecoverable memory allocation failure at some/file.cc:12.  Bug number: 4711\n"));
+TEST(UtilSafeDeathTest, EveryMemberOfTheFamilyStopsTheProgram) {
+  const std::vector<std::function<void(int)>> family = {
+      [](int bug) { free(UtilSafeMallocInt(bug, 1, "some/file.cc", 12)); },
+      [](int bug) { free(UtilSafeReallocInt(bug, nullptr, 1, "some/file.cc", 12)); },
+      [](int bug) { free(UtilSafeCallocInt(bug, 1, 1, "some/file.cc", 12)); },
+      [](int bug) { free(UtilSafeStrdupInt(bug, "", "some/file.cc", 12)); },
+      [](int bug) { free(UtilSafeStrndupInt(bug, "", 0, "some/file.cc", 12)); },
+  };
+  const std::string text = "Unrecoverable memory allocation failure at some/file.cc:12";
+  for (const auto &[bug, end] :
+       {std::pair(-1, "\n"), {0, ".  Bug number: 0\n"}, {4711, ".  Bug number: 4711\n"}}) {
+    for (const auto &allocate : family) {
+      allocate(bug);
+      EXPECT_EXIT(
+          {
+            const testhost::AllocationFault fault(0);
+            allocate(bug);
+          },
+          testing::ExitedWithCode(255), testing::EndsWith(text + end));
+    }
+  }
 }
 
 }  // namespace

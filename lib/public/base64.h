@@ -24,7 +24,7 @@ bool Base64_ValidEncoding(const char *src, size_t srcSize);
 // Encode and decode into a new block (free) at `*target`, null on failure.
 bool Base64_EasyEncode(const uint8_t *src, size_t srcSize, char **target);
 bool Base64_EasyDecode(const char *src, uint8_t **target, size_t *targetSize);
-// The length of the encoded text of `srcSize` bytes, without a NUL.
+// The length of the encoded text of `srcSize` bytes, without a NUL, or SIZE_MAX when it is beyond all sizes.
 size_t Base64_EncodedLength(size_t srcSize);
 // The bytes that `srcSize` bytes of padded text without blanks hold.
 size_t Base64_DecodedLength(const char *src, size_t srcSize);

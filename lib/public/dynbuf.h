@@ -3,6 +3,7 @@
 #define OST_PUBLIC_DYNBUF_H
 
 #include <cstddef>
+#include <cstring>
 
 struct DynBuf {
   char *data;        // owned
@@ -27,7 +28,23 @@ bool DynBuf_Enlarge(DynBuf *buf, size_t minSize);
 // Gives back what is allocated beyond the content.
 bool DynBuf_Trim(DynBuf *buf);
 // Appends `size` bytes; 0 bytes succeed without a look at `data`. Returns false when memory is out.
-bool DynBuf_Append(DynBuf *buf, const void *data, size_t size);
+inline bool DynBuf_Append(DynBuf *buf, const void *data, size_t size) {
+  if (size == 0) {
+    return true;
+  }
+  const size_t newSize = buf->size + size;
+  if (newSize < size || (newSize > buf->allocated && !DynBuf_Enlarge(buf, newSize))) {
+    return false;
+  }
+  if (size == 1) {
+    // Bytes come one by one often enough to spare them the call.
+    buf->data[buf->size] = *static_cast<const char *>(data);
+  } else {
+    memcpy(buf->data + buf->size, data, size);
+  }
+  buf->size = newSize;
+  return true;
+}
 void DynBufSafeAppendInt(DynBuf *buf, const void *data, size_t size, const char *file, unsigned line);
 // The same, but a failure stops the program.
 #define DynBuf_SafeAppend(buf, data, size) DynBufSafeAppendInt(buf, data, size, __FILE__, __LINE__)
