@@ -95,6 +95,12 @@ std::string AllBytes() {
   return bytes;
 }
 
+// As a C string.
+std::string UnescapedText(const std::string &text) {
+  const std::string buffer = UnescapeCString(text);
+  return buffer.substr(0, buffer.find('\0'));
+}
+
 TEST(EscapeDo, TurnsFlaggedBytesIntoUpperCaseDigits) {
   EXPECT_EQ(Do('#', "#;", "a;b#c"), "a#3Bb#23c");
   EXPECT_EQ(Do('%', "%\n\xff", "100%\n\xff"), "100%25%0A%FF");
@@ -276,29 +282,27 @@ TEST(EscapeStrchr, AgreesWithReadingByteByByte) {
 }
 
 TEST(EscapeUnescapeCString, UndoesLineFeedsBackslashesAndOctals) {
-  const auto text = [](const std::string &escaped) { return std::string(UnescapeCString(escaped).c_str()); };
-  EXPECT_EQ(text("a\\nb"), "a\nb");
-  EXPECT_EQ(text("a\\\\nb"), "a\\nb");
-  EXPECT_EQ(text("\\101\\040\\012"), "A \n");
-  EXPECT_EQ(text("\\1011"), "A1");
-  EXPECT_EQ(text("\\7x\\18"), "\ax\0018");
-  EXPECT_EQ(text("\\777"), "\xff");
-  EXPECT_EQ(text("plain"), "plain");
-  EXPECT_EQ(text(""), "");
+  EXPECT_EQ(UnescapedText("a\\nb"), "a\nb");
+  EXPECT_EQ(UnescapedText("a\\\\nb"), "a\\nb");
+  EXPECT_EQ(UnescapedText("\\101\\040\\012"), "A \n");
+  EXPECT_EQ(UnescapedText("\\1011"), "A1");
+  EXPECT_EQ(UnescapedText("\\7x\\18"), "\ax\0018");
+  EXPECT_EQ(UnescapedText("\\777"), "\xff");
+  EXPECT_EQ(UnescapedText("plain"), "plain");
+  EXPECT_EQ(UnescapedText(""), "");
   EXPECT_EQ(UnescapeCString("a\\0b").substr(0, 4), std::string("a\0b\0", 4));
 }
 
 TEST(EscapeUnescapeCString, LeavesABackslashBeforeAnythingElse) {
-  const auto text = [](const std::string &escaped) { return std::string(UnescapeCString(escaped).c_str()); };
-  EXPECT_EQ(text("\\t\\\"\\x41\\8"), "\\t\\\"\\x41\\8");
-  EXPECT_EQ(text("end\\"), "end\\");
-  EXPECT_EQ(text("\\q\\n"), "\\q\n");
+  EXPECT_EQ(UnescapedText("\\t\\\"\\x41\\8"), "\\t\\\"\\x41\\8");
+  EXPECT_EQ(UnescapedText("end\\"), "end\\");
+  EXPECT_EQ(UnescapedText("\\q\\n"), "\\q\n");
 }
 
 // A backslash and what scanf reads behind it, for every text of up to four of these bytes.
 TEST(EscapeUnescapeCString, ReadsOctalsAsScanfDoes) {
   const std::string letters = "07+- \t8x";
-  for (size_t number = 0; number < 8 * 8 * 8 * 8 * 5; number++) {
+  for (size_t number = 0; number < size_t{8} * 8 * 8 * 8 * 5; number++) {
     std::string behind;
     for (size_t rest = number / 5; behind.size() < number % 5; rest /= 8) {
       behind += letters[rest % 8];

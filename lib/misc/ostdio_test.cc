@@ -6,9 +6,13 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
+#include <cstring>
+#include <latch>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "allocations.h"
@@ -190,6 +194,38 @@ TEST(ReadNextLine, TakesFromAPipeWhatIsThere) {
   fflush(out.get());
   ASSERT_EQ(StdIO_ReadNextLine(in.get(), &line, 0, nullptr), StdIO_Success);
   EXPECT_EQ(std::string(OwnedString(line).get()), "second");
+}
+
+TEST(ReadNextLine, GivesWholeLinesToThreadsThatShareAStream) {
+  constexpr size_t kLines = 100000;
+  constexpr int kThreads = 4;
+  std::string content;
+  for (size_t i = 0; i < kLines; i++) {
+    content += std::string(1 + i % 50, static_cast<char>('a' + i % 26)) + (i % 2 == 0 ? "\n" : "\r\n");
+  }
+  const OwnedStream stream = StreamOf(content);
+  std::atomic<size_t> count{0};
+  std::atomic<size_t> broken{0};
+  std::latch start(kThreads);
+  const auto read = [&] {
+    start.arrive_and_wait();
+    char *line = nullptr;
+    size_t length = 0;
+    while (StdIO_ReadNextLine(stream.get(), &line, 0, &length) == StdIO_Success) {
+      const OwnedString owned(line);
+      count++;
+      broken += length == 0 || strspn(line, std::string(1, line[0]).c_str()) != length ? 1 : 0;
+    }
+  };
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kThreads; i++) {
+    threads.emplace_back(read);
+  }
+  for (std::thread &thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(count, kLines);
+  EXPECT_EQ(broken, 0U);
 }
 
 TEST(ReadNextLine, FailsForEachAllocationThatFails) {

@@ -16,7 +16,7 @@ enum StdIO_Status {
 // stream        open for reading
 // buf           gets a new NUL-terminated string (free) on success, null otherwise
 // maxBufLength  the most bytes a line may need, tested when the buffer grows; 0 for no limit
-// count         if not null, gets the length in bytes without the NUL
+// count         if not null, gets the length in bytes without the NUL; set on success alone
 StdIO_Status StdIO_ReadNextLine(FILE *stream, char **buf, size_t maxBufLength, size_t *count);
 
 #endif
