@@ -218,6 +218,7 @@ TEST(ReadNextLine, GivesWholeLinesToThreadsThatShareAStream) {
     }
   };
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   for (int i = 0; i < kThreads; i++) {
     threads.emplace_back(read);
   }
