@@ -14,6 +14,7 @@
 #include "options.h"
 #include "threads.h"
 #include "tmpLogs.h"
+#include "unicode.h"
 
 // The order of start matters, and each guard ends its subsystem on every way out of the scope.
 int main(int argc, char **argv) {
@@ -24,6 +25,7 @@ int main(int argc, char **argv) {
   // Where the program's caller ignored it, no child's end could be told from a success.
   std::signal(SIGCHLD, SIG_DFL);
   CleanTmpLogs("setup");
+  Unicode_Init(argc, &argv, nullptr);
   InitThreads();
   // Outside the scope of the guards, so that their failure can be shown.
   const Gtk::Main toolkit(argc, argv, true);

@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <climits>
 #include <cstring>
+#include <string_view>
 
 #include "codeset.h"
 #include "unicodeCaseFoldInt.h"
@@ -11,9 +13,9 @@ constexpr utf16_t kSurrogates = 0xD800;
 constexpr utf16_t kLowSurrogates = 0xDC00;
 constexpr utf16_t kBehindSurrogates = 0xE000;
 
-// A range as UTF-16.
+// Text as UTF-16.
 struct Units {
-  OwnedString bytes;  // null when the range isn't valid text or memory is out
+  OwnedString bytes;  // null when the text isn't valid or memory is out
   size_t count;
 
   [[nodiscard]] utf16_t At(size_t i) const {
@@ -23,12 +25,58 @@ struct Units {
   }
 };
 
-Units ConvertRange(Unicode str, UnicodeIndex start, UnicodeIndex length) {
+std::string_view Range(Unicode str, UnicodeIndex start, UnicodeIndex length) {
   UnicodePinIndices(str, &start, &length);
+  return {str + start, static_cast<size_t>(length)};
+}
+
+Units Convert(std::string_view text) {
   char *bytes = nullptr;
   size_t size = 0;
-  CodeSet_Utf8ToUtf16le(str + start, static_cast<size_t>(length), &bytes, &size);
+  CodeSet_Utf8ToUtf16le(text.data(), text.size(), &bytes, &size);
   return {OwnedString(bytes), size / sizeof(utf16_t)};
+}
+
+// How many bytes the texts begin with in common.
+size_t CommonLength(std::string_view text1, std::string_view text2) {
+  const size_t limit = std::min(text1.size(), text2.size());
+  size_t length = 0;
+  while (limit - length >= sizeof(uint64_t) &&
+         memcmp(text1.data() + length, text2.data() + length, sizeof(uint64_t)) == 0) {
+    length += sizeof(uint64_t);
+  }
+  while (length < limit && text1[length] == text2[length]) {
+    length++;
+  }
+  return length;
+}
+
+bool IsContinuationAt(std::string_view text, size_t at) {
+  return at < text.size() && (text[at] & 0xC0) == 0x80;
+}
+
+// How many bytes the texts begin with in common, in whole characters, as far as CodeSet_Validate takes them.
+size_t CommonCharacters(std::string_view text1, std::string_view text2) {
+  size_t length = std::min<size_t>(CommonLength(text1, text2), INT_MAX);
+  while (length > 0 && (IsContinuationAt(text1, length) || IsContinuationAt(text2, length))) {
+    length--;
+  }
+  return length;
+}
+
+// Drops all but the first character, which decides where the texts differ in it, if CodeSet_Validate takes
+// that much. Returns false when what is dropped isn't valid.
+bool KeepFirstCharacter(std::string_view *text) {
+  size_t length = std::min<size_t>(text->size(), 1);
+  while (IsContinuationAt(*text, length)) {
+    length++;
+  }
+  const std::string_view rest = text->substr(length);
+  if (rest.size() > INT_MAX) {
+    return true;
+  }
+  *text = text->substr(0, length);
+  return CodeSet_Validate(rest.data(), rest.size(), "UTF-8");
 }
 
 bool IsSurrogate(utf16_t unit) {
@@ -72,8 +120,20 @@ int CompareUnits(const Units &units1, const Units &units2, bool ignoreCase) {
 
 int Unicode_CompareRange(Unicode str1, UnicodeIndex str1Start, UnicodeIndex str1Length, Unicode str2,
                          UnicodeIndex str2Start, UnicodeIndex str2Length, bool ignoreCase) {
-  const Units units1 = ConvertRange(str1, str1Start, str1Length);
-  const Units units2 = ConvertRange(str2, str2Start, str2Length);
+  std::string_view text1 = Range(str1, str1Start, str1Length);
+  std::string_view text2 = Range(str2, str2Start, str2Length);
+  // What is the same in both needs no conversion to be compared, only to be valid.
+  const size_t common = CommonCharacters(text1, text2);
+  if (!CodeSet_Validate(text1.data(), common, "UTF-8")) {
+    return -1;
+  }
+  text1.remove_prefix(common);
+  text2.remove_prefix(common);
+  if (!ignoreCase && (!KeepFirstCharacter(&text1) || !KeepFirstCharacter(&text2))) {
+    return -1;
+  }
+  const Units units1 = Convert(text1);
+  const Units units2 = Convert(text2);
   if (units1.bytes == nullptr || units2.bytes == nullptr) {
     return -1;
   }

@@ -121,6 +121,7 @@ int UnicodeIANALookup(const char *name) {
     Log("%s: Did not find an IANA match for encoding \"%s\"\n", __func__, name);
     return -1;
   }
+  // A number is what the table keeps. NOLINTNEXTLINE(performance-no-int-to-ptr)
   HashTable_Insert(cache, name, reinterpret_cast<void *>(static_cast<intptr_t>(row)));
   return row;
 }

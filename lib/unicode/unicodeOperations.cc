@@ -29,14 +29,6 @@ Unicode Concatenate(std::initializer_list<std::string_view> parts) {
   return str;
 }
 
-size_t JoinedLength(Unicode first, va_list rest) {
-  size_t length = 0;
-  for (Unicode next = first; next != nullptr; next = va_arg(rest, Unicode)) {
-    length += strlen(next);
-  }
-  return length;
-}
-
 }  // namespace
 
 void UnicodePinIndices(Unicode str, UnicodeIndex *strStart, UnicodeIndex *strLength) {
@@ -85,15 +77,16 @@ Unicode Unicode_Join(Unicode first, ...) {
   if (first == nullptr) {
     return nullptr;
   }
+  size_t length = 0;
+  char *str = nullptr;
   va_list rest;
   va_start(rest, first);
-  auto *str = static_cast<char *>(Util_SafeMalloc(JoinedLength(first, rest) + 1));
-  va_end(rest);
-
-  va_start(rest, first);
-  char *at = str;
+  // The list is started above. NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
   for (Unicode next = first; next != nullptr; next = va_arg(rest, Unicode)) {
-    at = stpcpy(at, next);
+    const size_t part = strlen(next);
+    str = static_cast<char *>(Util_SafeRealloc(str, length + part + 1));
+    memcpy(str + length, next, part + 1);
+    length += part;
   }
   va_end(rest);
   return str;

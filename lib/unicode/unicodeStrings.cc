@@ -1,3 +1,4 @@
+#include <climits>
 #include <cstdarg>
 #include <cstring>
 
@@ -37,18 +38,36 @@ char *CopyOf(const char *buffer, size_t length) {
   return copy;
 }
 
+// Whether converted bytes are what a string may hold: iconv lets code points above U+10FFFF through. More
+// than CodeSet_Validate takes isn't looked at.
+bool IsText(const char *bytes, size_t size) {
+  return size > INT_MAX || CodeSet_Validate(bytes, size, "UTF-8");
+}
+
 char *AllocGeneric(const char *buffer, size_t length, StringEncoding encoding, unsigned flags) {
   char *converted = nullptr;
+  size_t size = 0;
   CodeSet_GenericToGeneric(Unicode_EncodingEnumToName(encoding), buffer, length, "UTF-8", flags, &converted,
-                           nullptr);
-  return converted;
+                           &size);
+  OwnedString owner(converted);
+  return converted != nullptr && IsText(converted, size) ? owner.release() : nullptr;
+}
+
+// Whether the bytes are in an encoding that strings have too.
+bool IsPlain(const char *buffer, size_t length, StringEncoding encoding) {
+  switch (encoding) {
+    case STRING_ENCODING_US_ASCII:
+      return UnicodeIsAscii(buffer, length);
+    case STRING_ENCODING_UTF8:
+      return length <= INT_MAX && CodeSet_Validate(buffer, length, "UTF-8");
+    default:
+      return false;
+  }
 }
 
 char *AllocSubstituting(const char *buffer, size_t length, StringEncoding encoding) {
-  if (encoding == STRING_ENCODING_US_ASCII && UnicodeIsAscii(buffer, length)) {
-    return CopyOf(buffer, length);
-  }
-  return AllocGeneric(buffer, length, encoding, CODESET_SUBSTITUTE);
+  return IsPlain(buffer, length, encoding) ? CopyOf(buffer, length)
+                                           : AllocGeneric(buffer, length, encoding, CODESET_SUBSTITUTE);
 }
 
 char *AllocUtf16(const char *buffer, size_t length) {
