@@ -120,14 +120,16 @@ void CleanTmp() {
   MakeDirectories("/tmp/.ICE-unix", 01777);
 }
 
-void PutUname(const std::string &library, const std::optional<std::string> &release,
-              const std::optional<std::string> &version, const std::optional<std::string> &machine) {
+void PutUname(const std::string &library, const std::optional<std::string> &system,
+              const std::optional<std::string> &release, const std::optional<std::string> &version,
+              const std::optional<std::string> &machine) {
   std::string answer;
   const auto add = [&](char which, const std::optional<std::string> &text) {
     if (text) {
       answer += which + *text + '\0';
     }
   };
+  add('s', system);
   add('r', release);
   add('v', version);
   add('m', machine);
@@ -364,6 +366,11 @@ Host &Host::Overlay(const std::string &directory) {
   return *this;
 }
 
+Host &Host::System(const std::string &name) {
+  system_ = name;
+  return *this;
+}
+
 Host &Host::Release(const std::string &release) {
   release_ = release;
   return *this;
@@ -474,7 +481,7 @@ void Host::Enter() {
   for (const std::string &name : missingPrograms_) {
     TakeProgramAway(name);
   }
-  PutUname(unameLibrary, release_, version_, machine_);
+  PutUname(unameLibrary, system_, release_, version_, machine_);
   PutSudoPath();
   const Person person = FindOrMakePerson(user_.value_or(0));
   root.EndSetUp();

@@ -38,7 +38,8 @@ class Host {
   Host &Remove(const std::string &path);
   // Everything below a real directory, laid over the root.
   Host &Overlay(const std::string &directory);
-  // What uname answers in every process of the host.
+  // What uname answers in every process of the host: the system's name is Linux unless told otherwise.
+  Host &System(const std::string &name);
   Host &Release(const std::string &release);
   Host &Version(const std::string &version);
   Host &Machine(const std::string &machine);
@@ -74,7 +75,7 @@ class Host {
   std::vector<Entry> entries_;
   std::map<std::string, std::string> programs_;
   std::vector<std::string> missingPrograms_;
-  std::optional<std::string> release_, version_, machine_;
+  std::optional<std::string> system_, release_, version_, machine_;
   std::optional<uid_t> user_;
   std::optional<std::string> kept_;
 };

@@ -278,13 +278,13 @@ TEST(HostKernel, AnswersInTheTestsOwnProcess) {
 
 TEST(HostKernel, AnswersInEveryProgram) {
   Host host;
-  host.Release("2.4.21").Version("#7").Machine("i586");
+  host.System("SunOS").Release("2.4.21").Version("#7").Machine("i586");
   host.Enter();
-  const std::string answer = "2.4.21 #7 i586\n";
-  EXPECT_EQ(OutputOf("exec uname -rvm"), answer);
-  EXPECT_EQ(OutputOf("sh -c 'sh -c \"uname -rvm\"'"), answer);
-  EXPECT_EQ(OutputOf("exec perl -MPOSIX -e 'print join(\" \", (POSIX::uname())[2..4]), \"\\n\"'"), answer);
-  EXPECT_EQ(OutputOf("exec env -i uname -rvm"), answer);
+  const std::string answer = "SunOS 2.4.21 #7 i586\n";
+  EXPECT_EQ(OutputOf("exec uname -srvm"), answer);
+  EXPECT_EQ(OutputOf("sh -c 'sh -c \"uname -srvm\"'"), answer);
+  EXPECT_EQ(OutputOf("exec perl -MPOSIX -e 'print join(\" \", (POSIX::uname())[0, 2..4]), \"\\n\"'"), answer);
+  EXPECT_EQ(OutputOf("exec env -i uname -srvm"), answer);
 }
 
 TEST(HostKernel, AnswersBehindSudo) {

@@ -24,7 +24,10 @@ static ssize_t ReadAnswer(char *buffer, size_t size) {
 }
 
 static void SetField(struct utsname *names, char which, const char *text) {
-  char *field = which == 'r' ? names->release : which == 'v' ? names->version : names->machine;
+  char *field = which == 's'   ? names->sysname
+                : which == 'r' ? names->release
+                : which == 'v' ? names->version
+                               : names->machine;
   memset(field, 0, sizeof names->release);
   strncpy(field, text, sizeof names->release - 1);
 }
@@ -33,7 +36,7 @@ int uname(struct utsname *names) {
   if (syscall(SYS_uname, names) != 0) {
     return -1;
   }
-  char answer[3 * sizeof names->release + 1];
+  char answer[4 * sizeof names->release + 1];
   const ssize_t length = ReadAnswer(answer, sizeof answer - 1);
   if (length <= 0) {
     return 0;

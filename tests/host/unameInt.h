@@ -6,7 +6,7 @@
 extern "C" {
 #endif
 
-/* A file of NUL-terminated fields, each a letter that says which ('r', 'v', 'm') and then its text. That
+/* A file of NUL-terminated fields, each a letter that says which ('s', 'r', 'v', 'm') and then its text. That
  * whoever writes it takes the name from here makes the linker take our uname before any other. */
 __attribute__((visibility("hidden"))) extern const char testhost_uname_file[];
 
