@@ -311,7 +311,7 @@ TEST(HashTable, DeletionKeepsTheOrderOfTheOthers) {
     expected.insert(expected.begin(), std::to_string(i));
     HashTable_Insert(table.get(), expected.front().c_str(), nullptr);
   }
-  for (const size_t gone : {39, 20, 7, 7, 8, 0}) {
+  for (const size_t gone : {39U, 20U, 7U, 7U, 8U, 0U}) {
     EXPECT_TRUE(HashTable_Delete(table.get(), expected[gone].c_str()));
     expected.erase(expected.begin() + static_cast<ptrdiff_t>(gone));
     EXPECT_EQ(KeysInOrder(table.get()), expected);
@@ -377,8 +377,10 @@ TEST(HashTable, ToArrayOfAnEmptyTableHasNoValues) {
 TEST(HashTableDeathTest, StopsAtEachAllocationThatFails) {
   const std::string text = "Unrecoverable memory allocation failure at lib/misc/hashTable.cc:[0-9]+\n$";
   for (const int flags : {static_cast<int>(HASH_FLAG_COPYKEY), HASH_FLAG_COPYKEY | HASH_FLAG_ATOMIC}) {
-    HashTable *table = nullptr;
     const auto fill = [&] {
+      static std::array<HashTable *, 3> kept;  // an atomic table can't be freed
+      static size_t used;
+      HashTable *&table = kept.at(used++);
       table = HashTable_Alloc(4, HASH_STRING_KEY | flags, nullptr);
       HashTable_Insert(table, "key", nullptr);
     };
@@ -393,8 +395,6 @@ TEST(HashTableDeathTest, StopsAtEachAllocationThatFails) {
           testing::ExitedWithCode(255), text)
           << i;
     }
-    static std::vector<HashTable *> kept;  // an atomic table can't be freed
-    kept.push_back(table);
   }
 }
 
