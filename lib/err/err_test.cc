@@ -57,7 +57,7 @@ TEST(Err, FindsACopiedTextAndLogsThatItWasCopied) {
   EXPECT_TRUE(std::regex_search(
       testhost::ReadFile(Log_GetFileName()),
       std::regex(R"(\| Err_String2ErrnoDebug: errno 1, string "Operation not permitted" at )"
-                 R"(0x[0-9a-f]+, originally at 0x[0-9a-f]+\.\n)")));
+                 R"([0-9A-F]+, originally at [0-9A-F]+\.\n)")));
 }
 
 TEST(Err, HasNoLocalTexts) {

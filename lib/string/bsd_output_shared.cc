@@ -10,6 +10,7 @@
 #include <cstring>
 #include <cwchar>
 #include <limits>
+#include <string_view>
 
 #include "bsd_output_vectorInt.h"
 #include "utf8.h"
@@ -454,13 +455,10 @@ void PutNonFinite(BsdOutput *out, const BsdOutput_Spec &spec, double value) {
   const bool upper = spec.conversion >= 'A' && spec.conversion <= 'Z';
   const bool infinite = std::isinf(value);
   const char sign = infinite ? SignOf(spec, value < 0) : '\0';
-  char *text = BsdOutput_Scratch(out, 4);
-  char *end = text;
-  if (sign != '\0') {
-    *end++ = sign;
-  }
-  memcpy(end, infinite ? upper ? "INF" : "inf" : upper ? "NAN" : "nan", 3);
-  end += 3;
+  const std::string_view name = infinite ? upper ? "INF" : "inf" : upper ? "NAN" : "nan";
+  char *text = BsdOutput_Scratch(out, 1 + name.size());
+  *text = sign;
+  char *end = std::copy(name.begin(), name.end(), sign == '\0' ? text : text + 1);
   BsdOutput_TrimScratch(out, end);
   BsdOutput_Spec blank = spec;
   blank.zero = false;

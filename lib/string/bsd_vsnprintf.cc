@@ -46,6 +46,10 @@ bool HasPosition(const BsdOutput_Spec &spec) {
   return spec.position > 0 || spec.widthFrom > 0 || spec.precisionFrom > 0;
 }
 
+bool IsInteger(Kind kind) {
+  return kind == Kind::INT || kind == Kind::LONG || kind == Kind::LONG_LONG;
+}
+
 // Whether it takes the next argument and no other.
 bool IsSimple(const BsdOutput_Spec &spec) {
   return spec.position == BSDOUTPUT_NEXT && spec.widthFrom == BSDOUTPUT_STATED &&
@@ -121,6 +125,7 @@ class Arguments {
   std::unique_ptr<Argument, Releaser<free>> onHeap_;  // the table when the stack doesn't hold it
 };
 
+// The lists are started in the constructor. NOLINTBEGIN(clang-analyzer-valist.Uninitialized)
 BsdOutput_Value Arguments::Load(va_list &list, Kind kind) {
   BsdOutput_Value value{};
   switch (kind) {
@@ -147,13 +152,15 @@ BsdOutput_Value Arguments::Load(va_list &list, Kind kind) {
   }
   return value;
 }
+// NOLINTEND(clang-analyzer-valist.Uninitialized)
 
 bool Arguments::FillTable() {
   if (!FindKinds()) {
     return false;
   }
   for (size_t i = 0; i < count_; i++) {
-    table_[i].value = Load(first_, table_[i].kind);
+    // A position that nobody claims is passed over as an int.
+    table_[i].value = Load(first_, std::max(table_[i].kind, Kind::INT));
   }
   inTable_ = true;
   return true;
@@ -180,18 +187,20 @@ bool Arguments::FindKinds() {
   return true;
 }
 
-// Of several kinds that are claimed for one position the widest holds, and a position that nobody claims is
-// an int.
+// Of several integers that are claimed for one position the widest holds; other kinds must be the same.
 bool Arguments::SetKind(const Claims::Claim &claim) {
   const auto position = static_cast<size_t>(claim.position);
   if (!MakeRoom(position)) {
     return false;
   }
   for (; count_ < position; count_++) {
-    table_[count_].kind = Kind::INT;
+    table_[count_].kind = Kind::NONE;
   }
-  Argument &argument = table_[position - 1];
-  argument.kind = std::max(argument.kind, claim.kind);
+  Kind &kind = table_[position - 1].kind;
+  if (kind != Kind::NONE && kind != claim.kind && !(IsInteger(kind) && IsInteger(claim.kind))) {
+    return false;
+  }
+  kind = std::max(kind, claim.kind);
   return true;
 }
 

@@ -232,6 +232,7 @@ char *Str_SafeAsprintf(size_t *outLength, const char *format, ...) {
 int Str_Vswprintf(wchar_t *buffer, size_t size, const wchar_t *format, va_list args) {
   ASSERT(buffer != nullptr);
   ASSERT(format != nullptr);
+  // The callers' lists are started. NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
   const int length = vswprintf(buffer, size, format, args);
   if (length < 0 && size > 0) {
     buffer[size - 1] = L'\0';
@@ -267,6 +268,7 @@ wchar_t *Str_Vaswprintf(size_t *outLength, const wchar_t *format, va_list args) 
     va_list again;
     va_copy(again, args);
     errno = 0;
+    // As above. NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
     const int length = vswprintf(text.get(), size, format, again);
     va_end(again);
     if (length >= 0) {
