@@ -75,6 +75,9 @@ void Unicode_Init(int argc, char ***argv, char ***envp);
 void Unicode_InitEx(int argc, char ***argv, char ***envp, const char *icuDataDir);
 // wargv, wenvp  vectors in UTF-16LE, which are read instead of those at `argv` and `envp`; may be null
 void Unicode_InitW(int argc, utf16_t **wargv, utf16_t **wenvp, char ***argv, char ***envp);
+// What stands behind the three.
+void Unicode_InitInternal(int argc, const char *icuDataDir, utf16_t **wargv, utf16_t **wenvp, char ***argv,
+                          char ***envp);
 
 // Makes a string of bytes in an encoding.
 //

@@ -78,8 +78,8 @@ void ReplaceEnvironment(utf16_t **wenvp, char ***envp) {
 
 }  // namespace
 
-void UnicodeInitInternal(int argc, const char *icuDataDir, utf16_t **wargv, utf16_t **wenvp, char ***argv,
-                         char ***envp) {
+void Unicode_InitInternal(int argc, const char *icuDataDir, utf16_t **wargv, utf16_t **wenvp, char ***argv,
+                          char ***envp) {
   Lock();
   if (unicodeInit.initialized) {
     Unlock();
@@ -100,9 +100,9 @@ void Unicode_Init(int argc, char ***argv, char ***envp) {
 }
 
 void Unicode_InitEx(int argc, char ***argv, char ***envp, const char *icuDataDir) {
-  UnicodeInitInternal(argc, icuDataDir, nullptr, nullptr, argv, envp);
+  Unicode_InitInternal(argc, icuDataDir, nullptr, nullptr, argv, envp);
 }
 
 void Unicode_InitW(int argc, utf16_t **wargv, utf16_t **wenvp, char ***argv, char ***envp) {
-  UnicodeInitInternal(argc, nullptr, wargv, wenvp, argv, envp);
+  Unicode_InitInternal(argc, nullptr, wargv, wenvp, argv, envp);
 }

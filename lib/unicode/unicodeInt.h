@@ -29,8 +29,4 @@ char *UnicodeGetAllocBytesInternal(Unicode str, StringEncoding encoding, ssize_t
 // Fits a range to its string.
 void UnicodePinIndices(Unicode str, UnicodeIndex *strStart, UnicodeIndex *strLength);
 
-// wargv, wenvp  if not null, what is read instead of the vectors at `argv` and `envp`
-void UnicodeInitInternal(int argc, const char *icuDataDir, utf16_t **wargv, utf16_t **wenvp, char ***argv,
-                         char ***envp);
-
 #endif

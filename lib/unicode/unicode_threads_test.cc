@@ -15,6 +15,7 @@ template <typename Work>
 void InThreads(const Work &work) {
   std::atomic<bool> go = false;
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   for (int thread = 0; thread < kThreads; thread++) {
     threads.emplace_back([&, thread] {
       while (!go) {
