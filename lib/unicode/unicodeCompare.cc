@@ -9,9 +9,8 @@
 
 namespace {
 
-constexpr utf16_t kSurrogates = 0xD800;
+constexpr utf16_t kHighSurrogates = 0xD800;
 constexpr utf16_t kLowSurrogates = 0xDC00;
-constexpr utf16_t kBehindSurrogates = 0xE000;
 
 // Text as UTF-16.
 struct Units {
@@ -79,19 +78,13 @@ bool KeepFirstCharacter(std::string_view *text) {
   return CodeSet_Validate(rest.data(), rest.size(), "UTF-8");
 }
 
-bool IsSurrogate(utf16_t unit) {
-  return unit >= kSurrogates && unit < kBehindSurrogates;
-}
-
-// The code point that the unit belongs to.
-uint32_t CodePointAt(const Units &units, size_t i) {
-  const utf16_t unit = units.At(i);
-  if (!IsSurrogate(unit)) {
+// What a unit is ordered by: the code point that begins with it. A second half of a pair differs from another
+// behind the same first half, and orders as it is.
+uint32_t CodePointAt(const Units &units, size_t i, utf16_t unit) {
+  if (unit < kHighSurrogates || unit >= kLowSurrogates) {
     return unit;
   }
-  const size_t high = unit < kLowSurrogates ? i : i - 1;
-  return 0x10000 + (static_cast<uint32_t>(units.At(high) - kSurrogates) << 10) +
-         (units.At(high + 1) - kLowSurrogates);
+  return 0x10000 + (static_cast<uint32_t>(unit - kHighSurrogates) << 10) + (units.At(i + 1) - kLowSurrogates);
 }
 
 int CompareUnits(const Units &units1, const Units &units2, bool ignoreCase) {
@@ -109,9 +102,7 @@ int CompareUnits(const Units &units1, const Units &units2, bool ignoreCase) {
     if (unit1 == unit2) {
       continue;
     }
-    const uint32_t codePoint1 = IsSurrogate(unit1) ? CodePointAt(units1, i) : unit1;
-    const uint32_t codePoint2 = IsSurrogate(unit2) ? CodePointAt(units2, i) : unit2;
-    return codePoint1 < codePoint2 ? -1 : 1;
+    return CodePointAt(units1, i, unit1) < CodePointAt(units2, i, unit2) ? -1 : 1;
   }
   return units1.count == units2.count ? 0 : units1.count < units2.count ? -1 : 1;
 }
