@@ -1,21 +1,40 @@
 #include "hashTable.h"
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <array>
 #include <cctype>
 #include <clocale>
 #include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <latch>
 #include <map>
 #include <memory>
 #include <random>
 #include <set>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "allocations.h"
 #include "owned.h"
 #include "testhost.h"
+
+namespace {
+// What comes between an insertion's look-up and its store: called once, when the key is copied.
+std::function<void()> beforeTheStore;
+}  // namespace
+
+extern "C" char *strdup(const char *text) {
+  if (const auto interrupt = std::exchange(beforeTheStore, nullptr)) {
+    interrupt();
+  }
+  static const auto original = reinterpret_cast<decltype(&strdup)>(dlsym(RTLD_NEXT, "strdup"));
+  return original(text);
+}
 
 namespace {
 
@@ -410,6 +429,55 @@ TEST(HashTableDeathTest, StopsWhenThereIsNoMemoryForTheArray) {
       },
       testing::ExitedWithCode(255),
       "Unrecoverable memory allocation failure at lib/misc/hashTable.cc:[0-9]+\n$");
+}
+
+TEST(HashTable, AnInsertionThatComesTooLateLooksAgain) {
+  static HashTable *table =
+      HashTable_Alloc(1, HASH_STRING_KEY | HASH_FLAG_ATOMIC | HASH_FLAG_COPYKEY, NoteFreed);
+  beforeTheStore = [] { EXPECT_TRUE(HashTable_Insert(table, "key", Value(1))); };
+  // The leak checker sees an entry, or a key, that was made in vain and stays.
+  EXPECT_FALSE(HashTable_Insert(table, "key", Value(2)));
+  EXPECT_EQ(beforeTheStore, nullptr);
+  EXPECT_EQ(Find(table, "key"), Value(1));
+  beforeTheStore = [] { HashTable_Insert(table, "between", Value(3)); };
+  EXPECT_EQ(HashTable_LookupOrInsert(table, "late", Value(4)), Value(4));
+  EXPECT_EQ(KeysInOrder(table), (std::vector<std::string>{"late", "between", "key"}));
+  beforeTheStore = [] { HashTable_Insert(table, "both", Value(5)); };
+  EXPECT_FALSE(HashTable_ReplaceOrInsert(table, "both", Value(6)));
+  EXPECT_EQ(freedValues, std::vector<void *>{Value(5)});
+  EXPECT_EQ(Find(table, "both"), Value(6));
+}
+
+TEST(HashTable, AnEntryThatComesTooLateStandsInItsRunAsAnyOther) {
+  static HashTable *table =
+      HashTable_Alloc(1, HASH_STRING_KEY | HASH_FLAG_ATOMIC | HASH_FLAG_COPYKEY, nullptr);
+  for (int i = 0; i < 40; i += 2) {
+    beforeTheStore = [=] { HashTable_Insert(table, std::to_string(i).c_str(), Value(i)); };
+    EXPECT_TRUE(HashTable_Insert(table, std::to_string(i + 1).c_str(), Value(i + 1)));
+  }
+  for (int i = 0; i < 40; i++) {
+    EXPECT_EQ(Find(table, std::to_string(i).c_str()), Value(i));
+  }
+}
+
+// The leak checker sees a table that lost the race and stays.
+TEST(HashTable, AllocOnceLeavesNoOtherTableBehind) {
+  constexpr int kThreads = 8;
+  static std::array<HashTable *volatile, 100> tables;
+  for (auto &table : tables) {
+    std::latch start(kThreads);
+    std::vector<std::thread> threads;
+    threads.reserve(kThreads);
+    for (int i = 0; i < kThreads; i++) {
+      threads.emplace_back([&] {
+        start.arrive_and_wait();
+        HashTable_AllocOnce(&table, 2, HASH_STRING_KEY | HASH_FLAG_ATOMIC, nullptr);
+      });
+    }
+    for (std::thread &thread : threads) {
+      thread.join();
+    }
+  }
 }
 
 TEST(HashTableDeathTest, AllocRefusesWhatIsNotAllowed) {

@@ -263,6 +263,21 @@ TEST(ReadNextLine, SaysThatMemoryIsOut) {
   EXPECT_EQ(errno, ENOMEM);
 }
 
+TEST(ReadNextLine, LosesNothingOfALineThatIsThereWhenItsFirstAllocationFails) {
+  const OwnedStream stream = StreamOf("first\nsecond\nthird\n");
+  char *line = nullptr;
+  ASSERT_EQ(StdIO_ReadNextLine(stream.get(), &line, 0, nullptr), StdIO_Success);
+  free(line);
+  {
+    const testhost::AllocationFault fault(0);
+    ASSERT_EQ(StdIO_ReadNextLine(stream.get(), &line, 0, nullptr), StdIO_Success);
+    EXPECT_TRUE(fault.Happened());
+  }
+  EXPECT_EQ(std::string(OwnedString(line).get()), "second");
+  ASSERT_EQ(StdIO_ReadNextLine(stream.get(), &line, 0, nullptr), StdIO_Success);
+  EXPECT_EQ(std::string(OwnedString(line).get()), "third");
+}
+
 TEST(ReadNextLine, AllocatesALineAtItsSize) {
   const OwnedStream stream = StreamOf("abc\n" + std::string(100000, 'x') + "\n");
   char *line = nullptr;

@@ -163,7 +163,8 @@ bool StrUtil_CapacityToSectors(uint64_t *out, const char *str, unsigned defaultM
   if (multiplier == 0 && *suffix != '\0') {
     return false;
   }
-  const long double sectors = (static_cast<long double>(multiplier) * value + kSectorSize / 2) / kSectorSize;
+  // To add half a sector first would itself be rounded where counts take all 64 bits.
+  const long double sectors = std::round(static_cast<long double>(multiplier) * value / kSectorSize);
   if (sectors >= std::ldexp(1.0L, std::numeric_limits<uint64_t>::digits)) {
     return false;
   }

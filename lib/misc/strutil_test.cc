@@ -233,6 +233,8 @@ TEST(CapacityToSectors, RefusesWhatIsNoNumber) {
 TEST(CapacityToSectors, RefusesWhatIsOutOfRange) {
   EXPECT_EQ(Sectors("18446744073709551615B"), uint64_t{1} << 55);
   EXPECT_EQ(Sectors("9223372036854775807S"), uint64_t{INT64_MAX});
+  EXPECT_EQ(Sectors("9223372036854775809S"), (uint64_t{1} << 63) + 1);
+  EXPECT_EQ(Sectors("18446744073709551615S"), UINT64_MAX);
   EXPECT_EQ(Sectors("18446744073709551616S"), std::nullopt);
   EXPECT_EQ(Sectors("8589934592T"), std::nullopt);
   EXPECT_EQ(Sectors("8589934591T"), uint64_t{8589934591} << 31);

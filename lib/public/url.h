@@ -14,8 +14,7 @@ void URL_SetAppend(unsigned slot, const char *value);
 // The address for `id`, a new string (free), or null when there is no such row.
 //
 // withAppends  whether the appends of the row that have a value go with it. What their encoded form has
-// beyond
-//              1023 bytes is cut, never within a byte's code
+//              beyond 1023 bytes is cut, never within a byte's code
 char *URL_Get(int id, bool withAppends);
 
 // Lets all rows of `id` lead to `target`. A target of 0 and an unknown id are warned of and change nothing.
