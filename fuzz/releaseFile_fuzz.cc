@@ -47,7 +47,7 @@ std::optional<std::string> Distro(const std::string &bytes) {
   if (bytes.empty() || bytes.size() >= kHostinfoDistroSize) {
     return std::nullopt;
   }
-  const std::string content = bytes.substr(0, bytes.size() - 1).c_str();
+  const std::string content = bytes.substr(0, std::min(bytes.find('\0'), bytes.size() - 1));
   std::string text;
   for (const char *key : {"DISTRIB_ID=", "DISTRIB_RELEASE=", "DISTRIB_CODENAME=", "DISTRIB_DESCRIPTION="}) {
     if (const std::optional<std::string> value = Value(content, key)) {

@@ -128,6 +128,38 @@ constexpr ShortNameRow kShortNames[] = {
     {"VA Linux 6.2", "VALinux"},
     {"Yellow Dog Linux release 6.0", "Yellow Dog"},
     {"Some Linux 1", ""},
+    // Words of two rules that stand beside each other.
+    {"suse enterprise server 10 server 11", "sles11"},
+    {"suse enterprise sun", "sles"},
+    {"suse novell sun", "sjds"},
+    {"mandrake suse", "suse"},
+    {"annvix sun", "sjds"},
+    {"arklinux arch", "Arch"},
+    {"asianux server 3 arklinux", "Arklinux"},
+    {"asianux server 4 asianux client 3", "asianux3"},
+    {"aurox asianux client 4", "asianux4"},
+    {"black cat aurox", "Aurox"},
+    {"cobalt black cat", "BlackCat"},
+    {"centos cobalt", "Cobalt"},
+    {"centos conectiva", "centos"},
+    {"debian 4.0 conectiva", "Conectiva"},
+    {"enterprise linux debian", ""},
+    {"enterprise linux fedora", "oraclelinux"},
+    {"gentoo fedora", "Fedora"},
+    {"immunix gentoo", "Gentoo"},
+    {"linux-from-scratch immunix", "Immunix"},
+    {"linux-ppc linux-from-scratch", "Linux-From-Scratch"},
+    {"mandriva linux-ppc", "Linux-PPC"},
+    {"mklinux mandriva", "mandriva"},
+    {"pld mklinux", "MkLinux"},
+    {"slackware pld", "PLD"},
+    {"sme server slackware", "Slackware"},
+    {"tiny sofa sme server", "SMEServer"},
+    {"ubuntu tiny sofa", "Tiny Sofa"},
+    {"ultra penguin ubuntu", "Ubuntu"},
+    {"united linux ultra penguin", "UltraPenguin"},
+    {"va linux united linux", "UnitedLinux"},
+    {"yellow dog va linux", "VALinux"},
     {"", ""},
 };
 
@@ -204,7 +236,7 @@ class HostOS : public ::testing::Test {
     }
     const auto mark = std::find(lines.begin(), lines.end(), mark_);
     EXPECT_NE(mark, lines.end());
-    const Lines fresh(mark == lines.end() ? mark : mark + 1, lines.end());
+    Lines fresh(mark == lines.end() ? mark : mark + 1, lines.end());
     mark_ = "mark " + std::to_string(++marks_);
     Log("%s\n", mark_.c_str());
     return fresh;
@@ -559,13 +591,13 @@ TEST_F(HostOS, LsbValuesAreScannedBehindBlanks) {
 
 TEST_F(HostOS, LsbValuesThatOverlapAreHeldToTheBuffer) {
   Enter();
-  const std::string keys = "DISTRIB_ID=DISTRIB_RELEASE=";
   // "DISTRIB_RELEASE=" and the rest, a blank, the rest, a blank, and the terminator.
   const size_t rest = (255 - 16 - 3) / 2;
-  EXPECT_EQ(Distro(keys + std::string(rest, 'x') + "\n"),
+  EXPECT_EQ(Distro("DISTRIB_ID=DISTRIB_RELEASE=" + std::string(rest, 'x') + "\n"),
             "DISTRIB_RELEASE=" + std::string(rest, 'x') + " " + std::string(rest, 'x') + " ");
   EXPECT_EQ(Logged(), Lines());
-  EXPECT_EQ(Distro(keys + std::string(rest + 1, 'x') + "\n"), "none");
+  // One byte more in one of them.
+  EXPECT_EQ(Distro("DISTRIB_ID=yDISTRIB_RELEASE=" + std::string(rest, 'x') + "\n"), "none");
   EXPECT_EQ(Logged(), Lines({"HostinfoReadDistroFile: input buffer too small"}));
 }
 
