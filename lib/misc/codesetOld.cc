@@ -20,7 +20,6 @@
 
 namespace {
 
-using Order = CodeSetUtf_Order;
 using Result = CodeSetUtf_Result;
 
 constexpr size_t kIconvFailed = static_cast<size_t>(-1);
@@ -36,9 +35,9 @@ iconv_t IconvOpen(const char *codeIn, const char *codeOut, unsigned flags) {
     if (target == nullptr) {
       return NoIconv();
     }
-    const iconv_t iconv = iconv_open(target.get(), codeIn);
-    if (iconv != NoIconv()) {
-      return iconv;
+    iconv_t iconvHandle = iconv_open(target.get(), codeIn);
+    if (iconvHandle != NoIconv()) {
+      return iconvHandle;
     }
   }
   return iconv_open(codeOut, codeIn);
@@ -83,7 +82,7 @@ bool IconvEnd(iconv_t iconvHandle, DynBuf *dynBuf) {
 // The whole conversion on a handle of its own. Leaves what there is of a failed one.
 bool IconvConvert(const char *codeIn, const char *bufIn, size_t sizeIn, const char *codeOut, unsigned flags,
                   DynBuf *dynBuf) {
-  const iconv_t iconvHandle = IconvOpen(codeIn, codeOut, flags);
+  iconv_t iconvHandle = IconvOpen(codeIn, codeOut, flags);
   if (iconvHandle == NoIconv()) {
     return false;
   }
@@ -241,24 +240,19 @@ bool CodeSetOld_Utf16beToCurrent(const char *bufIn, size_t sizeIn, char **bufOut
 }
 
 bool CodeSetOld_Utf16leToUtf8(const char *bufIn, size_t sizeIn, char **bufOut, size_t *sizeOut) {
-  return ConvertToNew(bufOut, sizeOut,
-                      [&](DynBuf *dynBuf) { return CodeSetOld_Utf16leToUtf8Db(bufIn, sizeIn, dynBuf); });
+  return CodeSetUtf_Utf16leToUtf8(bufIn, sizeIn, bufOut, sizeOut);
 }
 
 bool CodeSetOld_Utf16leToUtf8Db(const char *bufIn, size_t sizeIn, DynBuf *dynBuf) {
-  return CodeSetUtf_Utf16ToUtf8(bufIn, sizeIn, Order::kLittle, dynBuf) == Result::kDone;
+  return CodeSetUtf_Utf16leToUtf8Db(bufIn, sizeIn, dynBuf) == Result::kDone;
 }
 
 bool CodeSetOld_Utf16beToUtf8(const char *bufIn, size_t sizeIn, char **bufOut, size_t *sizeOut) {
-  return ConvertToNew(bufOut, sizeOut, [&](DynBuf *dynBuf) {
-    return CodeSetUtf_Utf16ToUtf8(bufIn, sizeIn, Order::kBig, dynBuf) == Result::kDone;
-  });
+  return CodeSetUtf_Utf16beToUtf8(bufIn, sizeIn, bufOut, sizeOut);
 }
 
 bool CodeSetOld_Utf8ToUtf16le(const char *bufIn, size_t sizeIn, char **bufOut, size_t *sizeOut) {
-  return ConvertToNew(bufOut, sizeOut, [&](DynBuf *dynBuf) {
-    return CodeSetUtf_Utf8ToUtf16le(bufIn, sizeIn, dynBuf) == Result::kDone;
-  });
+  return CodeSetUtf_Utf8ToUtf16le(bufIn, sizeIn, bufOut, sizeOut);
 }
 
 bool CodeSetOld_Utf8ToAscii(const char *bufIn, size_t sizeIn, unsigned flags, char **bufOut,

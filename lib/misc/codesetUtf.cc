@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 
 #include "codesetUtfInt.h"
@@ -8,9 +9,11 @@
 #include <emmintrin.h>
 #endif
 
+#include "owned.h"
+
 namespace {
 
-using Order = CodeSetUtf_Order;
+enum class Order { kLittle, kBig };
 using Result = CodeSetUtf_Result;
 
 constexpr Order kNativeOrder = std::endian::native == std::endian::little ? Order::kLittle : Order::kBig;
@@ -91,6 +94,11 @@ size_t BeforeTopBit(Bytes bytes) {
   return static_cast<size_t>(std::countr_zero(TopBits(bytes) | 1U << kBlock));
 }
 
+bool IsThreeBytes(uint32_t codePoint) {
+  const uint32_t upper = codePoint & 0xF800;
+  return upper != 0 && upper != 0xD800;
+}
+
 // Whether each is a code point that has three bytes in UTF-8, given that none is above U+FFFF.
 bool AllThreeBytes(Quads codePoints) {
   const Quads upper = codePoints & 0xF800;
@@ -114,8 +122,28 @@ size_t SumOfBytes(Bytes counts) {
   return SumOfUnits((units & 0xFF) + (units >> 8));
 }
 
-// The size of well-formed UTF-8 in UTF-16: a unit for each byte that begins a sequence, and one more for one
-// of four bytes.
+// What each byte of well-formed UTF-8 stands for in UTF-16: a unit for one that begins a sequence, and one
+// more for one that begins a sequence of four.
+Bytes UnitsOfEach(Bytes bytes) {
+  const auto begins = std::bit_cast<SignedBytes>(bytes) > static_cast<int8_t>(0xBF);
+  return -std::bit_cast<Bytes>(begins) - std::bit_cast<Bytes>(bytes >= 0xF0);
+}
+
+// What each unit of well-formed UTF-16 has in UTF-8: one to three bytes, and two for each half of a pair.
+Units BytesOfEach(Units units) {
+  const auto isSurrogate = std::bit_cast<Units>((units & 0xF800) == 0xD800);
+  return 1 - std::bit_cast<Units>(units > 0x7F) - std::bit_cast<Units>(units > 0x7FF) + isSurrogate;
+}
+
+// All bits in the last `size` bytes of a block.
+Bytes LastBytes(size_t size) {
+  static constexpr char kNoneAndAll[2 * kBlock + 1] =
+      "\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0"
+      "\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF";
+  return Load<Bytes>(kNoneAndAll + size);
+}
+
+// The size of well-formed UTF-8 in UTF-16.
 size_t Utf16Size(const char *text, size_t size) {
   const char *const end = text + size;
   size_t units = 0;
@@ -123,11 +151,14 @@ size_t Utf16Size(const char *text, size_t size) {
     Bytes counts = {};
     const size_t steps = std::min(static_cast<size_t>(end - text) / kBlock, kStepsOfBytes);
     for (size_t i = 0; i < steps; i++, text += kBlock) {
-      const auto bytes = Load<Bytes>(text);
-      counts -= std::bit_cast<Bytes>(std::bit_cast<SignedBytes>(bytes) > static_cast<int8_t>(0xBF));
-      counts -= std::bit_cast<Bytes>(bytes >= 0xF0);
+      counts += UnitsOfEach(Load<Bytes>(text));
     }
     units += SumOfBytes(counts);
+  }
+  if (size >= kBlock) {
+    const auto last = UnitsOfEach(Load<Bytes>(end - kBlock));
+    units += SumOfBytes(last & LastBytes(static_cast<size_t>(end - text)));
+    text = end;
   }
   for (; text < end; text++) {
     units += size_t{(LoadByte(text) & 0xC0) != 0x80} + size_t{LoadByte(text) >= 0xF0};
@@ -135,7 +166,7 @@ size_t Utf16Size(const char *text, size_t size) {
   return units * sizeof(uint16_t);
 }
 
-// The size of well-formed UTF-16 in UTF-8: one to three bytes a unit, and two for each half of a pair.
+// The size of well-formed UTF-16 in UTF-8.
 template <Order order>
 size_t Utf8Size(const char *text, size_t size) {
   const char *const end = text + size;
@@ -144,11 +175,14 @@ size_t Utf8Size(const char *text, size_t size) {
     Units counts = {};
     const size_t steps = std::min(static_cast<size_t>(end - text) / kBlock, kStepsOfUnits);
     for (size_t i = 0; i < steps; i++, text += kBlock) {
-      const auto units = LoadUnits<Units, order>(text);
-      counts -= std::bit_cast<Units>(units > 0x7F) + std::bit_cast<Units>(units > 0x7FF);
-      counts += std::bit_cast<Units>((units & 0xF800) == 0xD800) + 1;
+      counts += BytesOfEach(LoadUnits<Units, order>(text));
     }
     bytes += SumOfUnits(counts);
+  }
+  if (size >= kBlock) {
+    const auto last = BytesOfEach(LoadUnits<Units, order>(end - kBlock));
+    bytes += SumOfUnits(last & std::bit_cast<Units>(LastBytes(static_cast<size_t>(end - text))));
+    text = end;
   }
   for (; text < end; text += sizeof(uint16_t)) {
     const uint32_t unit = LoadUnit<order>(text);
@@ -221,6 +255,8 @@ struct FromUtf8 {
   static constexpr size_t kLargest = 2;    // of what a unit becomes
   static constexpr size_t kRun = 12;       // units
 
+  static size_t TargetSize(const char *text, size_t size) { return Utf16Size(text, size); }
+
   // A bit for each unit of a block, the first unit's lowest.
   static uint32_t BeyondAscii(const char *text) { return TopBits(Load<Bytes>(text)); }
 
@@ -233,13 +269,16 @@ struct FromUtf8 {
     return true;
   }
 
+  // Writes what the units of a block become if they are ASCII.
   static void CopyBlock(const char *text, char *out) {
     auto units = __builtin_convertvector(Load<Bytes>(text), DoubleUnits);
     SetOrder<Order::kLittle>(units);
     Store(units, out);
   }
 
-  // Returns false when it is no such run.
+  static bool MayBeginRun(const char *text) { return (LoadByte(text) & 0xF0) == 0xE0; }
+
+  // Returns false when it is no run.
   static bool ConvertRun(const char *text, char *&out) {
     const Quads fours = {LoadFour(text), LoadFour(text + 3), LoadFour(text + 6), LoadFour(text + 9)};
     const Quads codePoints = (fours & 0x0F) << 12 | (fours >> 2 & 0xFC0) | (fours >> 16 & 0x3F);
@@ -273,6 +312,8 @@ struct FromUtf16 {
   static constexpr size_t kLargest = 3;
   static constexpr size_t kRun = 4;
 
+  static size_t TargetSize(const char *text, size_t size) { return Utf8Size<order>(text, size); }
+
   static uint32_t BeyondAscii(const char *text) {
     const auto first = std::bit_cast<Bytes>(LoadUnits<Units, order>(text) > 0x7F);
     const auto second = std::bit_cast<Bytes>(LoadUnits<Units, order>(text + kBlock) > 0x7F);
@@ -300,6 +341,8 @@ struct FromUtf16 {
     return 0x8080E0 | codePoints >> 12 | (codePoints << 2 & 0x3F00) | (codePoints << 16 & 0x3F0000);
   }
 
+  static bool MayBeginRun(const char *text) { return IsThreeBytes(LoadUnit<order>(text)); }
+
   static bool ConvertRun(const char *text, char *&out) {
     const auto codePoints = __builtin_convertvector(LoadUnits<HalfUnits, order>(text), Quads);
     if (!AllThreeBytes(codePoints)) {
@@ -319,7 +362,7 @@ struct FromUtf16 {
       out = StoreByte(0x80 | (unit & 0x3F), out);
       return 1;
     }
-    if ((unit & 0xF800) != 0xD800) {
+    if (IsThreeBytes(unit)) {
       StoreFour(ThreeBytes(unit), out);
       out += 3;
       return 1;
@@ -360,7 +403,8 @@ size_t TranscodeStripe(const char *text, char *&out) {
     // A single ASCII character, like a space, is no reason to leave.
     while (at < kStripe && (marks >> at & 3) != 0) {
       const char *const character = text + at * From::kUnitSize;
-      if ((marks >> at & kRunMarks) == kRunMarks && From::ConvertRun(character, out)) {
+      if (From::MayBeginRun(character) && (marks >> at & kRunMarks) == kRunMarks &&
+          From::ConvertRun(character, out)) {
         at += From::kRun;
         continue;
       }
@@ -381,6 +425,14 @@ template <typename From>
 bool Transcode(const char *text, size_t size, char *out, size_t room) {
   const char *const end = text + size;
   const char *const outEnd = out + room;
+  constexpr size_t kBlockSize = kBlock * From::kUnitSize;
+  constexpr size_t kBlockRoom = kBlock * From::kAsciiSize;
+  while (static_cast<size_t>(end - text) >= kBlockSize && static_cast<size_t>(outEnd - out) >= kBlockRoom &&
+         From::BeyondAscii(text) == 0) {
+    From::CopyBlock(text, out);
+    text += kBlockSize;
+    out += kBlockRoom;
+  }
   while (text < end) {
     const auto left = static_cast<size_t>(end - text);
     const auto roomLeft = static_cast<size_t>(outEnd - out);
@@ -388,7 +440,9 @@ bool Transcode(const char *text, size_t size, char *out, size_t room) {
     if (left >= kStripeAndBeyond * From::kUnitSize && roomLeft >= kStripeAndBeyond * From::kLargest) {
       units = TranscodeStripe<From>(text, out);
     } else if (!From::CopyAscii(text, out)) {
-      units = From::Convert(text, end, out);
+      const bool isRun =
+          From::MayBeginRun(text) && left > From::kRun * From::kUnitSize && From::ConvertRun(text, out);
+      units = isRun ? From::kRun : From::Convert(text, end, out);
     }
     if (units == 0) {
       return false;
@@ -448,9 +502,12 @@ const char *SkipCharacters(const char *at, const char *stop, const char *end) {
   return at;
 }
 
-// Appends `needed` bytes, which the text needs when it is well-formed.
 template <typename From>
-Result Append(const char *text, size_t size, size_t needed, DynBuf *buf) {
+Result Append(const char *text, size_t size, DynBuf *buf) {
+  if (size % From::kUnitSize != 0) {
+    return Result::kMalformed;
+  }
+  const size_t needed = From::TargetSize(text, size);
   if (!CodeSetUtf_Reserve(buf, needed + kCodeSetTerminator)) {
     return Result::kNoMemory;
   }
@@ -459,6 +516,22 @@ Result Append(const char *text, size_t size, size_t needed, DynBuf *buf) {
   }
   buf->size += needed;
   return Result::kDone;
+}
+
+template <typename From>
+bool ConvertToNew(const char *text, size_t size, char **bufOut, size_t *sizeOut) {
+  const size_t whole = size - size % From::kUnitSize;
+  const size_t needed = From::TargetSize(text, whole);
+  OwnedString block(static_cast<char *>(malloc(needed + kCodeSetTerminator)));
+  const bool ok = block != nullptr && whole == size && Transcode<From>(text, size, block.get(), needed);
+  if (ok) {
+    memset(block.get() + needed, 0, kCodeSetTerminator);
+  }
+  if (sizeOut != nullptr) {
+    *sizeOut = ok ? needed : 0;
+  }
+  *bufOut = ok ? block.release() : nullptr;
+  return ok;
 }
 
 }  // namespace
@@ -505,17 +578,24 @@ bool CodeSetUtf_Reserve(DynBuf *buf, size_t extra) {
   return buf->allocated == 0 ? DynBuf_Realloc(buf, needed) : DynBuf_Enlarge(buf, needed);
 }
 
-Result CodeSetUtf_Utf8ToUtf16le(const char *text, size_t size, DynBuf *buf) {
-  return Append<FromUtf8>(text, size, Utf16Size(text, size), buf);
+Result CodeSetUtf_Utf8ToUtf16leDb(const char *text, size_t size, DynBuf *buf) {
+  return Append<FromUtf8>(text, size, buf);
 }
 
-Result CodeSetUtf_Utf16ToUtf8(const char *text, size_t size, Order order, DynBuf *buf) {
-  if (size % sizeof(uint16_t) != 0) {
-    return Result::kMalformed;
-  }
-  return order == Order::kLittle
-             ? Append<FromUtf16<Order::kLittle>>(text, size, Utf8Size<Order::kLittle>(text, size), buf)
-             : Append<FromUtf16<Order::kBig>>(text, size, Utf8Size<Order::kBig>(text, size), buf);
+Result CodeSetUtf_Utf16leToUtf8Db(const char *text, size_t size, DynBuf *buf) {
+  return Append<FromUtf16<Order::kLittle>>(text, size, buf);
+}
+
+bool CodeSetUtf_Utf8ToUtf16le(const char *text, size_t size, char **bufOut, size_t *sizeOut) {
+  return ConvertToNew<FromUtf8>(text, size, bufOut, sizeOut);
+}
+
+bool CodeSetUtf_Utf16leToUtf8(const char *text, size_t size, char **bufOut, size_t *sizeOut) {
+  return ConvertToNew<FromUtf16<Order::kLittle>>(text, size, bufOut, sizeOut);
+}
+
+bool CodeSetUtf_Utf16beToUtf8(const char *text, size_t size, char **bufOut, size_t *sizeOut) {
+  return ConvertToNew<FromUtf16<Order::kBig>>(text, size, bufOut, sizeOut);
 }
 
 Result CodeSetUtf_Convert(const char *codeIn, const char *text, size_t size, const char *codeOut,
@@ -525,13 +605,13 @@ Result CodeSetUtf_Convert(const char *codeIn, const char *text, size_t size, con
   }
   const bool toUtf8 = strcmp(codeOut, "UTF-8") == 0;
   if (strcmp(codeIn, "UTF-16LE") == 0 && toUtf8) {
-    return CodeSetUtf_Utf16ToUtf8(text, size, Order::kLittle, buf);
+    return CodeSetUtf_Utf16leToUtf8Db(text, size, buf);
   }
   if (strcmp(codeIn, "UTF-8") != 0) {
     return Result::kOther;
   }
   if (strcmp(codeOut, "UTF-16LE") == 0) {
-    return CodeSetUtf_Utf8ToUtf16le(text, size, buf);
+    return CodeSetUtf_Utf8ToUtf16leDb(text, size, buf);
   }
   if (!toUtf8) {
     return Result::kOther;

@@ -13,8 +13,6 @@
 // The NUL bytes behind every result.
 inline constexpr size_t kCodeSetTerminator = 4;
 
-enum class CodeSetUtf_Order { kLittle, kBig };
-
 enum class CodeSetUtf_Result {
   kDone,
   kMalformed,  // the text isn't well-formed
@@ -33,12 +31,16 @@ bool CodeSetUtf_IsUtf8(const char *text, size_t size);
 bool CodeSetUtf_Reserve(DynBuf *buf, size_t extra);
 
 // These append the converted text to `buf` and leave room for the terminator behind it, or leave its content
-// alone.
-CodeSetUtf_Result CodeSetUtf_Utf8ToUtf16le(const char *text, size_t size, DynBuf *buf);
-// A last single byte is malformed.
-CodeSetUtf_Result CodeSetUtf_Utf16ToUtf8(const char *text, size_t size, CodeSetUtf_Order order, DynBuf *buf);
+// alone. UTF-16 with a last single byte is malformed.
+CodeSetUtf_Result CodeSetUtf_Utf8ToUtf16leDb(const char *text, size_t size, DynBuf *buf);
+CodeSetUtf_Result CodeSetUtf_Utf16leToUtf8Db(const char *text, size_t size, DynBuf *buf);
 // From UTF-8 or UTF-16LE to one of these two, named so and not otherwise.
 CodeSetUtf_Result CodeSetUtf_Convert(const char *codeIn, const char *text, size_t size, const char *codeOut,
                                      DynBuf *buf);
+
+// These give the converted text as codeset.h tells.
+bool CodeSetUtf_Utf8ToUtf16le(const char *text, size_t size, char **bufOut, size_t *sizeOut);
+bool CodeSetUtf_Utf16leToUtf8(const char *text, size_t size, char **bufOut, size_t *sizeOut);
+bool CodeSetUtf_Utf16beToUtf8(const char *text, size_t size, char **bufOut, size_t *sizeOut);
 
 #endif

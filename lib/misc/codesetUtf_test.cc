@@ -1,4 +1,5 @@
 // The strict converters against both engines, called directly: all of Unicode, and bytes that are none of it.
+#include <initializer_list>
 #include <random>
 #include <vector>
 
@@ -79,7 +80,25 @@ class CodeSetUtf : public testing::TestWithParam<Engine> {
 };
 
 TEST_P(CodeSetUtf, ConvertsEveryCodePointAsTheEngineDoes) {
-  for (uint32_t codePoint = 0; codePoint <= 0x10FFFF; codePoint++) {
+  constexpr uint32_t kTogether = 32;
+  for (uint32_t first = 0; first <= 0x10FFFF; first += kTogether) {
+    std::string bytes;
+    std::string units;
+    for (uint32_t codePoint = first; codePoint < first + kTogether; codePoint++) {
+      bytes += Utf8(codePoint);
+      units += Utf16(codePoint);
+    }
+    ASSERT_TRUE(conversions_.AgreeOnUtf8(bytes)) << std::hex << first;
+    ASSERT_TRUE(conversions_.AgreeOnUtf16(units)) << std::hex << first;
+  }
+}
+
+TEST_P(CodeSetUtf, TreatsEverySurrogateAndMarkAloneAsTheEngineDoes) {
+  std::vector<uint32_t> codePoints = {0, 0xFEFF, 0xFFFE, 0xFFFF, 0x1FFFE, 0x10FFFF, 0x110000};
+  for (uint32_t codePoint = 0xD7FF; codePoint <= 0xE000; codePoint++) {
+    codePoints.push_back(codePoint);
+  }
+  for (const uint32_t codePoint : codePoints) {
     ASSERT_TRUE(conversions_.AgreeOnUtf8(Utf8(codePoint))) << std::hex << codePoint;
     ASSERT_TRUE(conversions_.AgreeOnUtf16(Utf16(codePoint))) << std::hex << codePoint;
   }
@@ -108,13 +127,15 @@ TEST_P(CodeSetUtf, ConvertsAllOfUnicodeAsOneText) {
 TEST_P(CodeSetUtf, RefusesWhatTheEngineRefusesInShortSequences) {
   constexpr uint8_t kTails[] = {0x00, 0x7F, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC0, 0xE0, 0xF4, 0xFF};
   for (uint32_t lead = 0x80; lead <= 0xFF; lead++) {
-    const std::string first(1, static_cast<char>(lead));
-    ASSERT_TRUE(conversions_.AgreeOnUtf8(first)) << Hex(first);
+    const std::string one(1, static_cast<char>(lead));
+    ASSERT_TRUE(conversions_.AgreeOnUtf8(one)) << Hex(one);
     for (uint32_t second = 0; second <= 0xFF; second++) {
-      const std::string two = first + static_cast<char>(second);
+      const std::string two = one + static_cast<char>(second);
       ASSERT_TRUE(conversions_.AgreeOnUtf8(two)) << Hex(two);
+    }
+    for (const uint8_t second : kTails) {
       for (const uint8_t third : kTails) {
-        const std::string three = two + static_cast<char>(third);
+        const std::string three = one + static_cast<char>(second) + static_cast<char>(third);
         ASSERT_TRUE(conversions_.AgreeOnUtf8(three)) << Hex(three);
         const std::string four = three + static_cast<char>(0x80);
         ASSERT_TRUE(conversions_.AgreeOnUtf8(four)) << Hex(four);
@@ -208,7 +229,7 @@ TEST(CodeSetUtfMalformed, IsFoundAtEveryPosition) {
     for (const std::string &sequence : malformed) {
       std::string before;
       while (before.size() < 180) {
-        for (const size_t behind : {0, 1, 15, 16, 100}) {
+        for (const size_t behind : std::initializer_list<size_t>{0, 1, 15, 16, 100}) {
           std::string text = before + sequence;
           for (size_t i = 0; i < behind; i++) {
             text += filling;
@@ -235,7 +256,7 @@ TEST(CodeSetUtfMalformed, IsFoundAtEveryPositionOfUtf16) {
     for (const std::string &sequence : malformed) {
       std::string before;
       while (before.size() < 360) {
-        for (const size_t behind : {0, 1, 7, 8, 100}) {
+        for (const size_t behind : std::initializer_list<size_t>{0, 1, 7, 8, 100}) {
           std::string text = before + sequence;
           for (size_t i = 0; i < behind; i++) {
             text += filling;

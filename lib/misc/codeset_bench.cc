@@ -15,6 +15,7 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "codeset.h"
@@ -97,29 +98,27 @@ Converted OursGeneric(const std::string &text, const char *codeIn, const char *c
 }
 
 // Room for the most that the text can need, and nothing copied afterwards: the fastest way to call these.
-Converted NewBlock(size_t size) {
-  return {OwnedString(static_cast<char *>(malloc(size))), 0};
+OwnedString NewBlock(size_t size) {
+  return OwnedString(static_cast<char *>(malloc(size)));
 }
 
 Converted IcuToUtf16(const std::string &text) {
-  Converted result = NewBlock((text.size() + 1) * sizeof(UChar));
+  OwnedString block = NewBlock((text.size() + 1) * sizeof(UChar));
   UErrorCode status = U_ZERO_ERROR;
   int32_t units = 0;
-  u_strFromUTF8(reinterpret_cast<UChar *>(result.bytes.get()), static_cast<int32_t>(text.size() + 1), &units,
+  u_strFromUTF8(reinterpret_cast<UChar *>(block.get()), static_cast<int32_t>(text.size() + 1), &units,
                 text.data(), static_cast<int32_t>(text.size()), &status);
-  result.size = static_cast<size_t>(units) * sizeof(UChar);
-  return result;
+  return {std::move(block), static_cast<size_t>(units) * sizeof(UChar)};
 }
 
 Converted IcuToUtf8(const std::string &text) {
   const size_t units = text.size() / sizeof(UChar);
-  Converted result = NewBlock(units * 3 + 1);
+  OwnedString block = NewBlock(units * 3 + 1);
   UErrorCode status = U_ZERO_ERROR;
   int32_t size = 0;
-  u_strToUTF8(result.bytes.get(), static_cast<int32_t>(units * 3 + 1), &size,
+  u_strToUTF8(block.get(), static_cast<int32_t>(units * 3 + 1), &size,
               reinterpret_cast<const UChar *>(text.data()), static_cast<int32_t>(units), &status);
-  result.size = static_cast<size_t>(size);
-  return result;
+  return {std::move(block), static_cast<size_t>(size)};
 }
 
 Converted GlibToUtf16(const std::string &text) {
@@ -136,19 +135,19 @@ Converted GlibToUtf8(const std::string &text) {
 }
 
 Converted Iconv(const std::string &text, const char *codeIn, const char *codeOut, size_t most) {
-  Converted result = NewBlock(most);
-  const iconv_t iconvHandle = iconv_open(codeOut, codeIn);
+  OwnedString block = NewBlock(most);
+  iconv_t iconvHandle = iconv_open(codeOut, codeIn);
   auto *in = const_cast<char *>(text.data());
-  char *out = result.bytes.get();
+  char *out = block.get();
   size_t left = text.size();
   iconv(iconvHandle, &in, &left, &out, &most);
   iconv_close(iconvHandle);
-  result.size = static_cast<size_t>(out - result.bytes.get());
-  return result;
+  const auto size = static_cast<size_t>(out - block.get());
+  return {std::move(block), size};
 }
 
 Converted Icu(const std::string &text, const char *codeIn, const char *codeOut, size_t most) {
-  Converted result = NewBlock(most);
+  OwnedString block = NewBlock(most);
   UErrorCode status = U_ZERO_ERROR;
   UConverter *source = ucnv_open(codeIn, &status);
   UConverter *target = ucnv_open(codeOut, &status);
@@ -156,13 +155,13 @@ Converted Icu(const std::string &text, const char *codeIn, const char *codeOut, 
   UChar *pivotSource = pivot;
   UChar *pivotTarget = pivot;
   const char *in = text.data();
-  char *out = result.bytes.get();
+  char *out = block.get();
   ucnv_convertEx(target, source, &out, out + most, &in, in + text.size(), pivot, &pivotSource, &pivotTarget,
                  pivot + std::size(pivot), false, true, &status);
   ucnv_close(source);
   ucnv_close(target);
-  result.size = static_cast<size_t>(out - result.bytes.get());
-  return result;
+  const auto size = static_cast<size_t>(out - block.get());
+  return {std::move(block), size};
 }
 
 // ICU on, in a process that has no data file of its own.
@@ -261,8 +260,9 @@ void RegisterGeneric(const Encoding &encoding, int64_t size, bool withIcu) {
   UseIcu(withIcu);
   const std::string text = Text(encoding.kind, size);
   const Converted coded = OursGeneric(text, "UTF-8", encoding.code);
-  const size_t most = text.size() * 4;
   const auto add = [&](const std::string &subject, const std::string &in, const char *from, const char *to) {
+    // The peers are told the size of the result.
+    const size_t most = OursGeneric(in, from, to).size + 16;
     const Conversion peer = [=](const std::string &data) {
       return withIcu ? Icu(data, from, to, most) : Iconv(data, from, to, most);
     };

@@ -93,10 +93,9 @@ void SetVariables(const char *encoding, const char *broken, const char *locale =
 
 // A host with a locale in Latin-1, which is in force.
 void EnterLatin1Host(const char *encoding, const char *broken) {
-  testhost::Host().Directory("/locales").Enter();
+  testhost::Host().Directory("/usr/lib/locale").Enter();
   std::string output;
-  ASSERT_EQ(testhost::Run("localedef -i en_US -f ISO-8859-1 /locales/xx_XX", &output), 0) << output;
-  ASSERT_EQ(setenv("LOCPATH", "/locales", 1), 0);
+  ASSERT_EQ(testhost::Run("localedef -i en_US -f ISO-8859-1 /usr/lib/locale/xx_XX", &output), 0) << output;
   SetVariables(encoding, broken, "xx_XX");
 }
 
