@@ -17,6 +17,7 @@
 #include "msg.h"
 #include "owned.h"
 #include "posixPosix.h"
+#include "unicode.h"
 #include "util.h"
 #include "util_misc.h"
 
@@ -41,7 +42,17 @@ bool IsNameOfType(const char *path, mode_t type) {
   return Posix_Lstat(path, &data) == 0 && (data.st_mode & S_IFMT) == type;
 }
 
-// The names of a directory in the system's order, or nothing, with errno.
+// A name that the system gave, or null with EINVAL when it can't be converted.
+OwnedUnicode FromSystem(const char *bytes) {
+  if (!Unicode_IsBufferValid(bytes, -1, STRING_ENCODING_DEFAULT)) {
+    errno = EINVAL;
+    return nullptr;
+  }
+  return OwnedUnicode(Unicode_Alloc(bytes, STRING_ENCODING_DEFAULT));
+}
+
+// The names of a directory in the system's order, or nothing, with errno. A name that can't be converted
+// could be given to no call, so it ends the reading.
 std::optional<std::vector<std::string>> ReadNames(const char *path) {
   const OwnedDirectory directory(Posix_OpenDir(path));
   if (directory == nullptr) {
@@ -54,9 +65,14 @@ std::optional<std::vector<std::string>> ReadNames(const char *path) {
     if (entry == nullptr) {
       break;
     }
-    if (!IsDotName(entry->d_name)) {
-      names.emplace_back(entry->d_name);
+    if (IsDotName(entry->d_name)) {
+      continue;
     }
+    const OwnedUnicode name = FromSystem(entry->d_name);
+    if (name == nullptr) {
+      return std::nullopt;
+    }
+    names.emplace_back(name.get());
   }
   if (errno != 0) {
     return std::nullopt;
@@ -211,14 +227,15 @@ bool IsWritableDirectory(const char *path) {
 // The working directory as a new string, or null with a message pending.
 char *FileCwd() {
   char buffer[kPathSize];
-  if (getcwd(buffer, sizeof buffer) == nullptr) {
+  const OwnedUnicode directory(getcwd(buffer, sizeof buffer) == nullptr ? nullptr : FromSystem(buffer));
+  if (directory == nullptr) {
     Msg_Append(MSGID(filePosix.getcwd) "Unable to retrieve the current working directory: %s. Check if the "
                "directory has been deleted or unmounted.\n",
                Err_ErrString());
     Warning("FILE: %s: getcwd() failed: %s\n", "File_Cwd", Err_ErrString());
     return nullptr;
   }
-  return Util_SafeStrdup(buffer);
+  return Util_SafeStrdup(directory.get());
 }
 
 std::string CollapseSlashes(const std::string &path) {

@@ -142,15 +142,16 @@ TEST_F(FileLock, MemberFileTellsWhoHoldsTheLock) {
 
 TEST_F(FileLock, ChecksumTakesBytesAsSigned) {
   int error = 0;
-  void *token = FileLock_Lock("/t/\xe4", false, 0, &error);
+  void *token = FileLock_Lock("/t/\xc3\xa4", false, 0, &error);
   ASSERT_NE(token, nullptr);
   uint32_t checksum = 5381;
-  for (const int byte : std::initializer_list<int>{'/', 't', '/', 0xe4 - 256, '.', 'l', 'c', 'k'}) {
+  for (const int byte :
+       std::initializer_list<int>{'/', 't', '/', 0xc3 - 256, 0xa4 - 256, '.', 'l', 'c', 'k'}) {
     checksum = checksum * 33 + static_cast<uint32_t>(byte);
   }
   EXPECT_NE(testhost::ReadFile(static_cast<char *>(token)).find(" lc=" + std::to_string(checksum)),
             std::string::npos);
-  FileLock_Unlock("/t/\xe4", token);
+  FileLock_Unlock("/t/\xc3\xa4", token);
 }
 
 TEST_F(FileLock, SharedLocksCoexist) {

@@ -277,6 +277,48 @@ TEST_F(File, ListDirectoryFails) {
   EXPECT_EQ(errno, EFAULT);
 }
 
+// What stands in these files' names is Latin-1.
+class FileLatin1 : public File {
+  void Describe(testhost::Host &host) override {
+    setenv("G_FILENAME_ENCODING", "ISO-8859-1", 1);
+    host.File("/t/dir/caf\xE9", "").SymLink("/t/small/link", "caf\xE9").Directory("/t/\xE9t\xE9");
+  }
+};
+
+TEST_F(FileLatin1, ListedNamesAreConverted) {
+  char **names = nullptr;
+  ASSERT_EQ(File_ListDirectory("/t/dir", &names), 1);
+  EXPECT_STREQ(names[0], "caf\u00E9");
+  File_FreeNames(names, 1);
+  EXPECT_TRUE(File_DeleteDirectoryTree("/t/dir"));
+  EXPECT_FALSE(fs::exists("/t/dir"));
+}
+
+TEST_F(FileLatin1, TheWorkingDirectoryIsConverted) {
+  ASSERT_EQ(chdir("/t/\xE9t\xE9"), 0);
+  const OwnedString full(File_FullPathKeepLink("name"));
+  EXPECT_STREQ(full.get(), "/t/\u00E9t\u00E9/name");
+}
+
+TEST_F(File, ANameThatCannotBeConvertedFailsTheListing) {
+  testhost::WriteFile("/t/dir/caf\xE9", "");
+  EXPECT_EQ(File_ListDirectory("/t/dir", nullptr), -1);
+  EXPECT_EQ(errno, EINVAL);
+  EXPECT_FALSE(File_DeleteDirectoryTree("/t/dir"));
+  EXPECT_TRUE(fs::exists("/t/dir/caf\xE9"));
+}
+
+TEST_F(File, AWorkingDirectoryThatCannotBeConvertedIsUnknown) {
+  fs::create_directory("/t/\xE9t\xE9");
+  ASSERT_EQ(chdir("/t/\xE9t\xE9"), 0);
+  EXPECT_EQ(File_FullPathKeepLink("name"), nullptr);
+  const std::string log = Messages();
+  EXPECT_NE(log.find("FILE: File_Cwd: getcwd() failed: Invalid argument\n"), std::string::npos) << log;
+  EXPECT_NE(log.find("Unable to retrieve the current working directory: Invalid argument. Check if the "
+                     "directory has been deleted or unmounted.\n"),
+            std::string::npos);
+}
+
 TEST_F(File, CopyTakesTheContent) {
   std::string content;
   for (int number = 0; number < 20000; number++) {
