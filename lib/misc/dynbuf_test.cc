@@ -154,6 +154,7 @@ TEST(DynBuf, DetachHandsTheBlockOver) {
   EXPECT_STREQ(text.get(), "abc");
   EXPECT_EQ(buf.data, nullptr);
   EXPECT_EQ(buf.allocated, 0U);
+  EXPECT_EQ(buf.size, 4U);
 }
 
 TEST(DynBuf, AttachTakesABlockOver) {

@@ -125,6 +125,16 @@ TEST(ReadNextLine, TakesALineThatReachesTheLimitExactly) {
   EXPECT_EQ(StdIO_ReadNextLine(stream.get(), &line, 1022, nullptr), StdIO_Error);
 }
 
+TEST(ReadNextLine, TestsTheLimitAgainAtEachGrowth) {
+  const OwnedStream stream = StreamOf(std::string(2046, 'x') + "\n" + std::string(2047, 'y') + "\n");
+  char *line = nullptr;
+  ASSERT_EQ(StdIO_ReadNextLine(stream.get(), &line, 1500, nullptr), StdIO_Success);
+  free(line);
+  errno = 0;
+  EXPECT_EQ(StdIO_ReadNextLine(stream.get(), &line, 1500, nullptr), StdIO_Error);
+  EXPECT_EQ(errno, E2BIG);
+}
+
 // The lines of a content by their definition.
 Texts SplitLines(const std::string &content) {
   Texts lines;

@@ -15,7 +15,8 @@ void DynBuf_Init(DynBuf *buf);
 void DynBuf_Destroy(DynBuf *buf);
 // Takes over `data`, a malloc'ed block of `size` bytes; what the buffer held is freed.
 void DynBuf_Attach(DynBuf *buf, size_t size, void *data);
-// Hands the block over to the caller (free); data and allocated are 0 afterwards.
+// Hands the block over to the caller (free); data and allocated are 0 afterwards. The size is wanted to stay,
+// so DynBuf_Init comes before another use.
 void *DynBuf_Detach(DynBuf *buf);
 // A new block (free) with the content and one NUL behind it, or null.
 void *DynBuf_AllocGet(const DynBuf *buf);

@@ -1,5 +1,6 @@
 // Allocation that cannot fail: on failure the process ends with
-// "Unrecoverable memory allocation failure at %s:%d\n" and the caller's source and line.
+// "Unrecoverable memory allocation failure at %s:%d\n" and the caller's source and line, or, when the bug
+// number isn't -1, with "Unrecoverable memory allocation failure at %s:%d.  Bug number: %d\n".
 //
 // What these return is freed with free(). A null string gives null; a size of 0 may give null.
 #ifndef OST_PUBLIC_UTIL_MISC_H
