@@ -7,6 +7,7 @@
 #include <cstdlib>
 
 #include "log.h"
+#include "posixPosix.h"
 
 namespace {
 
@@ -74,7 +75,7 @@ uint32_t Random_Quick(RandomQuickState *state) {
 }
 
 bool Random_Crypto(size_t size, void *buffer) {
-  const int fd = open("/dev/urandom", O_RDONLY | O_CLOEXEC);
+  const int fd = Posix_Open("/dev/urandom", O_RDONLY | O_CLOEXEC);
   if (fd == -1) {
     Log("%s: Failed to open random device: %d\n", __func__, errno);
     return false;

@@ -82,7 +82,7 @@ std::string UtilExpandHome(const std::string &chunk) {
     return home;
   }
   const char *user = chunk.c_str() + 1;
-  const struct passwd *entry = getpwnam(user);
+  const struct passwd *entry = Posix_Getpwnam(user);
   if (entry == nullptr) {
     Log("Could not get information for user '%s'.\n", user);
     return chunk;
@@ -105,7 +105,7 @@ std::string UtilExpandVariable(const std::string &chunk, const char *fileName) {
     return pid;
   }
   if (strcasecmp(name, "USER") == 0) {
-    const struct passwd *entry = getpwuid(getuid());
+    const struct passwd *entry = Posix_Getpwuid(getuid());
     return entry == nullptr ? "unknown" : entry->pw_name;
   }
   Warning("Environment variable '%s' not defined in '%s'.\n", name, fileName);
@@ -173,7 +173,8 @@ char *UtilGetUserName(uid_t userId) {
   }
   struct passwd entry {};
   struct passwd *found = nullptr;
-  if (getpwuid_r(userId, &entry, buffer.get(), static_cast<size_t>(size), &found) != 0 || found == nullptr) {
+  if (Posix_Getpwuid_r(userId, &entry, buffer.get(), static_cast<size_t>(size), &found) != 0 ||
+      found == nullptr) {
     Warning("%s: Unable to retrieve the username associated with user ID %u.\n", __func__, userId);
     return nullptr;
   }
