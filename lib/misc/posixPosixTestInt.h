@@ -79,6 +79,16 @@ int InChild(Call call) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
+// Runs `call` in a child. Returns whether all that it expects is so.
+template <typename Call>
+bool HoldsInChild(Call call) {
+  return InChild([&] {
+           call();
+           fflush(nullptr);
+           _exit(::testing::Test::HasFailure() ? 1 : 0);
+         }) == 0;
+}
+
 // How many allocations `call` makes each time but the first, when the current encoding is looked up.
 template <typename Call>
 size_t CountAllocations(const Call &call) {
@@ -90,13 +100,10 @@ size_t CountAllocations(const Call &call) {
 template <typename Call>
 std::string Written(int descriptor, Call call) {
   const char path[] = "/t/written";
-  const int status = InChild([&] {
+  EXPECT_TRUE(HoldsInChild([&] {
     dup2(open(path, O_CREAT | O_TRUNC | O_WRONLY, 0600), descriptor);
     call();
-    fflush(nullptr);
-    _exit(::testing::Test::HasFailure() ? 1 : 0);
-  });
-  EXPECT_EQ(status, 0);
+  }));
   return testhost::ReadFile(path);
 }
 
