@@ -51,7 +51,7 @@ bool SetCallbacks(UConverter *source, UConverter *target, unsigned flags) {
 
 // Converts all of the text; on failure leaves what there is of it.
 bool IcuConvert(UConverter *source, const char *bufIn, size_t sizeIn, UConverter *target, DynBuf *dynBuf) {
-  if (!CodeSetUtf_Reserve(dynBuf, sizeIn + kCodeSetTerminator)) {
+  if (!CodeSetUtf_Reserve(dynBuf, CodeSetUtf_LikelySize(sizeIn))) {
     return false;
   }
   UChar pivot[kPivotUnits];

@@ -43,12 +43,8 @@ iconv_t IconvOpen(const char *codeIn, const char *codeOut, unsigned flags) {
   return iconv_open(codeOut, codeIn);
 }
 
-// Converts what is at `*bufIn` once, into all the room that is there, after making room for `wanted` bytes.
-// Returns 0 or an errno value.
-int IconvStep(iconv_t iconvHandle, char **bufIn, size_t *sizeIn, size_t wanted, DynBuf *dynBuf) {
-  if (!DynBuf_Enlarge(dynBuf, dynBuf->size + wanted)) {
-    return ENOMEM;
-  }
+// Converts what is at `*bufIn` once, into all the room that there is. Returns 0 or an errno value.
+int IconvStep(iconv_t iconvHandle, char **bufIn, size_t *sizeIn, DynBuf *dynBuf) {
   char *out = dynBuf->data + dynBuf->size;
   size_t room = dynBuf->allocated - dynBuf->size;
   const int error = iconv(iconvHandle, bufIn, sizeIn, &out, &room) == kIconvFailed ? errno : 0;
@@ -56,26 +52,37 @@ int IconvStep(iconv_t iconvHandle, char **bufIn, size_t *sizeIn, size_t wanted, 
   return error;
 }
 
+bool Grow(DynBuf *dynBuf) {
+  return DynBuf_Enlarge(dynBuf, dynBuf->size + kCodeSetTerminator);
+}
+
 // Converts all of the text. With flags, an invalid sequence ends it.
 bool IconvText(iconv_t iconvHandle, const char *bufIn, size_t sizeIn, unsigned flags, DynBuf *dynBuf) {
+  if (!CodeSetUtf_Reserve(dynBuf, CodeSetUtf_LikelySize(sizeIn))) {
+    return false;
+  }
   auto *rest = const_cast<char *>(bufIn);
-  do {
+  while (true) {
     const size_t before = dynBuf->size;
-    const int error = IconvStep(iconvHandle, &rest, &sizeIn, sizeIn + kCodeSetTerminator, dynBuf);
-    const bool isStuck = sizeIn != 0 && dynBuf->size == before && error != E2BIG;
-    if (isStuck) {
+    const int error = IconvStep(iconvHandle, &rest, &sizeIn, dynBuf);
+    if (sizeIn == 0) {
+      return true;
+    }
+    if (dynBuf->size == before && error != E2BIG) {
       return flags != CODESET_STOP && error == EILSEQ;
     }
-  } while (sizeIn != 0);
-  return true;
+    if (!Grow(dynBuf)) {
+      return false;
+    }
+  }
 }
 
 // Writes what an encoding with states holds back until its end.
 bool IconvEnd(iconv_t iconvHandle, DynBuf *dynBuf) {
   int error = 0;
   do {
-    error = IconvStep(iconvHandle, nullptr, nullptr, kCodeSetTerminator, dynBuf);
-  } while (error == E2BIG);
+    error = IconvStep(iconvHandle, nullptr, nullptr, dynBuf);
+  } while (error == E2BIG && Grow(dynBuf));
   return error == 0;
 }
 

@@ -276,8 +276,6 @@ struct FromUtf8 {
     Store(units, out);
   }
 
-  static bool MayBeginRun(const char *text) { return (LoadByte(text) & 0xF0) == 0xE0; }
-
   // Returns false when it is no run.
   static bool ConvertRun(const char *text, char *&out) {
     const Quads fours = {LoadFour(text), LoadFour(text + 3), LoadFour(text + 6), LoadFour(text + 9)};
@@ -292,8 +290,12 @@ struct FromUtf8 {
     return true;
   }
 
-  // Converts a character beyond ASCII. Returns its units, 0 when it is malformed.
-  static size_t Convert(const char *text, const char *end, char *&out) {
+  // Converts a character beyond ASCII, or a run where more than kRun units are left. Returns how many units
+  // that were, 0 when there is malformed text.
+  [[gnu::always_inline]] static size_t Convert(const char *text, const char *end, bool mayBeRun, char *&out) {
+    if (mayBeRun && (LoadByte(text) & 0xF0) == 0xE0 && ConvertRun(text, out)) {
+      return kRun;
+    }
     const Sequence sequence = Decode(LoadFour(text, end));
     uint32_t unit = sequence.codePoint;
     if (unit >= 0x10000) {
@@ -341,8 +343,6 @@ struct FromUtf16 {
     return 0x8080E0 | codePoints >> 12 | (codePoints << 2 & 0x3F00) | (codePoints << 16 & 0x3F0000);
   }
 
-  static bool MayBeginRun(const char *text) { return IsThreeBytes(LoadUnit<order>(text)); }
-
   static bool ConvertRun(const char *text, char *&out) {
     const auto codePoints = __builtin_convertvector(LoadUnits<HalfUnits, order>(text), Quads);
     if (!AllThreeBytes(codePoints)) {
@@ -355,7 +355,7 @@ struct FromUtf16 {
     return true;
   }
 
-  static size_t Convert(const char *text, const char *end, char *&out) {
+  [[gnu::always_inline]] static size_t Convert(const char *text, const char *end, bool mayBeRun, char *&out) {
     const uint32_t unit = LoadUnit<order>(text);
     if (unit < 0x800) {
       out = StoreByte(0xC0 | unit >> 6, out);
@@ -363,6 +363,9 @@ struct FromUtf16 {
       return 1;
     }
     if (IsThreeBytes(unit)) {
+      if (mayBeRun && ConvertRun(text, out)) {
+        return kRun;
+      }
       StoreFour(ThreeBytes(unit), out);
       out += 3;
       return 1;
@@ -403,12 +406,8 @@ size_t TranscodeStripe(const char *text, char *&out) {
     // A single ASCII character, like a space, is no reason to leave.
     while (at < kStripe && (marks >> at & 3) != 0) {
       const char *const character = text + at * From::kUnitSize;
-      if (From::MayBeginRun(character) && (marks >> at & kRunMarks) == kRunMarks &&
-          From::ConvertRun(character, out)) {
-        at += From::kRun;
-        continue;
-      }
-      const size_t units = From::CopyAscii(character, out) ? 1 : From::Convert(character, end, out);
+      const bool mayBeRun = (marks >> at & kRunMarks) == kRunMarks;
+      const size_t units = From::CopyAscii(character, out) ? 1 : From::Convert(character, end, mayBeRun, out);
       if (units == 0) {
         return 0;
       }
@@ -440,9 +439,7 @@ bool Transcode(const char *text, size_t size, char *out, size_t room) {
     if (left >= kStripeAndBeyond * From::kUnitSize && roomLeft >= kStripeAndBeyond * From::kLargest) {
       units = TranscodeStripe<From>(text, out);
     } else if (!From::CopyAscii(text, out)) {
-      const bool isRun =
-          From::MayBeginRun(text) && left > From::kRun * From::kUnitSize && From::ConvertRun(text, out);
-      units = isRun ? From::kRun : From::Convert(text, end, out);
+      units = From::Convert(text, end, left > From::kRun * From::kUnitSize, out);
     }
     if (units == 0) {
       return false;
@@ -516,6 +513,14 @@ Result Append(const char *text, size_t size, DynBuf *buf) {
   }
   buf->size += needed;
   return Result::kDone;
+}
+
+Result CopyUtf8(const char *text, size_t size, DynBuf *buf) {
+  if (!CodeSetUtf_IsUtf8(text, size)) {
+    return Result::kMalformed;
+  }
+  const bool copied = CodeSetUtf_Reserve(buf, size + kCodeSetTerminator) && DynBuf_Append(buf, text, size);
+  return copied ? Result::kDone : Result::kNoMemory;
 }
 
 template <typename From>
@@ -603,8 +608,7 @@ Result CodeSetUtf_Convert(const char *codeIn, const char *text, size_t size, con
   if (text == nullptr) {
     return Result::kOther;
   }
-  const bool toUtf8 = strcmp(codeOut, "UTF-8") == 0;
-  if (strcmp(codeIn, "UTF-16LE") == 0 && toUtf8) {
+  if (strcmp(codeIn, "UTF-16LE") == 0 && strcmp(codeOut, "UTF-8") == 0) {
     return CodeSetUtf_Utf16leToUtf8Db(text, size, buf);
   }
   if (strcmp(codeIn, "UTF-8") != 0) {
@@ -613,13 +617,5 @@ Result CodeSetUtf_Convert(const char *codeIn, const char *text, size_t size, con
   if (strcmp(codeOut, "UTF-16LE") == 0) {
     return CodeSetUtf_Utf8ToUtf16leDb(text, size, buf);
   }
-  if (!toUtf8) {
-    return Result::kOther;
-  }
-  if (!CodeSetUtf_IsUtf8(text, size)) {
-    return Result::kMalformed;
-  }
-  return CodeSetUtf_Reserve(buf, size + kCodeSetTerminator) && DynBuf_Append(buf, text, size)
-             ? Result::kDone
-             : Result::kNoMemory;
+  return strcmp(codeOut, "UTF-8") == 0 ? CopyUtf8(text, size, buf) : Result::kOther;
 }

@@ -29,6 +29,10 @@ bool CodeSetUtf_IsUtf8(const char *text, size_t size);
 // Makes room for `extra` bytes behind the content. A buffer without a block gets exactly that, so that a
 // result of known size needs no trimming. Returns false when memory is out.
 bool CodeSetUtf_Reserve(DynBuf *buf, size_t extra);
+// The room, with that for the terminator, that is enough for most text of `size` bytes in any encoding.
+constexpr size_t CodeSetUtf_LikelySize(size_t size) {
+  return size * 2 + kCodeSetTerminator;
+}
 
 // These append the converted text to `buf` and leave room for the terminator behind it, or leave its content
 // alone. UTF-16 with a last single byte is malformed.

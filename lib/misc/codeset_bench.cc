@@ -5,6 +5,7 @@
 #include <unicode/ustring.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -47,24 +48,36 @@ bool BeginsSequence(char byte) {
   return (byte & 0xC0) != 0x80;
 }
 
-// `size` bytes of UTF-8: words of the sample, in no order that a processor could learn.
-std::string Text(const Kind &kind, int64_t size) {
+// `size` bytes of UTF-8: words of the sample in random order.
+std::string Text(const Kind &kind, size_t size, std::minstd_rand &random) {
   std::istringstream stream{std::string(kind.sample)};
   const std::vector<std::string> words{std::istream_iterator<std::string>(stream), {}};
-  std::minstd_rand random;
-  const auto wanted = static_cast<size_t>(size);
   std::string text;
-  while (text.size() <= wanted) {
+  while (text.size() <= size) {
     text += words[random() % words.size()];
     text += kind.space;
   }
-  size_t end = wanted;
+  size_t end = size;
   while (!BeginsSequence(text[end])) {
     end--;
   }
   text.resize(end);
-  text.resize(wanted, '.');
+  text.resize(size, '.');
   return text;
+}
+
+using Texts = std::vector<std::string>;
+
+// Texts of one size, so many that a processor can't learn the branches that they take, as it would with a
+// short text that is converted over and over.
+Texts NewTexts(const Kind &kind, int64_t size) {
+  constexpr int64_t kTogether = 128 << 10;
+  std::minstd_rand random;
+  Texts texts;
+  for (int64_t i = 0; i < std::max<int64_t>(kTogether / size, 1); i++) {
+    texts.push_back(Text(kind, static_cast<size_t>(size), random));
+  }
+  return texts;
 }
 
 // Bytes that a conversion gave, in a block of its own.
@@ -134,6 +147,8 @@ Converted GlibToUtf8(const std::string &text) {
   return {OwnedString(block), static_cast<size_t>(size)};
 }
 
+// The engines as whoever wants a whole text, or none, calls them.
+
 Converted Iconv(const std::string &text, const char *codeIn, const char *codeOut, size_t most) {
   OwnedString block = NewBlock(most);
   iconv_t iconvHandle = iconv_open(codeOut, codeIn);
@@ -141,6 +156,7 @@ Converted Iconv(const std::string &text, const char *codeIn, const char *codeOut
   char *out = block.get();
   size_t left = text.size();
   iconv(iconvHandle, &in, &left, &out, &most);
+  iconv(iconvHandle, nullptr, nullptr, &out, &most);
   iconv_close(iconvHandle);
   const auto size = static_cast<size_t>(out - block.get());
   return {std::move(block), size};
@@ -151,6 +167,8 @@ Converted Icu(const std::string &text, const char *codeIn, const char *codeOut, 
   UErrorCode status = U_ZERO_ERROR;
   UConverter *source = ucnv_open(codeIn, &status);
   UConverter *target = ucnv_open(codeOut, &status);
+  ucnv_setToUCallBack(source, UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &status);
+  ucnv_setFromUCallBack(target, UCNV_FROM_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &status);
   UChar pivot[1024];
   UChar *pivotSource = pivot;
   UChar *pivotTarget = pivot;
@@ -180,30 +198,32 @@ void UseIcu(bool use) {
 
 using Conversion = std::function<Converted(const std::string &)>;
 
-void Measure(benchmark::State &state, const std::string &text, const Conversion &convert, size_t expected,
+void Measure(benchmark::State &state, const Texts &texts, const Conversion &convert, const Conversion &ours,
              bool withIcu) {
   UseIcu(withIcu);
-  if (convert(text).size != expected) {
-    state.SkipWithError("a conversion gave another size than ours");
-    return;
+  for (const std::string &text : texts) {
+    if (convert(text).size != ours(text).size) {
+      state.SkipWithError("a conversion gave another size than ours");
+      return;
+    }
   }
+  size_t next = 0;
   for (auto _ : state) {
-    const Converted result = convert(text);
+    const Converted result = convert(texts[next]);
     benchmark::DoNotOptimize(result.bytes.get());
+    next = next + 1 < texts.size() ? next + 1 : 0;
   }
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * texts[0].size()));
 }
 
-// One subject: ours and its peers on the same text.
-void Register(const std::string &subject, int64_t size, const std::string &text, bool withIcu,
+// One subject: ours and its peers on the same texts.
+void Register(const std::string &subject, int64_t size, const Texts &texts, bool withIcu,
               const Conversion &ours, const std::vector<std::pair<std::string, Conversion>> &peers) {
-  UseIcu(withIcu);
-  const auto shared = std::make_shared<const std::string>(text);
-  const size_t expected = ours(text).size;
+  const auto shared = std::make_shared<const Texts>(texts);
   const std::string suffix = "Text_" + subject + "/" + std::to_string(size);
   const auto add = [&](const std::string &name, const Conversion &convert) {
     benchmark::RegisterBenchmark((name + suffix).c_str(), [=](benchmark::State &state) {
-      Measure(state, *shared, convert, expected, withIcu);
+      Measure(state, *shared, convert, ours, withIcu);
     });
   };
   add("BM_Ours_", ours);
@@ -212,19 +232,24 @@ void Register(const std::string &subject, int64_t size, const std::string &text,
   }
 }
 
-std::string Utf16(const std::string &text) {
-  const Converted converted = Ours<CodeSet_Utf8ToUtf16le>(text);
-  return {converted.bytes.get(), converted.size};
+Texts ConvertEach(const Texts &texts, const Conversion &convert) {
+  Texts result;
+  for (const std::string &text : texts) {
+    const Converted converted = convert(text);
+    result.emplace_back(converted.bytes.get(), converted.size);
+  }
+  return result;
 }
 
 void RegisterUnicode(const Kind &kind, int64_t size) {
-  const std::string text = Text(kind, size);
-  const size_t most = text.size() * 2;
-  Register(std::string("Utf8ToUtf16") + kind.name, size, text, false, Ours<CodeSet_Utf8ToUtf16le>,
+  const Texts texts = NewTexts(kind, size);
+  const auto most = static_cast<size_t>(size) * 2;
+  Register(std::string("Utf8ToUtf16") + kind.name, size, texts, false, Ours<CodeSet_Utf8ToUtf16le>,
            {{"Icu", IcuToUtf16}, {"Glib", GlibToUtf16}, {"Iconv", [=](const std::string &in) {
                                                            return Iconv(in, "UTF-8", "UTF-16LE", most);
                                                          }}});
-  Register(std::string("Utf16ToUtf8") + kind.name, size, Utf16(text), false, Ours<CodeSet_Utf16leToUtf8>,
+  Register(std::string("Utf16ToUtf8") + kind.name, size, ConvertEach(texts, Ours<CodeSet_Utf8ToUtf16le>),
+           false, Ours<CodeSet_Utf16leToUtf8>,
            {{"Icu", IcuToUtf8}, {"Glib", GlibToUtf8}, {"Iconv", [=](const std::string &in) {
                                                          return Iconv(in, "UTF-16LE", "UTF-8", most);
                                                        }}});
@@ -240,7 +265,7 @@ void RegisterUnicode(const Kind &kind, int64_t size) {
     return Converted{
         nullptr, static_cast<size_t>(g_utf8_validate(in.data(), static_cast<gssize>(in.size()), nullptr))};
   };
-  Register(std::string("ValidateUtf8") + kind.name, size, text, true, validate,
+  Register(std::string("ValidateUtf8") + kind.name, size, texts, true, validate,
            {{"Icu", icu}, {"Glib", glib}});
 }
 
@@ -258,20 +283,24 @@ constexpr Encoding kEncodings[] = {
 
 void RegisterGeneric(const Encoding &encoding, int64_t size, bool withIcu) {
   UseIcu(withIcu);
-  const std::string text = Text(encoding.kind, size);
-  const Converted coded = OursGeneric(text, "UTF-8", encoding.code);
-  const auto add = [&](const std::string &subject, const std::string &in, const char *from, const char *to) {
-    // The peers are told the size of the result.
-    const size_t most = OursGeneric(in, from, to).size + 16;
-    const Conversion peer = [=](const std::string &data) {
-      return withIcu ? Icu(data, from, to, most) : Iconv(data, from, to, most);
+  const std::string engine = withIcu ? "WithIcu" : "WithIconv";
+  const auto add = [&](const char *direction, const Texts &texts, const char *from, const char *to) {
+    const Conversion ours = [=](const std::string &text) { return OursGeneric(text, from, to); };
+    // The peers know how long a result can be.
+    size_t most = 0;
+    for (const std::string &result : ConvertEach(texts, ours)) {
+      most = std::max(most, result.size() + 16);
+    }
+    const Conversion peer = [=](const std::string &text) {
+      return withIcu ? Icu(text, from, to, most) : Iconv(text, from, to, most);
     };
-    Register(subject, size, in, withIcu, [=](const std::string &data) { return OursGeneric(data, from, to); },
+    Register(engine + direction + encoding.kind.name, size, texts, withIcu, ours,
              {{withIcu ? "Icu" : "Iconv", peer}});
   };
-  const std::string engine = withIcu ? "WithIcu" : "WithIconv";
-  add(engine + "From" + encoding.kind.name, {coded.bytes.get(), coded.size}, encoding.code, "UTF-8");
-  add(engine + "To" + encoding.kind.name, text, "UTF-8", encoding.code);
+  const Texts texts = NewTexts(encoding.kind, size);
+  const auto encode = [&](const std::string &text) { return OursGeneric(text, "UTF-8", encoding.code); };
+  add("From", ConvertEach(texts, encode), encoding.code, "UTF-8");
+  add("To", texts, "UTF-8", encoding.code);
 }
 
 const bool kRegistered = [] {
