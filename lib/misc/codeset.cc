@@ -5,6 +5,7 @@
 #include <unicode/ucnv.h>
 #include <unicode/ucnv_err.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
 #include <iterator>
@@ -61,8 +62,10 @@ bool IcuConvert(UConverter *source, const char *bufIn, size_t sizeIn, UConverter
   while (true) {
     UErrorCode status = U_ZERO_ERROR;
     char *out = dynBuf->data + dynBuf->size;
-    ucnv_convertEx(target, source, &out, dynBuf->data + dynBuf->allocated, &rest, bufIn + sizeIn, pivot,
-                   &pivotSource, &pivotTarget, std::end(pivot), false, true, &status);
+    // ICU refuses to be given more than this.
+    const size_t room = std::min<size_t>(dynBuf->allocated - dynBuf->size, INT_MAX);
+    ucnv_convertEx(target, source, &out, out + room, &rest, bufIn + sizeIn, pivot, &pivotSource, &pivotTarget,
+                   std::end(pivot), false, true, &status);
     dynBuf->size = static_cast<size_t>(out - dynBuf->data);
     if (status != U_BUFFER_OVERFLOW_ERROR) {
       return U_SUCCESS(status);

@@ -376,6 +376,20 @@ TEST_P(CodeSetGeneric, RefusesMoreThanIcuCanCount) {
   munmap(zeros, size);
 }
 
+// Twice the text's size, which is the room that is made for it, is more than ICU counts.
+TEST_P(CodeSetGeneric, ConvertsTextOfMoreThanAGigabyte) {
+  const size_t size = (size_t{1} << 30) + 16;
+  void *zeros = mmap(nullptr, size, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  ASSERT_NE(zeros, MAP_FAILED);
+  char *bytes = nullptr;
+  size_t sizeOut = 0;
+  EXPECT_TRUE(CodeSet_GenericToGeneric("UTF-32LE", static_cast<char *>(zeros), size, "UTF-8", CODESET_STOP,
+                                       &bytes, &sizeOut));
+  EXPECT_EQ(sizeOut, size / 4);
+  free(bytes);
+  munmap(zeros, size);
+}
+
 TEST_P(CodeSetGeneric, ValidatesTextByTheEngine) {
   EXPECT_TRUE(Validate("", "UTF-8"));
   EXPECT_TRUE(Validate("", "no-such-encoding"));
