@@ -8,7 +8,6 @@
 namespace {
 
 using posixtest::kNotLatin1;
-using posixtest::kNotUtf8;
 using posixtest::kPanic;
 
 TEST(PosixGetenv, UnsetIsNull) {

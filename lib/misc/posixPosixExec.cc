@@ -20,6 +20,7 @@ int Exec(ExecCall call, const char *path, const char *const *arguments) {
 
 size_t CountArguments(const char *first, va_list rest) {
   size_t count = 0;
+  // The callers' lists are started. NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
   for (const char *next = first; next != nullptr; next = va_arg(rest, const char *)) {
     count++;
   }

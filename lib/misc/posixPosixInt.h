@@ -21,8 +21,6 @@ class PosixText {
   [[nodiscard]] const char *Bytes() const { return bytes_; }
 
  private:
-  void SetConverted(bool isConverted);
-
   const char *bytes_;
   OwnedString owner_;
   bool isConverted_ = true;

@@ -55,22 +55,15 @@ PosixText::PosixText(const char *text) : bytes_(text) {
   if (text == nullptr) {
     return;
   }
-  if (IsSystemUtf8()) {
-    SetConverted(IsUtf8(text));
-    return;
-  }
   const int error = errno;
-  owner_.reset(Unicode_GetAllocBytes(text, CurrentEncoding()));
-  bytes_ = owner_.get();
-  errno = error;
-  SetConverted(bytes_ != nullptr);
-}
-
-void PosixText::SetConverted(bool isConverted) {
-  isConverted_ = isConverted;
-  if (!isConverted) {
-    errno = EINVAL;
+  if (IsSystemUtf8()) {
+    isConverted_ = IsUtf8(text);
+  } else {
+    owner_.reset(Unicode_GetAllocBytes(text, CurrentEncoding()));
+    bytes_ = owner_.get();
+    isConverted_ = bytes_ != nullptr;
   }
+  errno = isConverted_ ? error : EINVAL;
 }
 
 PosixTexts::PosixTexts(const char *const *texts) : bytes_(const_cast<char *const *>(texts)) {

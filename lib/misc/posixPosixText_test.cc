@@ -189,8 +189,8 @@ TEST_F(PosixText, WhatIsNotUtf8ReachesNoSystemCall) {
 TEST_F(PosixTextLatin1, WhatLatin1DoesNotHaveReachesNoSystemCall) {
   EXPECT_EQ(Posix_Access("/t/file", F_OK), 0);
   // Keep the C library's converters loaded.
-  const iconv_t out = iconv_open("ISO-8859-1", "UTF-8");
-  const iconv_t in = iconv_open("UTF-8", "ISO-8859-1");
+  iconv_t out = iconv_open("ISO-8859-1", "UTF-8");
+  iconv_t in = iconv_open("UTF-8", "ISO-8859-1");
   EXPECT_TRUE(posixtest::HoldsInChild([] { ExpectNoSystemCall(kNotLatin1); }));
   iconv_close(out);
   iconv_close(in);
@@ -227,6 +227,14 @@ TEST_F(PosixText, TheLocalesEncodingServesWhenItIsToldTo) {
   setenv("G_BROKEN_FILENAMES", "1", 1);
   setenv("LC_ALL", "C", 1);
   EXPECT_FAILS(-1, EINVAL, Posix_Access("/t/" NAME, F_OK));
+}
+
+TEST_F(PosixText, FindingTheEncodingLeavesNoTrace) {
+  setenv("G_BROKEN_FILENAMES", "1", 1);
+  setenv("LC_ALL", "no-such-locale", 1);
+  errno = ECHILD;
+  EXPECT_EQ(Posix_Access("/t/file", F_OK), 0);
+  EXPECT_EQ(errno, ECHILD);
 }
 
 }  // namespace

@@ -50,7 +50,7 @@ template <typename Call>
 void StatEach(benchmark::State &state, const char *pattern, Call call) {
   const Path path(state.range(0), pattern);
   struct stat data;
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(call(path.Get(), &data));
   }
 }
@@ -75,13 +75,13 @@ BENCHMARK(BM_Peer_System_Files_WrappedStatMixed)->Apply(Sizes);
 
 // The shortest of all: the name isn't there.
 void BM_Ours_Files_WrappedAccessMissing(benchmark::State &state) {
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(Posix_Access("/missing", F_OK));
   }
 }
 BENCHMARK(BM_Ours_Files_WrappedAccessMissing);
 void BM_Peer_System_Files_WrappedAccessMissing(benchmark::State &state) {
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(access("/missing", F_OK));
   }
 }
@@ -89,14 +89,14 @@ BENCHMARK(BM_Peer_System_Files_WrappedAccessMissing);
 
 void BM_Ours_Files_WrappedOpen(benchmark::State &state) {
   const Path path(state.range(0), kAscii);
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     close(Posix_Open(path.Get(), O_RDONLY));
   }
 }
 BENCHMARK(BM_Ours_Files_WrappedOpen)->Apply(Sizes);
 void BM_Peer_System_Files_WrappedOpen(benchmark::State &state) {
   const Path path(state.range(0), kAscii);
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     close(open(path.Get(), O_RDONLY));
   }
 }

@@ -12,7 +12,6 @@
 namespace {
 
 using posixtest::kNotLatin1;
-using posixtest::kNotUtf8;
 using posixtest::kPanic;
 
 class Posix : public posixtest::PosixHost {};
