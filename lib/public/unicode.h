@@ -127,8 +127,7 @@ char **Unicode_GetAllocList(const Unicode *list, ssize_t length, StringEncoding 
 // Converts a string into a buffer.
 //
 // maxLengthInBytes  the buffer's size, with room for the terminator: one NUL byte, in UTF-16LE two. A buffer
-// that
-//                   hasn't even that room is left alone.
+//                   that hasn't even that room is left alone.
 // retLength         if not null, gets the bytes without the terminator
 //
 // Returns false when the text was cut, or when it can't be expressed; then it is empty. UTF-8 and UTF-16LE

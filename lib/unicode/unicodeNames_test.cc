@@ -64,6 +64,7 @@ TEST_F(EncodingNames, TakeCodePages) {
   EXPECT_EQ(EncodingOf("cp1252"), 36);
   // By its letters only.
   EXPECT_EQ(EncodingOf("WINDOWS-1252"), 36);
+  EXPECT_EQ(EncodingOf("WINDOWS_936"), EncodingOf("GBK"));
   EXPECT_EQ(EncodingOf("windows-28591"), STRING_ENCODING_ISO_8859_1);
   EXPECT_EQ(EncodingOf("windows-0028591"), STRING_ENCODING_ISO_8859_1);
   EXPECT_EQ(EncodingOf("windows-65001"), STRING_ENCODING_UTF8);
@@ -130,6 +131,9 @@ TEST_F(EncodingNames, AreRememberedWithoutRegardToCase) {
   EXPECT_EQ(first, Walk("iso-ir-9-1"));
   EXPECT_EQ(UnicodeIANALookup("iso-ir-91"), Walk("iso-ir-91"));
   EXPECT_NE(first, UnicodeIANALookup("iso-ir-91"));
+  // In capitals it is only alike to both, and would be the first of them.
+  ASSERT_EQ(Walk("ISO-IR-91"), first);
+  EXPECT_EQ(UnicodeIANALookup("ISO-IR-91"), Walk("iso-ir-91"));
   const auto allocations = testhost::CountAllocations([] { UnicodeIANALookup("ISO-IR-91"); });
   EXPECT_EQ(allocations, 0U);
   EXPECT_GT(testhost::CountAllocations([] { UnicodeIANALookup("iso_ir_91"); }), 0U);

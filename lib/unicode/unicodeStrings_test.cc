@@ -162,6 +162,19 @@ TEST_F(UnicodeStrings, StopTheProgramWithoutMemory) {
   }
 }
 
+TEST_F(UnicodeStrings, StopTheProgramWithoutMemoryToShowTheBytes) {
+  // One of the allocations is for the bytes to be shown; those behind it are the log's.
+  for (size_t i = 0; i < 8; i++) {
+    EXPECT_EXIT(
+        {
+          const testhost::AllocationFault fault(i);
+          Unicode_Alloc("a\xC3", STRING_ENCODING_UTF8);
+        },
+        kPanic, "PANIC lib/unicode/unicodeStrings\\.cc:[0-9]+");
+  }
+  EXPECT_TRUE(Logged("Couldn't convert invalid buffer [(couldn't escape bytes)] from UTF-8 to Unicode.\n"));
+}
+
 TEST_P(UnicodeAlloc, IsStrictWhenWanted) {
   EXPECT_EQ(Strict("caf\xC3\xA9", STRING_ENCODING_UTF8), "caf\xC3\xA9");
   EXPECT_EQ(Strict("cafe", STRING_ENCODING_US_ASCII), "cafe");

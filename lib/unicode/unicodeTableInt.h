@@ -8,7 +8,7 @@
 #include "unicode.h"
 
 constexpr size_t kUnicodeXRefRows = 319;
-constexpr size_t kUnicodeNames = 1303;
+constexpr size_t kUnicodeNames = 1304;
 constexpr uint32_t kUnicodeNoCodePage = 0xFFFFFFFF;
 
 struct UnicodeXRef {

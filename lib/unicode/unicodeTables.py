@@ -104,9 +104,11 @@ NAMES = {
 }
 # Rows without the MIB number that the registry has.
 WITHOUT_MIB = {'windows-1252'}
-# The registry's and ICU's names that no row takes: late ones that repeat the name, and ones that mean a guess.
-OMITTED = re.compile(r'cs(utf|windows125)\w+|windows-\d+|x?-?unicode-[12]-[01]-utf-8|x-UTF_8J|'
-                     r'UnicodeBigUnmarked|x-JISAutoDetect|.*,.*', re.IGNORECASE)
+# The registry's names that no row takes: late ones that repeat the name.
+OMITTED = re.compile(r'cs(utf|windows125)\w+', re.IGNORECASE)
+# ICU's names that no row takes: those of code pages, and ones that mean a guess.
+OMITTED_ALIASES = re.compile(r'windows-\d+|x?-?unicode-[12]-[01]-utf-8|x-UTF_8J|UnicodeBigUnmarked|'
+                             r'x-JISAutoDetect|.*,.*', re.IGNORECASE)
 # ICU has one converter where the rows are two: the row that takes these of its names.
 ROW_OF_ALIAS = {'cp932': 'Windows-31J', 'ms932': 'Windows-31J', 'x-ms-cp932': 'Windows-31J',
                 'x-MS932_0213': 'Windows-31J', 'ucs-2': 'ISO-10646-UCS-2', 'ucs-4': 'ISO-10646-UCS-4',
@@ -201,7 +203,7 @@ def add_icu_aliases(rows):
             continue
         served.add(row['primary'])
         for name, _ in converter:
-            if normalize(name) not in taken and not OMITTED.fullmatch(name):
+            if normalize(name) not in taken and not OMITTED_ALIASES.fullmatch(name):
                 by_primary[ROW_OF_ALIAS.get(name, row['primary'])]['names'].append(name)
                 taken.add(normalize(name))
 
