@@ -639,9 +639,7 @@ const std::vector<std::string> kAwkward = {"it's", "\"quoted\"", "$HOME", "$(tou
 
 TEST_F(BadInputTest, FindsAProductInDirectoriesOfAnyName) {
   EnterWithSet();
-  std::vector<std::string> names = kAwkward;
-  names.emplace_back("\xff\xfe");
-  for (const std::string &name : names) {
+  for (const std::string &name : kAwkward) {
     SCOPED_TRACE(name);
     const std::string directory = "/opt/" + name;
     std::filesystem::create_directories("/opt");

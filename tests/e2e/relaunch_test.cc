@@ -204,19 +204,5 @@ TEST_F(RelaunchTest, WorksBesideAnotherWindow) {
   EXPECT_THAT(desktop_->history.Seen(), ElementsAre(kWindow, kWindow, kProgress));
 }
 
-TEST_F(RelaunchTest, RefusesAsRootACompilerWhosePathIsNoUtf8) {
-  Enter();
-  WriteFile("/opt/\xff/gcc",
-            "#!/bin/sh\n[ \"$1\" = -dumpversion ] && { echo 12.2.0; exit; }\nexec /usr/bin/gcc \"$@\"\n",
-            0755);
-  Tool tool({}, kUser, {"LC_ALL=C.UTF-8", std::string("PATH=/opt/\xff:") + getenv("PATH")});
-  Install();
-  EXPECT_EQ(tool.Wait(), 2) << tool.Output();
-  EXPECT_THAT(PrivilegeCalls(), HasSubstr(" --gcc='/opt/\xff/gcc' "));
-  EXPECT_THAT(tool.Output(), HasSubstr("\nFailed to parse options.\n"));
-  EXPECT_FALSE(IsInstalled());
-  EXPECT_THAT(ServiceCalls(), IsEmpty());
-}
-
 }  // namespace
 }  // namespace e2e
