@@ -10,9 +10,8 @@
 //
 // The format language is the C standard's, whatever the host's C library has, but for these:
 //   - "%2$s" takes the value from a position and "%*2$d" a width or a precision;
-//   - the length modifiers q and L are ll, Z and I are z, I64 is 64 bits, I32 changes nothing; D, O and U are
-//   ld, lo
-//     and lu, S and C are ls and lc;
+//   - the length modifiers q and L are ll, Z and I are z, I64 is 64 bits, I32 changes nothing; D, O and U
+//     are ld, lo and lu, S and C are ls and lc;
 //   - wide text becomes UTF-8 whatever the locale is, and a precision never splits a character;
 //   - "'" groups digits by the locale;
 //   - p is upper-case hexadecimal with no prefix, a NaN has no sign, and there is no a and no A;

@@ -61,12 +61,12 @@ bool GrowForPieces(BsdOutput *out) {
   return !out->failed && (total <= out->capacity || Grow(out, static_cast<size_t>(total)));
 }
 
-// Counts what of a long padding doesn't come into the buffer. Returns how much does, which is nothing when
-// the text becomes too long by it.
+// Counts what of a long padding doesn't come into the buffer. Returns how much does: nothing of what would
+// make a new text too long.
 size_t CutPadding(BsdOutput *out, size_t count) {
   BsdOutput_Flush(out);
   const bool tooLong = out->total + count > INT_MAX;
-  const size_t room = tooLong ? 0 : out->growing ? count : out->capacity - out->used;
+  const size_t room = !out->growing ? out->capacity - out->used : tooLong ? 0 : count;
   const size_t fitting = std::min(count, room);
   out->total += count - fitting;
   return fitting;

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "allocations.h"
+#include "bsd_output_shared.h"
 #include "bsd_vsnprintfInt.h"
 #include "owned.h"
 #include "str.h"
@@ -218,6 +219,10 @@ TEST(PrintedDoubles, AreTheLibrarysToTheLastDigit) {
   }
 }
 
+TEST(PrintedDoubles, OfManyDigitsWaitForEachOther) {
+  ExpectAsTheLibrary("%.900f|%.900f|%.700e|%d|%.900f", 1.0 / 3, 2.0 / 3, 0.1, 7, DBL_MAX);
+}
+
 TEST(PrintedDoubles, AreTheLibrarysForALongDoubleThatADoubleHolds) {
   ExpectAsTheLibrary("%Lf %.3Le %LG", 1.25L, -0.1L * 0 + 3.0L, 1e300L);
   EXPECT_EQ(Ours("%Lf", static_cast<long double>(LDBL_MAX)), "inf");
@@ -250,6 +255,7 @@ TEST(PrintedPositions, MayStandBesideValuesWithoutOne) {
   EXPECT_EQ(Ours("%d %3$d %d %1$d", 1, 2, 3, 4), "1 3 4 1");
   EXPECT_EQ(Ours("%.*2$f|%d", 1.25, 1), "1.2|1");
   EXPECT_EQ(Ours("%2$*1$d|", 4, 7), "   7|");
+  EXPECT_EQ(Ours("%d %*1$d|", 3, 7), "3   7|");
 }
 
 TEST(PrintedPositions, PassOverAGapAsAnInt) {
@@ -266,6 +272,13 @@ TEST(PrintedPositions, FailWhenAskedForAsTwoKinds) {
 TEST(PrintedPositions, TakeTheWidestIntegerThatIsAskedFor) {
   EXPECT_EQ(Ours("%1$d %1$ld", 1L << 33), "0 8589934592");
   EXPECT_EQ(Ours("%1$ld %1$hhd", (1L << 33) + 5), "8589934597 5");
+}
+
+TEST(PrintedPositions, GoUpToTheSystemsLimit) {
+  BsdOutput_Spec spec;
+  const char *format = "4096$d";
+  EXPECT_EQ(BsdOutput_ParseSpec(format, &spec), format + strlen(format));
+  EXPECT_EQ(spec.position, 4096);
 }
 
 TEST(PrintedPositions, FailOutsideTheirRange) {
@@ -517,6 +530,18 @@ TEST(Lengths, OfMoreThanAnIntFail) {
   EXPECT_EQ(Print(buffer, sizeof buffer, "%*d", INT_MIN, 1), -1);
   EXPECT_EQ(Print(buffer, sizeof buffer, "%*d", -INT_MAX, 1), INT_MAX);
   EXPECT_EQ(Print(buffer, sizeof buffer, "%.*d", INT_MIN, 1), 1);
+}
+
+TEST(Lengths, OfMoreThanAnIntLeaveTheTextsBeginning) {
+  char buffer[8];
+  for (const char *format : {"ab%2147483647d", "ab%2147483647d!", "ab%2147483646dx%d"}) {
+    EXPECT_EQ(Print(buffer, sizeof buffer, format, 7, 8), -1) << format;
+    EXPECT_STREQ(buffer, "ab     ");
+  }
+  EXPECT_EQ(Print(buffer, sizeof buffer, "ab%.2147483647d", 7), -1);
+  EXPECT_STREQ(buffer, "ab00000");
+  EXPECT_EQ(Print(buffer, sizeof buffer, "a%.2147483647f", 7.0), -1);
+  EXPECT_STREQ(buffer, "a7.0000");
 }
 
 TEST(Lengths, OfMoreThanAnIntAreNoNumberInAFormat) {

@@ -232,10 +232,13 @@ char *Str_SafeAsprintf(size_t *outLength, const char *format, ...) {
 int Str_Vswprintf(wchar_t *buffer, size_t size, const wchar_t *format, va_list args) {
   ASSERT(buffer != nullptr);
   ASSERT(format != nullptr);
+  // No text takes more, and the library's pointers would wrap around in a larger buffer.
+  const size_t usable = std::min(size, size_t{INT_MAX} + 1);
   // The callers' lists are started. NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
-  const int length = vswprintf(buffer, size, format, args);
-  if (length < 0 && size > 0) {
-    buffer[size - 1] = L'\0';
+  const int length = vswprintf(buffer, usable, format, args);
+  // The library ends a text that it failed to convert, but not one that it cut.
+  if (length < 0 && usable > 0 && wcsnlen(buffer, usable - 1) == usable - 1) {
+    buffer[usable - 1] = L'\0';
   }
   return length;
 }

@@ -161,26 +161,34 @@ TEST(StrSprintfDeathTest, StopsTheProgramWhenOneByteIsMissing) {
 
 // ---- Bounded copies
 
-// Overflows from this very function.
-[[gnu::noinline]] void Overflow() {
+// Overflow from these very functions.
+[[gnu::noinline]] void OverflowACopy() {
   char buffer[2];
   Str_Strcpy(buffer, "ab", sizeof buffer);
   asm volatile("");
 }
 
-TEST(StrCopiesDeathTest, TellTheCallersAddress) {
+[[gnu::noinline]] void OverflowAPrint() {
+  char buffer[2];
+  Str_Sprintf(buffer, sizeof buffer, "%d", 10);
+  asm volatile("");
+}
+
+TEST(StrOverflowDeathTest, TellsTheCallersAddress) {
   // Death test and this process are the same program at the same address.
   testing::FLAGS_gtest_death_test_style = "fast";
-  const auto start = static_cast<unsigned>(reinterpret_cast<uintptr_t>(&Overflow));
-  const auto isWithin = testing::ResultOf(
-      [start](const std::string &text) {
-        const size_t address = text.find(" 0x");
-        return address == std::string::npos
-                   ? UINT_MAX
-                   : static_cast<unsigned>(std::stoul(text.substr(address), nullptr, 16)) - start;
-      },
-      testing::AllOf(testing::Gt(0U), testing::Lt(400U)));
-  EXPECT_EXIT(Overflow(), kPanics, isWithin);
+  for (void (*const caller)() : {OverflowACopy, OverflowAPrint}) {
+    const auto start = static_cast<unsigned>(reinterpret_cast<uintptr_t>(caller));
+    const auto isWithin = testing::ResultOf(
+        [start](const std::string &text) {
+          const size_t address = text.find(" 0x");
+          return address == std::string::npos
+                     ? UINT_MAX
+                     : static_cast<unsigned>(std::stoul(text.substr(address), nullptr, 16)) - start;
+        },
+        testing::AllOf(testing::Gt(0U), testing::Lt(400U)));
+    EXPECT_EXIT(caller(), kPanics, isWithin);
+  }
 }
 
 TEST(StrCopies, CopyWhatFitsExactly) {
@@ -334,6 +342,22 @@ TEST(StrVswprintf, CutsWhatDoesNotFit) {
   EXPECT_EQ(std::wstring(buffer), L"12");
   EXPECT_EQ(PrintWide(buffer, 1, L"x"), -1);
   EXPECT_EQ(std::wstring(buffer), L"");
+}
+
+TEST(StrVswprintf, TakesASizeAboveAnInt) {
+  wchar_t buffer[8] = L"#######";
+  for (const size_t size : {size_t{INT_MAX} + 2, SIZE_MAX / sizeof(wchar_t), SIZE_MAX}) {
+    EXPECT_EQ(PrintWide(buffer + 1, size, L"%d", 42), 2) << size;
+    EXPECT_EQ(std::wstring(buffer), L"#42");
+  }
+}
+
+TEST(StrVswprintf, KeepsWhatCameBeforeAFailedConversion) {
+  for (const size_t size : {size_t{8}, SIZE_MAX}) {
+    wchar_t buffer[8] = L"#######";
+    EXPECT_EQ(PrintWide(buffer, size, L"ab%s", "\xFF"), -1);
+    EXPECT_EQ(std::wstring(buffer), L"ab");
+  }
 }
 
 TEST(StrSwprintfDeathTest, StopsTheProgramWhenOneIsMissing) {
