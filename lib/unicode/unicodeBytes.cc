@@ -14,13 +14,9 @@ struct Bytes {
 };
 
 Bytes CopyOf(Unicode str, size_t length) {
-  OwnedString copy(static_cast<char *>(malloc(length + 1)));
-  if (copy == nullptr) {
-    return {};
-  }
-  memcpy(copy.get(), str, length);
-  copy.get()[length] = '\0';
-  return {std::move(copy), length};
+  OwnedString copy(UnicodeCopy(str, length));
+  const size_t size = copy == nullptr ? 0 : length;
+  return {std::move(copy), size};
 }
 
 Bytes ToUtf16(Unicode str, size_t length) {

@@ -24,11 +24,6 @@ struct Units {
   }
 };
 
-std::string_view Range(Unicode str, UnicodeIndex start, UnicodeIndex length) {
-  UnicodePinIndices(str, &start, &length);
-  return {str + start, static_cast<size_t>(length)};
-}
-
 Units Convert(std::string_view text) {
   char *bytes = nullptr;
   size_t size = 0;
@@ -111,8 +106,8 @@ int CompareUnits(const Units &units1, const Units &units2, bool ignoreCase) {
 
 int Unicode_CompareRange(Unicode str1, UnicodeIndex str1Start, UnicodeIndex str1Length, Unicode str2,
                          UnicodeIndex str2Start, UnicodeIndex str2Length, bool ignoreCase) {
-  std::string_view text1 = Range(str1, str1Start, str1Length);
-  std::string_view text2 = Range(str2, str2Start, str2Length);
+  std::string_view text1 = UnicodeRange(str1, str1Start, str1Length);
+  std::string_view text2 = UnicodeRange(str2, str2Start, str2Length);
   // What is the same in both needs no conversion to be compared, only to be valid.
   const size_t common = CommonCharacters(text1, text2);
   if (!CodeSet_Validate(text1.data(), common, "UTF-8")) {

@@ -2,6 +2,8 @@
 #ifndef OST_UNICODE_UNICODEINT_H
 #define OST_UNICODE_UNICODEINT_H
 
+#include <string_view>
+
 #include "unicode.h"
 
 // The row of the table that a name in any of its spellings belongs to, or -1 with a line in the log. Safe
@@ -13,6 +15,8 @@ StringEncoding UnicodeResolveEncoding(StringEncoding encoding);
 // How many bytes a unit and the terminator of the encoding have.
 size_t UnicodeUnitSize(StringEncoding encoding);
 bool UnicodeIsAscii(const char *bytes, size_t size);
+// A new copy with a NUL behind it; null when memory is out.
+char *UnicodeCopy(const char *bytes, size_t size);
 
 // Converts `length` bytes into a new string; null when that fails.
 //
@@ -28,5 +32,7 @@ char *UnicodeGetAllocBytesInternal(Unicode str, StringEncoding encoding, ssize_t
 
 // Fits a range to its string.
 void UnicodePinIndices(Unicode str, UnicodeIndex *strStart, UnicodeIndex *strLength);
+// What a range fitted so covers.
+std::string_view UnicodeRange(Unicode str, UnicodeIndex start, UnicodeIndex length);
 
 #endif

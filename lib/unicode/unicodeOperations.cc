@@ -9,11 +9,6 @@
 
 namespace {
 
-std::string_view Range(Unicode str, UnicodeIndex start, UnicodeIndex length) {
-  UnicodePinIndices(str, &start, &length);
-  return {str + start, static_cast<size_t>(length)};
-}
-
 // A new string of the parts, one behind the other.
 Unicode Concatenate(std::initializer_list<std::string_view> parts) {
   size_t length = 0;
@@ -41,11 +36,16 @@ void UnicodePinIndices(Unicode str, UnicodeIndex *strStart, UnicodeIndex *strLen
   }
 }
 
+std::string_view UnicodeRange(Unicode str, UnicodeIndex start, UnicodeIndex length) {
+  UnicodePinIndices(str, &start, &length);
+  return {str + start, static_cast<size_t>(length)};
+}
+
 UnicodeIndex Unicode_FindSubstrInRange(Unicode str, UnicodeIndex strStart, UnicodeIndex strLength,
                                        Unicode strToFind, UnicodeIndex strToFindStart,
                                        UnicodeIndex strToFindLength) {
-  const std::string_view haystack = Range(str, strStart, strLength);
-  const std::string_view needle = Range(strToFind, strToFindStart, strToFindLength);
+  const std::string_view haystack = UnicodeRange(str, strStart, strLength);
+  const std::string_view needle = UnicodeRange(strToFind, strToFindStart, strToFindLength);
   const void *found = memmem(haystack.data(), haystack.size(), needle.data(), needle.size());
   return found == nullptr ? -1 : static_cast<const char *>(found) - str;
 }
@@ -53,24 +53,25 @@ UnicodeIndex Unicode_FindSubstrInRange(Unicode str, UnicodeIndex strStart, Unico
 UnicodeIndex Unicode_FindLastSubstrInRange(Unicode str, UnicodeIndex strStart, UnicodeIndex strLength,
                                            Unicode strToFind, UnicodeIndex strToFindStart,
                                            UnicodeIndex strToFindLength) {
-  const std::string_view haystack = Range(str, strStart, strLength);
-  const std::string_view needle = Range(strToFind, strToFindStart, strToFindLength);
+  const std::string_view haystack = UnicodeRange(str, strStart, strLength);
+  const std::string_view needle = UnicodeRange(strToFind, strToFindStart, strToFindLength);
   // An empty range is found at the start from this side also.
   const size_t found = needle.empty() ? 0 : haystack.rfind(needle);
   return found == std::string_view::npos ? -1 : haystack.data() + found - str;
 }
 
 Unicode Unicode_Substr(Unicode str, UnicodeIndex start, UnicodeIndex length) {
-  return Concatenate({Range(str, start, length)});
+  return Concatenate({UnicodeRange(str, start, length)});
 }
 
 Unicode Unicode_ReplaceRange(Unicode destination, UnicodeIndex destinationStart,
                              UnicodeIndex destinationLength, Unicode source, UnicodeIndex sourceStart,
                              UnicodeIndex sourceLength) {
-  const std::string_view replaced = Range(destination, destinationStart, destinationLength);
+  const std::string_view replaced = UnicodeRange(destination, destinationStart, destinationLength);
   const auto before = static_cast<size_t>(replaced.data() - destination);
-  return Concatenate(
-      {{destination, before}, Range(source, sourceStart, sourceLength), replaced.data() + replaced.size()});
+  return Concatenate({{destination, before},
+                      UnicodeRange(source, sourceStart, sourceLength),
+                      replaced.data() + replaced.size()});
 }
 
 Unicode Unicode_Join(Unicode first, ...) {

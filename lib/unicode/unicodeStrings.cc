@@ -28,16 +28,6 @@ size_t MeasuredLength(const void *buffer, ssize_t lengthInBytes, StringEncoding 
   return static_cast<size_t>(lengthInBytes == -1 ? Unicode_LengthInBytes(buffer, encoding) : lengthInBytes);
 }
 
-char *CopyOf(const char *buffer, size_t length) {
-  auto *copy = static_cast<char *>(malloc(length + 1));
-  if (copy == nullptr) {
-    return nullptr;
-  }
-  memcpy(copy, buffer, length);
-  copy[length] = '\0';
-  return copy;
-}
-
 // Whether converted bytes are what a string may hold: iconv lets code points above U+10FFFF through. More
 // than CodeSet_Validate takes isn't looked at.
 bool IsText(const char *bytes, size_t size) {
@@ -66,7 +56,7 @@ bool IsPlain(const char *buffer, size_t length, StringEncoding encoding) {
 }
 
 char *AllocSubstituting(const char *buffer, size_t length, StringEncoding encoding) {
-  return IsPlain(buffer, length, encoding) ? CopyOf(buffer, length)
+  return IsPlain(buffer, length, encoding) ? UnicodeCopy(buffer, length)
                                            : AllocGeneric(buffer, length, encoding, CODESET_SUBSTITUTE);
 }
 
@@ -117,6 +107,16 @@ bool UnicodeIsAscii(const char *bytes, size_t size) {
   return (seen & kHighBits) == 0;
 }
 
+char *UnicodeCopy(const char *bytes, size_t size) {
+  auto *copy = static_cast<char *>(malloc(size + 1));
+  if (copy == nullptr) {
+    return nullptr;
+  }
+  memcpy(copy, bytes, size);
+  copy[size] = '\0';
+  return copy;
+}
+
 char *UnicodeAllocInternal(const char *buffer, size_t length, StringEncoding encoding, bool strict) {
   if (!strict) {
     return AllocSubstituting(buffer, length, encoding);
@@ -126,8 +126,9 @@ char *UnicodeAllocInternal(const char *buffer, size_t length, StringEncoding enc
       return AllocUtf16(buffer, length);
     case STRING_ENCODING_UTF8:
     case STRING_ENCODING_US_ASCII:
-      return Unicode_IsBufferValid(buffer, static_cast<ssize_t>(length), encoding) ? CopyOf(buffer, length)
-                                                                                   : nullptr;
+      return Unicode_IsBufferValid(buffer, static_cast<ssize_t>(length), encoding)
+                 ? UnicodeCopy(buffer, length)
+                 : nullptr;
     default:
       return AllocGeneric(buffer, length, encoding, CODESET_STOP);
   }
