@@ -31,7 +31,7 @@ bool CodeSetUtf_IsUtf8(const char *text, size_t size);
 bool CodeSetUtf_Reserve(DynBuf *buf, size_t extra);
 // The room, with that for the terminator, that is enough for most text of `size` bytes in any encoding.
 constexpr size_t CodeSetUtf_LikelySize(size_t size) {
-  return size * 2 + kCodeSetTerminator;
+  return size + size / 2 + kCodeSetTerminator;
 }
 
 // These append the converted text to `buf` and leave room for the terminator behind it, or leave its content

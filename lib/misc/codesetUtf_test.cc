@@ -230,12 +230,14 @@ TEST(CodeSetUtfMalformed, IsFoundAtEveryPosition) {
       std::string before;
       while (before.size() < 180) {
         for (const size_t behind : std::initializer_list<size_t>{0, 1, 15, 16, 100}) {
-          std::string text = before + sequence;
-          for (size_t i = 0; i < behind; i++) {
-            text += filling;
+          for (const std::string &other : {filling, "a"s}) {
+            std::string text = before + sequence;
+            for (size_t i = 0; i < behind; i++) {
+              text += other;
+            }
+            ASSERT_FALSE(Validate(text, "UTF-8")) << Hex(text);
+            ASSERT_EQ(Convert(CodeSet_Utf8ToUtf16le, text), std::nullopt) << Hex(text);
           }
-          ASSERT_FALSE(Validate(text, "UTF-8")) << Hex(text);
-          ASSERT_EQ(Convert(CodeSet_Utf8ToUtf16le, text), std::nullopt) << Hex(text);
         }
         before += filling;
       }

@@ -191,30 +191,44 @@ void UseIcu(bool use) {
   static const std::filesystem::path directory =
       std::filesystem::temp_directory_path() / ("codeset_bench-" + std::to_string(getpid()));
   std::filesystem::create_directory(directory);
-  std::ofstream(directory / "icudt38l.dat");
+  std::ofstream(directory / "icudt38l.dat").flush();
   CodeSet_Init(directory.c_str());
   std::filesystem::remove_all(directory);
 }
 
 using Conversion = std::function<Converted(const std::string &)>;
 
-void Measure(benchmark::State &state, const Texts &texts, const Conversion &convert, const Conversion &ours,
-             bool withIcu) {
-  UseIcu(withIcu);
-  for (const std::string &text : texts) {
-    if (convert(text).size != ours(text).size) {
+struct Case {
+  std::shared_ptr<const Texts> texts;
+  Conversion convert, ours;
+  bool withIcu;
+};
+
+void Measure(benchmark::State &state, const Case &one) {
+  UseIcu(one.withIcu);
+  for (const std::string &text : *one.texts) {
+    if (one.convert(text).size != one.ours(text).size) {
       state.SkipWithError("a conversion gave another size than ours");
       return;
     }
   }
   size_t next = 0;
-  for (auto _ : state) {
-    const Converted result = convert(texts[next]);
+  while (state.KeepRunning()) {
+    const Converted result = one.convert((*one.texts)[next]);
     benchmark::DoNotOptimize(result.bytes.get());
-    next = next + 1 < texts.size() ? next + 1 : 0;
+    next = next + 1 < one.texts->size() ? next + 1 : 0;
   }
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * texts[0].size()));
+  state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(one.texts->front().size()));
 }
+
+class CaseBenchmark : public benchmark::internal::Benchmark {
+ public:
+  CaseBenchmark(const std::string &name, Case one) : Benchmark(name.c_str()), case_(std::move(one)) {}
+  void Run(benchmark::State &state) override { Measure(state, case_); }
+
+ private:
+  Case case_;
+};
 
 // One subject: ours and its peers on the same texts.
 void Register(const std::string &subject, int64_t size, const Texts &texts, bool withIcu,
@@ -222,10 +236,9 @@ void Register(const std::string &subject, int64_t size, const Texts &texts, bool
   const auto shared = std::make_shared<const Texts>(texts);
   const std::string suffix = "Text_" + subject + "/" + std::to_string(size);
   const auto add = [&](const std::string &name, const Conversion &convert) {
-    benchmark::RegisterBenchmark((name + suffix).c_str(), [=](benchmark::State &state) {
-      Measure(state, *shared, convert, ours, withIcu);
-    });
-  };
+    const Case one = {shared, convert, ours, withIcu};
+    benchmark::internal::RegisterBenchmarkInternal(new CaseBenchmark(name + suffix, one));
+  };  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks): the registry owns it
   add("BM_Ours_", ours);
   for (const auto &[name, convert] : peers) {
     add("BM_Peer_" + name + "_", convert);
