@@ -57,6 +57,28 @@ TEST(CodeSetInit, TakesNoDirectoryForTheDataFile) {
   EXPECT_EQ(EngineInUse(), Engine::kIconv);
 }
 
+TEST(CodeSetInit, FollowsLinksToTheDataFile) {
+  testhost::Host()
+      .File("/real.dat", "")
+      .SymLink("/file/icudt38l.dat", "/real.dat")
+      .SymLink("/directory/icudt38l.dat", "/etc")
+      .SymLink("/dangling/icudt38l.dat", "/nowhere")
+      .Enter();
+  EXPECT_TRUE(CodeSet_Init("/directory"));
+  EXPECT_EQ(EngineInUse(), Engine::kIconv);
+  EXPECT_TRUE(CodeSet_Init("/file"));
+  EXPECT_EQ(EngineInUse(), Engine::kIcu);
+  EXPECT_TRUE(CodeSet_Init("/dangling"));
+  EXPECT_EQ(EngineInUse(), Engine::kIconv);
+}
+
+TEST(CodeSetInit, TakesAnEmptyNameForTheRootDirectory) {
+  testhost::Host().File("/icudt38l.dat", "").Enter();
+  EXPECT_TRUE(CodeSet_Init(""));
+  EXPECT_EQ(EngineInUse(), Engine::kIcu);
+  EXPECT_STREQ(u_getDataDirectory(), "/icudt38l.dat");
+}
+
 TEST(CodeSetInit, WithoutTheDataFileTurnsIcuOff) {
   Use(Engine::kIcu);
   ASSERT_EQ(EngineInUse(), Engine::kIcu);
@@ -251,6 +273,15 @@ TEST_P(CodeSetGeneric, ConvertsTextThatGrows) {
 TEST_P(CodeSetGeneric, EndsAnEncodingThatHasStates) {
   EXPECT_EQ(Generic("UTF-8", "é", "UTF-7"), "+AOk-");
   EXPECT_EQ(Generic("UTF-8", "日", "ISO-2022-JP"), "\x1B$BF|\x1B(B");
+  // The end doesn't fit behind the text in the room that is made first.
+  EXPECT_EQ(Generic("ISO-8859-1", "\xA7", "ISO-2022-JP"), "\x1B$B!x\x1B(B");
+}
+
+// A letter waits for a mark that may follow it.
+TEST_P(CodeSetGeneric, KeepsTheLastLetterOfAnEncodingThatHasMarks) {
+  EXPECT_EQ(Generic("windows-1258", "xa", "UTF-8"), "xa");
+  EXPECT_EQ(Generic("windows-1258", "\xC2", "ISO-8859-1", CODESET_SUBSTITUTE), "\xC2");
+  EXPECT_EQ(Generic("windows-1258", "x\xC3", "ISO-8859-1"), std::nullopt);
 }
 
 TEST_P(CodeSetGeneric, StopsAtABadSequence) {
