@@ -24,8 +24,8 @@ using OwnedConverter = std::unique_ptr<UConverter, Releaser<ucnv_close>>;
 
 constexpr size_t kPivotUnits = 1024;
 
-// Which engine works. CodeSet_Init decides, before there are threads, and CodeSet_DontUseIcu takes it back
-// when the host's own encoding is one that is left to iconv.
+// Which engine works. CodeSet_Init decides, called by Unicode_Init before there are threads, and
+// CodeSet_DontUseIcu takes it back when the host's own encoding is one that is left to iconv.
 bool dontUseIcu = true;
 
 bool IsFile(const char *path) {

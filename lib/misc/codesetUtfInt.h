@@ -2,7 +2,8 @@
 //
 // Well-formed is what the Unicode standard calls so: in UTF-8 no overlong sequence and no surrogate, in
 // UTF-16 no surrogate without its other half, nothing above U+10FFFF. On well-formed text these give what ICU
-// and iconv give, and what they refuse those refuse too.
+// and iconv give, and what they refuse those refuse too, but for glibc's iconv, which takes code points above
+// U+10FFFF from UTF-8.
 #ifndef OST_MISC_CODESETUTFINT_H
 #define OST_MISC_CODESETUTFINT_H
 
