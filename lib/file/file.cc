@@ -42,8 +42,12 @@ bool IsNameOfType(const char *path, mode_t type) {
   return Posix_Lstat(path, &data) == 0 && (data.st_mode & S_IFMT) == type;
 }
 
-// A name that the system gave, or null with EINVAL when it can't be converted.
+// A name that the system gave, or null with EINVAL when it can't be converted. Where the system's names are
+// UTF-8 one that is no text stays as it is, so that its file can still be reached.
 OwnedUnicode FromSystem(const char *bytes) {
+  if (Unicode_GetCurrentEncoding() == STRING_ENCODING_UTF8) {
+    return OwnedUnicode(Unicode_Duplicate(bytes));
+  }
   if (!Unicode_IsBufferValid(bytes, -1, STRING_ENCODING_DEFAULT)) {
     errno = EINVAL;
     return nullptr;

@@ -21,27 +21,15 @@ StringEncoding CurrentEncoding() {
   return encoding;
 }
 
-// Whether the system's bytes are the program's text: no copy needs to be made then, only looked at.
+// Whether the system's bytes are the program's text. They go to the system as they are then, so that a file
+// whose name is no text can still be reached.
 bool IsSystemUtf8() {
   return CurrentEncoding() == STRING_ENCODING_UTF8;
 }
 
-bool IsUtf8(const char *text) {
-  return CodeSetUtf_IsUtf8(text, strlen(text));
-}
-
-bool AreUtf8(const char *const *texts) {
-  for (; *texts != nullptr; texts++) {
-    if (!IsUtf8(*texts)) {
-      return false;
-    }
-  }
-  return true;
-}
-
 char *ToUtf8(const char *bytes) {
   if (IsSystemUtf8()) {
-    return IsUtf8(bytes) ? strdup(bytes) : nullptr;
+    return CodeSetUtf_IsUtf8(bytes, strlen(bytes)) ? strdup(bytes) : nullptr;
   }
   char *text = nullptr;
   CodeSet_GenericToGeneric(Unicode_EncodingEnumToName(CurrentEncoding()), bytes, strlen(bytes), "UTF-8",
@@ -52,13 +40,8 @@ char *ToUtf8(const char *bytes) {
 }  // namespace
 
 PosixText::PosixText(const char *text) : bytes_(text) {
-  if (text == nullptr) {
-    return;
-  }
   const int error = errno;
-  if (IsSystemUtf8()) {
-    isConverted_ = IsUtf8(text);
-  } else {
+  if (text != nullptr && !IsSystemUtf8()) {
     owner_.reset(Unicode_GetAllocBytes(text, CurrentEncoding()));
     bytes_ = owner_.get();
     isConverted_ = bytes_ != nullptr;
@@ -67,13 +50,8 @@ PosixText::PosixText(const char *text) : bytes_(text) {
 }
 
 PosixTexts::PosixTexts(const char *const *texts) : bytes_(const_cast<char *const *>(texts)) {
-  if (texts == nullptr) {
-    return;
-  }
   const int error = errno;
-  if (IsSystemUtf8()) {
-    isConverted_ = AreUtf8(texts);
-  } else {
+  if (texts != nullptr && !IsSystemUtf8()) {
     owned_ = Unicode_GetAllocList(texts, -1, CurrentEncoding());
     bytes_ = owned_;
     isConverted_ = bytes_ != nullptr;

@@ -639,7 +639,9 @@ const std::vector<std::string> kAwkward = {"it's", "\"quoted\"", "$HOME", "$(tou
 
 TEST_F(BadInputTest, FindsAProductInDirectoriesOfAnyName) {
   EnterWithSet();
-  for (const std::string &name : kAwkward) {
+  std::vector<std::string> names = kAwkward;
+  names.emplace_back("\xff\xfe");
+  for (const std::string &name : names) {
     SCOPED_TRACE(name);
     const std::string directory = "/opt/" + name;
     std::filesystem::create_directories("/opt");

@@ -204,5 +204,21 @@ TEST_F(RelaunchTest, WorksBesideAnotherWindow) {
   EXPECT_THAT(desktop_->history.Seen(), ElementsAre(kWindow, kWindow, kProgress));
 }
 
+// As root the path ends before the byte that is no text, and there is no compiler.
+TEST_F(RelaunchTest, AsksRootForACompilerWhenItsPathIsNoUtf8) {
+  Enter();
+  WriteFile("/opt/\xff/gcc",
+            "#!/bin/sh\n[ \"$1\" = -dumpversion ] && { echo 12.2.0; exit; }\nexec /usr/bin/gcc \"$@\"\n",
+            0755);
+  Tool tool({}, kUser, {"LC_ALL=C.UTF-8", std::string("PATH=/opt/\xff:") + getenv("PATH")});
+  Install();
+  ASSERT_TRUE(desktop_->Answer("Error", "Return"));
+  ASSERT_TRUE(desktop_->Answer(kWindowTitle, "Escape"));
+  EXPECT_EQ(tool.Wait(), 2) << tool.Output();
+  EXPECT_THAT(PrivilegeCalls(), HasSubstr(" --gcc='/opt/\xff/gcc' "));
+  EXPECT_FALSE(IsInstalled());
+  EXPECT_THAT(ServiceCalls(), IsEmpty());
+}
+
 }  // namespace
 }  // namespace e2e

@@ -216,20 +216,6 @@ TEST_F(WindowTest, FindsACompilerAtRefresh) {
   EXPECT_THAT(Seen(), ElementsAre(kWindow, kProgress));
 }
 
-TEST_F(WindowTest, AsksForACompilerWhenTheOneOnThePathHasAPathThatIsNoText) {
-  Enter();
-  WriteCompiler("/opt/\xff/gcc", "12.2.0");
-  Tool tool({}, kUser, {"LC_ALL=C.UTF-8", std::string("PATH=/opt/\xff:") + getenv("PATH")});
-  ASSERT_TRUE(IsWindowUp());
-  InstallBehind("g");
-  ASSERT_TRUE(desktop_->Answer("Error", "Return"));
-  Press("Escape");
-  EXPECT_EQ(tool.Wait(), 2) << tool.Output();
-  EXPECT_THAT(tool.Log(), HasSubstr("| Unable to read version info from gcc /opt/\xff/gcc\n"));
-  EXPECT_EQ(PrivilegeCalls(), "");
-  EXPECT_THAT(Seen(), ElementsAre(kWindow, kBox));
-}
-
 TEST_F(WindowTest, HasTheFocusOnInstallWhateverItShows) {
   kernel_.hostCompiler = "";
   Enter();
