@@ -12,7 +12,6 @@
 using testhost::ReadFile;
 using testhost::Run;
 using testhost::WriteFile;
-using testing::AnyOf;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -368,8 +367,7 @@ TEST_F(StartTest, StopsWhereTheEncodingOfFileNamesIsUnknown) {
   Tool tool({}, 0, {"G_FILENAME_ENCODING=no-such-set"});
   EXPECT_EQ(tool.Wait(), 255);
   // The old logs are looked for before the start-up of the string layer, and they have names.
-  EXPECT_THAT(tool.Output(), AnyOf(StartsWith("Unsupported local character encoding \"no-such-set\".\n"),
-                                   StartsWith("ASSERT lib/unicode/unicodeNames.cc:")));
+  EXPECT_THAT(tool.Output(), StartsWith("ASSERT lib/unicode/unicodeNames.cc:"));
 }
 
 TEST_F(StartTest, IgnoresWordsThatAreNoOptions) {
