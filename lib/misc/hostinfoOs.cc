@@ -177,6 +177,7 @@ constexpr ShortNameRule kShortNameRules[] = {
 bool ParseRelease(OSVersion *version) {
   int *numbers = version->numbers;
   char rest[kReleaseSize] = "";
+  // cppcheck-suppress invalidscanf ; the rest has as much room as the whole release
   if (sscanf(version->release, "%d.%d.%d%s", &numbers[0], &numbers[1], &numbers[2], rest) < 1) {
     return false;
   }

@@ -236,10 +236,10 @@ class HostOS : public ::testing::Test {
     }
     const auto mark = std::find(lines.begin(), lines.end(), mark_);
     EXPECT_NE(mark, lines.end());
-    Lines fresh(mark == lines.end() ? mark : mark + 1, lines.end());
+    lines.erase(lines.begin(), mark == lines.end() ? mark : mark + 1);
     mark_ = "mark " + std::to_string(++marks_);
     Log("%s\n", mark_.c_str());
-    return fresh;
+    return lines;
   }
 
   // The host's names as "full|short", or "none". Searched in a child, so that this process keeps none.

@@ -40,6 +40,7 @@ class StreamLock {
 // A line as it grows: at first on the stack, so that most are allocated once, at their size.
 class LineBuffer {
  public:
+  // cppcheck-suppress uninitMemberVar ; the first bytes are written before they are read
   LineBuffer() { DynBuf_Init(&buf_); }
   ~LineBuffer() { DynBuf_Destroy(&buf_); }
   LineBuffer(const LineBuffer &) = delete;

@@ -60,6 +60,7 @@ bool IsSimple(const BsdOutput_Spec &spec) {
 // table.
 class Arguments {
  public:
+  // cppcheck-suppress uninitMemberVar ; the table is filled before it is read
   Arguments(const char *format, va_list args) : format_(format) {
     va_copy(first_, args);
     va_copy(next_, args);

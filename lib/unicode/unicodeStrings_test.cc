@@ -208,15 +208,14 @@ TEST_P(UnicodeAlloc, TellsValidBuffers) {
 }
 
 TEST_P(UnicodeAlloc, TellsAscii) {
-  std::string text;
-  for (int length = 0; length < 40; length++) {
+  for (size_t length = 0; length < 40; length++) {
+    const std::string text(length, '\x7F');
     EXPECT_TRUE(IsValid(text, STRING_ENCODING_US_ASCII));
-    for (int at = 0; at < length; at++) {
+    for (size_t at = 0; at < length; at++) {
       std::string bad = text;
-      bad[static_cast<size_t>(at)] = static_cast<char>(0x80 + at);
+      bad[at] = static_cast<char>(0x80 + at);
       EXPECT_FALSE(IsValid(bad, STRING_ENCODING_US_ASCII)) << length << " " << at;
     }
-    text += '\x7F';
   }
 }
 
