@@ -2,10 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
 #include <sys/mount.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -15,13 +12,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <cstddef>
-#include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <initializer_list>
 #include <iterator>
-#include <optional>
 #include <ostream>
 #include <sstream>
 #include <string>
@@ -31,6 +24,7 @@
 #include "hostinfoOsInt.h"
 #include "log.h"
 #include "owned.h"
+#include "systemCalls.h"
 #include "testhost.h"
 
 namespace {
@@ -163,52 +157,9 @@ constexpr ShortNameRow kShortNames[] = {
     {"", ""},
 };
 
-// From here on a system call fails with an error number in this process and in all that it starts. With an
-// error number of 0 it does nothing and gives 0.
-//
-// first  if given, fails only the calls with this first argument
-void FailSystemCall(int number, int errorNumber, std::optional<uint32_t> first = std::nullopt) {
-  const auto sameFirst = static_cast<uint16_t>(BPF_JMP | BPF_K | (first ? BPF_JEQ : BPF_JGE));
-  sock_filter steps[] = {
-      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-      BPF_JUMP(BPF_JMP | BPF_K | BPF_JEQ, static_cast<uint32_t>(number), 0, 3),
-      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args)),
-      BPF_JUMP(sameFirst, first.value_or(0), 0, 1),
-      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | static_cast<uint32_t>(errorNumber)),
-      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-  };
-  const sock_fprog program = {std::size(steps), steps};
-  ASSERT_EQ(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), 0);
-  ASSERT_EQ(prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program), 0);
-}
-
 void FailUname() {
-  FailSystemCall(SYS_uname, EPERM);
+  testhost::FailSystemCall(SYS_uname, EPERM);
 }
-
-// The descriptor that the next open gives.
-int NextDescriptor() {
-  const int fd = open("/dev/null", O_RDONLY | O_CLOEXEC);
-  close(fd);
-  return fd;
-}
-
-// Makes the next descriptor fail in a system call, for as long as this lives and nothing else takes it.
-class FailingDescriptor {
- public:
-  FailingDescriptor(std::initializer_list<int> systemCalls, int errorNumber) : fd_(NextDescriptor()) {
-    for (const int number : systemCalls) {
-      FailSystemCall(number, errorNumber, static_cast<uint32_t>(fd_));
-    }
-  }
-  // Takes it away from others, whom the calls would fail too.
-  ~FailingDescriptor() { EXPECT_EQ(open("/dev/null", O_RDONLY | O_CLOEXEC), fd_); }
-  FailingDescriptor(const FailingDescriptor &) = delete;
-  FailingDescriptor &operator=(const FailingDescriptor &) = delete;
-
- private:
-  int fd_;
-};
 
 // A host without lsb_release and without release files, but for what a test adds to it.
 class HostOS : public ::testing::Test {
@@ -461,7 +412,7 @@ TEST_F(HostOS, LsbReleaseThatCannotBeReadIsNoAnswer) {
   while (open("/dev/null", O_RDONLY | O_CLOEXEC) < 100) {
   }
   {
-    const FailingDescriptor pipeEnd({SYS_read}, EIO);
+    const testhost::FailingDescriptor pipeEnd({SYS_read}, EIO);
     EXPECT_FALSE(HostinfoOSData());
   }
   EXPECT_EQ(testhost::Calls("lsb_release"), std::vector<testhost::Call>({{"-sd"}}));
@@ -478,7 +429,7 @@ TEST_F(HostOS, LsbReleaseThatCannotStartIsNoAnswer) {
   rlimit limit;
   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
   // Enough descriptors for a file, and too few for a pipe.
-  limit.rlim_cur = static_cast<rlim_t>(NextDescriptor()) + 1;
+  limit.rlim_cur = static_cast<rlim_t>(testhost::NextDescriptor()) + 1;
   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
   EXPECT_EQ(Names(), "Linux 3.2.0 Red Hat|redhat");
   limit.rlim_cur = limit.rlim_max;
@@ -630,7 +581,7 @@ TEST_F(HostOS, ReleaseFileWhoseSizeIsUnknown) {
   host_.File(kReleaseFile, "Gentoo\n");
   Enter();
   {
-    const FailingDescriptor file({SYS_fstat, SYS_newfstatat}, EIO);
+    const testhost::FailingDescriptor file({SYS_fstat, SYS_newfstatat}, EIO);
     char distro[kHostinfoDistroSize];
     EXPECT_FALSE(HostinfoReadDistroFile(kReleaseFile, distro));
   }
@@ -641,7 +592,7 @@ TEST_F(HostOS, ReleaseFileThatIsReadShort) {
   host_.File(kReleaseFile, "Gentoo\n");
   Enter();
   {
-    const FailingDescriptor file({SYS_read}, 0);
+    const testhost::FailingDescriptor file({SYS_read}, 0);
     errno = EPERM;
     char distro[kHostinfoDistroSize];
     EXPECT_FALSE(HostinfoReadDistroFile(kReleaseFile, distro));
