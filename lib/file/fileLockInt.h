@@ -43,10 +43,13 @@ struct LockValues {
 
 // fileLockPosix.cc
 
-// The process id that locks are taken for, as a text.
+// The process id that locks are taken for, as a number and as a text.
+pid_t FileLockGetPid();
 std::string FileLockGetExecutionID();
 // Whether a member's owner must be taken for alive; it is when in doubt. An empty payload tells nothing.
 bool FileLockValidOwner(const char *executionID, const char *payload);
+// Whether a process lives; it does when in doubt.
+bool FileLockIsValidProcess(pid_t pid);
 // When a process started, in the system's clock ticks, or 0 when that can't be learned.
 uint64_t ProcessCreationTime(pid_t pid);
 // Sleeps, a little longer than asked for by chance.

@@ -29,20 +29,6 @@ struct {
   bool flag;
 } effective;
 
-pid_t EffectivePid() {
-  return effective.pid < 1 ? getpid() : effective.pid;
-}
-
-bool IsValidProcess(pid_t pid) {
-  const uid_t user = Id_BeginSuperUser();
-  const int error = kill(pid, 0) == -1 ? errno : 0;
-  Id_EndSuperUser(user);
-  if (error != 0 && error != EPERM && error != ESRCH) {
-    Log("FILE: %s Unexpected errno (%d), assuming valid.\n", "FileLockIsValidProcess", error);
-  }
-  return error != ESRCH;
-}
-
 // The text of a process's stat file, cut if it is longer than any is; empty when it can't be read.
 std::string ReadProcessStat(pid_t pid) {
   char path[32];
@@ -64,9 +50,23 @@ OwnedString NormalizePath(const char *path) {
 
 }  // namespace
 
+pid_t FileLockGetPid() {
+  return effective.pid < 1 ? getpid() : effective.pid;
+}
+
+bool FileLockIsValidProcess(pid_t pid) {
+  const uid_t user = Id_BeginSuperUser();
+  const int error = kill(pid, 0) == -1 ? errno : 0;
+  Id_EndSuperUser(user);
+  if (error != 0 && error != EPERM && error != ESRCH) {
+    Log("FILE: %s Unexpected errno (%d), assuming valid.\n", __func__, error);
+  }
+  return error != ESRCH;
+}
+
 std::string FileLockGetExecutionID() {
   char text[16];
-  Str_Snprintf(text, sizeof text, "%d", EffectivePid());
+  Str_Snprintf(text, sizeof text, "%d", FileLockGetPid());
   return text;
 }
 
@@ -76,7 +76,7 @@ bool FileLockValidOwner(const char *executionID, const char *payload) {
     Warning("FILE: %s pid conversion error on %s. Assuming valid.\n", __func__, executionID);
     return true;
   }
-  if (!IsValidProcess(pid)) {
+  if (!FileLockIsValidProcess(pid)) {
     return false;
   }
   if (payload[0] == '\0') {
@@ -127,7 +127,7 @@ void *FileLock_Lock(const char *filePath, bool readOnly, uint32_t msecMaxWaitTim
     return nullptr;
   }
   char payload[32];
-  Str_Snprintf(payload, sizeof payload, "%lu", ProcessCreationTime(EffectivePid()));
+  Str_Snprintf(payload, sizeof payload, "%lu", ProcessCreationTime(FileLockGetPid()));
   return FileLockIntrinsic(path.get(), !readOnly, msecMaxWaitTime, payload, err);
 }
 

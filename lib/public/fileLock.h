@@ -37,4 +37,15 @@ int FileLock_DeleteIfSoleOwner(const char *filePath);
 // and has no effect.
 void FileLock_Init(pid_t pid, bool flag);
 
+// Locks a device among all programs that keep lock files "LCK..<device>" in /var/lock, as root where the
+// process may.
+//
+// deviceName  the device's name below /dev, as "ttyS0"
+//
+// Returns 1 when the device is locked now, 0 when another process holds it, -1 on failure, with the reason in
+// the log. The lock file of a process that is gone is replaced.
+int FileLock_LockDevice(const char *deviceName);
+// Removes the device's lock file, whoever made it. Returns whether it did.
+bool FileLock_UnlockDevice(const char *deviceName);
+
 #endif
