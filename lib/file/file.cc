@@ -13,6 +13,7 @@
 
 #include "err.h"
 #include "fileIO.h"
+#include "fileInt.h"
 #include "log.h"
 #include "msg.h"
 #include "owned.h"
@@ -24,7 +25,6 @@
 namespace {
 
 constexpr size_t kCopyBlock = 8192;
-constexpr size_t kPathSize = 4096;
 constexpr mode_t kDirectoryMode = 0777;
 
 bool IsDotName(const char *name) {
@@ -40,19 +40,6 @@ bool IsOfType(const char *path, mode_t type) {
 bool IsNameOfType(const char *path, mode_t type) {
   struct stat data;
   return Posix_Lstat(path, &data) == 0 && (data.st_mode & S_IFMT) == type;
-}
-
-// A name that the system gave, or null with EINVAL when it can't be converted. Where the system's names are
-// UTF-8 one that is no text stays as it is, so that its file can still be reached.
-OwnedUnicode FromSystem(const char *bytes) {
-  if (Unicode_GetCurrentEncoding() == STRING_ENCODING_UTF8) {
-    return OwnedUnicode(Unicode_Duplicate(bytes));
-  }
-  if (!Unicode_IsBufferValid(bytes, -1, STRING_ENCODING_DEFAULT)) {
-    errno = EINVAL;
-    return nullptr;
-  }
-  return OwnedUnicode(Unicode_Alloc(bytes, STRING_ENCODING_DEFAULT));
 }
 
 // The names of a directory in the system's order, or nothing, with errno. A name that can't be converted
@@ -72,7 +59,7 @@ std::optional<std::vector<std::string>> ReadNames(const char *path) {
     if (IsDotName(entry->d_name)) {
       continue;
     }
-    const OwnedUnicode name = FromSystem(entry->d_name);
+    const OwnedUnicode name = FileFromSystem(entry->d_name);
     if (name == nullptr) {
       return std::nullopt;
     }
@@ -228,44 +215,6 @@ bool IsWritableDirectory(const char *path) {
   return (data.st_mode & needed) == needed;
 }
 
-// The working directory as a new string, or null with a message pending.
-char *FileCwd() {
-  char buffer[kPathSize];
-  const OwnedUnicode directory(getcwd(buffer, sizeof buffer) == nullptr ? nullptr : FromSystem(buffer));
-  if (directory == nullptr) {
-    Msg_Append(MSGID(filePosix.getcwd) "Unable to retrieve the current working directory: %s. Check if the "
-               "directory has been deleted or unmounted.\n",
-               Err_ErrString());
-    Warning("FILE: %s: getcwd() failed: %s\n", "File_Cwd", Err_ErrString());
-    return nullptr;
-  }
-  return Util_SafeStrdup(directory.get());
-}
-
-std::string CollapseSlashes(const std::string &path) {
-  std::string collapsed;
-  for (const char byte : path) {
-    if (byte != '/' || !collapsed.ends_with('/')) {
-      collapsed += byte;
-    }
-  }
-  return collapsed;
-}
-
-// The path from the root on, without links where it exists; the working directory for an empty path. Nothing
-// when the working directory is unknown.
-std::optional<std::string> FullPath(std::string path) {
-  if (!path.starts_with('/')) {
-    const OwnedString workingDirectory(FileCwd());
-    if (workingDirectory == nullptr) {
-      return std::nullopt;
-    }
-    path = path.empty() ? workingDirectory.get() : workingDirectory.get() + ('/' + path);
-  }
-  const OwnedString resolved(Posix_RealPath(path.c_str()));
-  return resolved == nullptr ? CollapseSlashes(path) : resolved.get();
-}
-
 // The directory in its expanded form, or null when it can't serve.
 OwnedString UsableTmpDir(const char *directory) {
   if (directory == nullptr) {
@@ -280,6 +229,17 @@ OwnedString UsableTmpDir(const char *directory) {
 
 }  // namespace
 
+OwnedUnicode FileFromSystem(const char *bytes) {
+  if (Unicode_GetCurrentEncoding() == STRING_ENCODING_UTF8) {
+    return OwnedUnicode(Unicode_Duplicate(bytes));
+  }
+  if (!Unicode_IsBufferValid(bytes, -1, STRING_ENCODING_DEFAULT)) {
+    errno = EINVAL;
+    return nullptr;
+  }
+  return OwnedUnicode(Unicode_Alloc(bytes, STRING_ENCODING_DEFAULT));
+}
+
 bool File_Exists(const char *path) {
   return FileIO_Access(path, FILEIO_TEST_EXISTS) == FILEIO_SUCCESS;
 }
@@ -290,6 +250,10 @@ bool File_IsFile(const char *path) {
 
 bool File_IsDirectory(const char *path) {
   return IsOfType(path, S_IFDIR);
+}
+
+bool File_IsSymLink(const char *path) {
+  return IsNameOfType(path, S_IFLNK);
 }
 
 int64_t File_GetModTime(const char *path) {
@@ -357,21 +321,6 @@ bool File_CopyFromNameToName(const char *source, const char *destination, int pr
   return copied;
 }
 
-char *File_FullPathKeepLink(const char *path) {
-  const std::string name = path == nullptr ? "" : path;
-  std::optional<std::string> full;
-  if (IsNameOfType(name.c_str(), S_IFLNK)) {
-    const size_t base = name.rfind('/') + 1;
-    full = FullPath(name.substr(0, base));
-    if (full) {
-      *full += (full->ends_with('/') ? "" : "/") + name.substr(base);
-    }
-  } else {
-    full = FullPath(name);
-  }
-  return full ? Util_SafeStrdup(full->c_str()) : nullptr;
-}
-
 int File_ListDirectory(const char *path, char ***names) {
   const auto found = ReadNames(path);
   if (!found) {
@@ -402,7 +351,7 @@ char *File_GetTmpDir(bool) {
       return usable.release();
     }
   }
-  const OwnedString workingDirectory(FileCwd());
+  const OwnedString workingDirectory(File_Cwd(nullptr));
   for (const char *directory : {static_cast<const char *>(workingDirectory.get()), "/"}) {
     OwnedString usable = UsableTmpDir(directory);
     if (usable != nullptr) {
