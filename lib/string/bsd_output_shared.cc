@@ -104,7 +104,7 @@ Groups::Groups(size_t numDigits) {
   for (size_t left = numDigits; left > 0; left -= sizes_[count_++]) {
     // The last size told goes on for the rest, unless it is the end of all groups.
     if (grouped && *grouping != '\0') {
-      size = *grouping < 0 || *grouping == CHAR_MAX ? numDigits : static_cast<size_t>(*grouping);
+      size = *grouping == CHAR_MAX ? numDigits : static_cast<size_t>(*grouping);
       grouping++;
     }
     sizes_[count_] = static_cast<uint16_t>(std::min(size, left));

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <bit>
 #include <cfloat>
@@ -9,6 +10,7 @@
 #include <cstring>
 #include <cwchar>
 #include <filesystem>
+#include <fstream>
 #include <initializer_list>
 #include <limits>
 #include <random>
@@ -669,13 +671,31 @@ TEST(Grouping, AndThePointAreTheLocales) {
 TEST(Grouping, TakesAPrecisionAsDigits) {
   const TestLocale german("de_DE", "UTF-8");
   ASSERT_TRUE(german.Works());
-  EXPECT_EQ(Ours("%'.8d|%'.0d|", 12345, 0), "00012.345||");
+  EXPECT_EQ(Ours("%'.8d|%'.0d|%'4.0d|", 12345, 0, 0), "00012.345||    |");
 }
 
 TEST(Grouping, MayHaveSizesThatDiffer) {
   const TestLocale indian("en_IN", "UTF-8");
   ASSERT_TRUE(indian.Works());
   EXPECT_EQ(Ours("%'d %'.1f", 123456789, 1234567.5), "12,34,56,789 12,34,567.5");
+}
+
+TEST(Grouping, MayEndBehindItsLastSize) {
+  const std::string source = testing::TempDir() + "bsd_vsnprintf_test-" + std::to_string(getpid());
+  std::ofstream(source) << "LC_NUMERIC\n"
+                           "decimal_point \",\"\n"
+                           "thousands_sep \".\"\n"
+                           "grouping 3;2;-1\n"
+                           "END LC_NUMERIC\n";
+  const TestLocale ending(source, "UTF-8");
+  std::filesystem::remove(source);
+  ASSERT_TRUE(ending.Works());
+  EXPECT_STREQ(localeconv()->grouping, "\3\2\x7F");
+  EXPECT_EQ(Ours("%'d %'d %'d", 12, 12345, 123456789), "12 12.345 1234.56.789");
+  // All digits of the largest double but the last five are one group.
+  const std::string digits = Ours("%.0f", DBL_MAX);
+  EXPECT_EQ(Ours("%'.0f", DBL_MAX),
+            digits.substr(0, 304) + "." + digits.substr(304, 2) + "." + digits.substr(306));
 }
 
 TEST(Grouping, MayHaveASeparatorOfSeveralBytes) {

@@ -218,13 +218,13 @@ TEST(StrCopies, AppendWhatFitsExactly) {
 }
 
 TEST(StrCopies, AppendACount) {
-  char buffer[8] = "ab";
+  char buffer[8] = "ab\0####";
   EXPECT_EQ(Str_Strncat(buffer, sizeof buffer, "cdef", 2), buffer);
   EXPECT_STREQ(buffer, "abcd");
   const char open[] = {'x', 'y'};  // no NUL: nothing behind the count is read
   EXPECT_EQ(Str_Strncat(buffer, 7, open, 2), buffer);
   EXPECT_STREQ(buffer, "abcdxy");
-  wchar_t wide[5] = L"ab";
+  wchar_t wide[6] = L"ab\0##";
   EXPECT_EQ(Str_Wcsncat(wide, 5, L"cdef", 2), wide);
   EXPECT_EQ(wcscmp(wide, L"abcd"), 0);
 }
@@ -271,9 +271,15 @@ TEST(StrCopiesDeathTest, TakeNoNull) {
   EXPECT_EXIT(Str_Mbscpy(nullptr, "", 8), kPanics, kAssertion);
   EXPECT_EXIT(Str_Mbscat(buffer, nullptr, 8), kPanics, kAssertion);
   EXPECT_EXIT(Str_Wcscpy(nullptr, L"", 8), kPanics, kAssertion);
+  EXPECT_EXIT(Str_Wcscpy(wide, nullptr, 8), kPanics, kAssertion);
+  EXPECT_EXIT(Str_Wcscat(nullptr, L"", 8), kPanics, kAssertion);
   EXPECT_EXIT(Str_Wcscat(wide, nullptr, 8), kPanics, kAssertion);
+  EXPECT_EXIT(Str_Wcsncat(nullptr, 8, L"", 1), kPanics, kAssertion);
   EXPECT_EXIT(Str_Wcsncat(wide, 8, nullptr, 1), kPanics, kAssertion);
   EXPECT_EXIT(Str_ToLower(nullptr), kPanics, kAssertion);
+  EXPECT_EXIT(Str_Strlen(nullptr, 8), kPanics, kAssertion);
+  EXPECT_EXIT(Str_Strnstr(nullptr, "", 8), kPanics, kAssertion);
+  EXPECT_EXIT(Str_Strnstr("", nullptr, 8), kPanics, kAssertion);
 }
 
 // ---- Looking

@@ -20,6 +20,9 @@ TEST(Utf8WholeLength, LeavesOutHalfACharacter) {
   EXPECT_EQ(Whole("ab\xC3"), 2U);
   EXPECT_EQ(Whole("ab\xE2\x82"), 2U);
   EXPECT_EQ(Whole("ab\xE2"), 2U);
+  // The first lead bytes of their lengths.
+  EXPECT_EQ(Whole("ab\xE0\xA4"), 2U);
+  EXPECT_EQ(Whole("ab\xF0\x90\x80"), 2U);
   EXPECT_EQ(Whole("ab\xF0\x9F\x98"), 2U);
   EXPECT_EQ(Whole("\xF0"), 0U);
 }
