@@ -1,5 +1,6 @@
 #include "buildTask.h"
 
+#include <pthread.h>
 #include <sys/prctl.h>
 #include <unistd.h>
 
@@ -14,6 +15,21 @@ namespace {
 
 // Pixels of the largest of the stock icons at their size: with less, rows would grow as their state changes.
 constexpr int kIconSide = 20;
+
+// Returns what was blocked before.
+sigset_t BlockSignals() {
+  sigset_t all;
+  sigset_t before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &before);
+  return before;
+}
+
+void UnblockSignals() {
+  sigset_t none;
+  sigemptyset(&none);
+  pthread_sigmask(SIG_SETMASK, &none, nullptr);
+}
 
 }  // namespace
 
@@ -50,16 +66,20 @@ void BuildTask::SetState(State state) {
 
 pid_t BuildTask::Start() {
   const pid_t program = getpid();
+  // A signal right behind the fork waits until the child answers it.
+  const sigset_t before = BlockSignals();
   const pid_t pid = fork();
   if (pid != 0) {
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
     // The child does the same; whoever comes first, the group stands before anything signals it.
     setpgid(pid, pid);
     return pid;
   }
   setpgrp();
-  // What the program's caller ignored would be ignored by all that the task starts.
+  // What the program's caller ignored or blocked would be so for all that the task starts.
   std::signal(SIGTERM, SIG_DFL);
   EndWithProgram(program);
+  UnblockSignals();
   const bool succeeded = Run();
   if (!succeeded) {
     Msg_Reset(true);

@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <functional>
+#include <vector>
 
 #include "icons.h"
 #include "msg.h"
@@ -47,6 +48,24 @@ std::string StockOf(const BuildTask &task) {
   task.GetImage()->get_stock(id, size);
   EXPECT_EQ(size, Gtk::ICON_SIZE_SMALL_TOOLBAR);
   return id.get_string();
+}
+
+void BlockSignals() {
+  sigset_t all;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, nullptr);
+}
+
+std::vector<int> BlockedSignals() {
+  sigset_t blocked;
+  pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+  std::vector<int> signals;
+  for (int number = 1; number < NSIG; number++) {
+    if (sigismember(&blocked, number) == 1) {
+      signals.push_back(number);
+    }
+  }
+  return signals;
 }
 
 int StatusOf(BuildTask &task) {
@@ -184,12 +203,50 @@ TEST(BuildTask, EndsAtTheSignalThoughTheProgramsCallerIgnoredIt) {
   EXPECT_EQ(WTERMSIG(status), SIGTERM);
 }
 
-TEST(BuildTask, EndsAlsoWhenTheProgramEndsRightBehindTheFork) {
+TEST(BuildTask, EndsAtTheSignalThoughTheProgramsCallerBlockedIt) {
   testhost::Host().Enter();
   const TestDesktop desktop;
+  BlockSignals();
+  WorkTask task([] {
+    killpg(0, SIGTERM);
+    return true;
+  });
+  const Row row(task);
+  const int status = StatusOf(task);
+  ASSERT_TRUE(WIFSIGNALED(status));
+  EXPECT_EQ(WTERMSIG(status), SIGTERM);
+}
+
+TEST(BuildTask, EndsAtASignalRightBehindTheForkThoughTheProgramsCallerIgnoredIt) {
+  testhost::Host().Enter();
+  const TestDesktop desktop;
+  std::signal(SIGTERM, SIG_IGN);
+  ASSERT_EQ(pthread_atfork(nullptr, nullptr, [] { kill(getpid(), SIGTERM); }), 0);
   WorkTask task([] { return true; });
   const Row row(task);
-  ASSERT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0);
+  const int status = StatusOf(task);
+  ASSERT_TRUE(WIFSIGNALED(status));
+  EXPECT_EQ(WTERMSIG(status), SIGTERM);
+}
+
+TEST(BuildTask, BlocksNoSignalForItsWorkAndLeavesTheProgramsOwnAlone) {
+  testhost::Host().Enter();
+  const TestDesktop desktop;
+  sigset_t usr1;
+  sigemptyset(&usr1);
+  sigaddset(&usr1, SIGUSR1);
+  pthread_sigmask(SIG_SETMASK, &usr1, nullptr);
+  WorkTask task([] { return BlockedSignals().empty(); });
+  const Row row(task);
+  EXPECT_EQ(StatusOf(task), 0);
+  EXPECT_EQ(BlockedSignals(), std::vector<int>{SIGUSR1});
+}
+
+// The status of a task whose program ends right behind the fork.
+int StatusBehindProgram() {
+  WorkTask task([] { return true; });
+  const Row row(task);
+  EXPECT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0);
   const pid_t program = fork();
   if (program == 0) {
     static const pid_t parent = getpid();
@@ -201,10 +258,26 @@ TEST(BuildTask, EndsAlsoWhenTheProgramEndsRightBehindTheFork) {
     testhost::WriteFile("/run/task", std::to_string(task.Start()));
     _exit(0);
   }
-  ASSERT_EQ(waitpid(program, nullptr, 0), program);
+  EXPECT_EQ(waitpid(program, nullptr, 0), program);
   const pid_t child = std::stoi(testhost::ReadFile("/run/task"));
   int status = -1;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  return status;
+}
+
+TEST(BuildTask, EndsAlsoWhenTheProgramEndsRightBehindTheFork) {
+  testhost::Host().Enter();
+  const TestDesktop desktop;
+  const int status = StatusBehindProgram();
+  ASSERT_TRUE(WIFSIGNALED(status)) << status;
+  EXPECT_EQ(WTERMSIG(status), SIGTERM);
+}
+
+TEST(BuildTask, EndsWithTheProgramThoughItsCallerBlockedSignals) {
+  testhost::Host().Enter();
+  const TestDesktop desktop;
+  BlockSignals();
+  const int status = StatusBehindProgram();
   ASSERT_TRUE(WIFSIGNALED(status)) << status;
   EXPECT_EQ(WTERMSIG(status), SIGTERM);
 }

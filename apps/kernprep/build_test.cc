@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
+#include <optional>
 
 #include "icons.h"
 #include "testProduct.h"
@@ -392,6 +393,21 @@ TEST_F(BuildTest, EndsWhenTheServicesCannotBeStopped) {
   EXPECT_EQ(IconsOf(window), (Icons{"failure-fatal", "pending", "pending"}));
   ExpectBox("Unable to stop services.");
   EXPECT_TRUE(modules.HasUnsatisfied());
+}
+
+TEST_F(BuildTest, ShowsAFatalFailureInItsRowBeforeTheBox) {
+  product.Service("exit 1");
+  Build &window = Make();
+  auto &image = dynamic_cast<Gtk::Image &>(*WidgetsOf(window).front());
+  std::optional<size_t> boxes;
+  image.property_stock().signal_changed().connect([&] {
+    if (ContentOf(&image) == "failure-fatal") {
+      boxes = user->seen.size();
+    }
+  });
+  EXPECT_EQ(window.Run(), Gtk::RESPONSE_NO);
+  EXPECT_EQ(boxes, 0U);
+  ExpectBox("Unable to stop services.");
 }
 
 TEST_F(BuildTest, EndsWhenTheServicesCannotBeStarted) {
