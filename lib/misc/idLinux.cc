@@ -9,14 +9,19 @@ namespace {
 
 constexpr auto kNobody = static_cast<uid_t>(-1);
 
-// Without the C library's change of all threads.
-void SetEffectiveUser(uid_t user) {
+// The system calls themselves, since the C library's functions change all threads.
 #ifdef SYS_setresuid32
-  constexpr long kCall = SYS_setresuid32;
+constexpr long kSetEffectiveUser = SYS_setresuid32;
+constexpr long kSetUser = SYS_setuid32;
+constexpr long kSetGroup = SYS_setgid32;
 #else
-  constexpr long kCall = SYS_setresuid;
+constexpr long kSetEffectiveUser = SYS_setresuid;
+constexpr long kSetUser = SYS_setuid;
+constexpr long kSetGroup = SYS_setgid;
 #endif
-  syscall(kCall, kNobody, user, kNobody);
+
+void SetEffectiveUser(uid_t user) {
+  syscall(kSetEffectiveUser, kNobody, user, kNobody);
 }
 
 }  // namespace
@@ -39,4 +44,12 @@ void Id_EndSuperUser(uid_t user) {
   }
   ASSERT(user != 0);
   SetEffectiveUser(user);
+}
+
+int Id_SetUid(uid_t user) {
+  return static_cast<int>(syscall(kSetUser, user));
+}
+
+int Id_SetGid(gid_t group) {
+  return static_cast<int>(syscall(kSetGroup, group));
 }
