@@ -19,16 +19,12 @@
 #include "owned.h"
 #include "panicUser.h"
 #include "posixPosix.h"
+#include "productState.h"
 #include "str.h"
 #include "util.h"
 #include "util_misc.h"
 
 namespace {
-
-// What the banner says of the product.
-constexpr char kProductName[] = "Ostrel Tools";
-constexpr char kProductVersion[] = OST_VERSION;
-constexpr unsigned kBuildNumber = 0;
 
 constexpr char kEncoding[] = "UTF-8";
 // The thread's name in a program with one thread.
@@ -153,8 +149,9 @@ void LogWriteBanner(const LogState *state, const LogPrefix &prefix) {
                "%sLog for %s pid=%d version=%s build=build-%05u option=%s\n"
                "%sThe process is %zu-bit.\n"
                "%sHost codepage=%s encoding=%s\n",
-               prefix.text, kProductName, getpid(), kProductVersion, kBuildNumber, "BETA", prefix.text,
-               sizeof(void *) * 8, prefix.text, kEncoding, kEncoding);
+               prefix.text, ProductState_GetName(), getpid(), ProductState_GetVersion(),
+               ProductState_GetBuildNumber(), "BETA", prefix.text, sizeof(void *) * 8, prefix.text, kEncoding,
+               kEncoding);
   LogWriteToFile(state, text, strlen(text));
 }
 
