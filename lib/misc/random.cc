@@ -74,6 +74,13 @@ uint32_t Random_Quick(RandomQuickState *state) {
   return y ^ (y >> 16);
 }
 
+uint32_t Random_MinimalStandard(uint32_t x) {
+  // Twice the multiplier, so that the high half counts the multiples of 2^31 and the low half is doubled.
+  const uint64_t product = uint64_t{x} * 33614;
+  const uint32_t sum = (static_cast<uint32_t>(product) >> 1) + static_cast<uint32_t>(product >> 32);
+  return static_cast<int32_t>(sum) > 0 ? sum : (sum & 0x7fffffff) + 1;
+}
+
 bool Random_Crypto(size_t size, void *buffer) {
   const int fd = Posix_Open("/dev/urandom", O_RDONLY | O_CLOEXEC);
   if (fd == -1) {
