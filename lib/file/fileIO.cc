@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "err.h"
+#include "fileIOInt.h"
 #include "fileLock.h"
 #include "idLinux.h"
 #include "log.h"
@@ -18,30 +19,8 @@
 
 namespace {
 
-constexpr size_t kMaxTransfer = 0x7fffffff;
 constexpr mode_t kDefaultMode = 0600;
 constexpr uint32_t kLockWait = 2500;  // milliseconds
-
-FileIOResult ResultOfErrno(int error) {
-  switch (error) {
-    case EFBIG:
-      return FILEIO_FILE_TOO_LARGE;
-    case ENOENT:
-      return FILEIO_FILE_NOT_FOUND;
-    case EACCES:
-      return FILEIO_NO_PERMISSION;
-    case EEXIST:
-      return FILEIO_FILE_EXISTS;
-    case ENOSPC:
-      return FILEIO_NO_SPACE;
-    case ENAMETOOLONG:
-      return FILEIO_NAME_TOO_LONG;
-    case EDQUOT:
-      return FILEIO_QUOTA;
-    default:
-      return FILEIO_ERROR;
-  }
-}
 
 int AccessFlags(uint32_t access) {
   int flags = 0;
@@ -76,6 +55,32 @@ int ActionFlags(FileIOAction action) {
   NOT_REACHED();
 }
 
+// The access that a descriptor with these flags of open gives.
+uint32_t AccessOfFlags(int flags) {
+  const uint32_t sync = (flags & O_SYNC) == O_SYNC ? FILEIO_ACCESS_SYNC : 0U;
+  switch (flags & O_ACCMODE) {
+    case O_RDWR:
+      return FILEIO_ACCESS_READ | FILEIO_ACCESS_WRITE | sync;
+    case O_WRONLY:
+      return FILEIO_ACCESS_WRITE | sync;
+    default:
+      return FILEIO_ACCESS_READ | sync;
+  }
+}
+
+const char *StreamMode(uint32_t access) {
+  if ((access & FILEIO_ACCESS_WRITE) == 0) {
+    return "r";
+  }
+  return (access & FILEIO_ACCESS_READ) != 0 ? "r+" : "w";
+}
+
+void CloseKeepingErrno(int posix) {
+  const int error = errno;
+  close(posix);
+  errno = error;
+}
+
 // The access that can be given: all but unbuffered, which is logged once in the process.
 uint32_t AvailableAccess(const char *path, uint32_t access) {
   static bool logged = false;
@@ -86,58 +91,16 @@ uint32_t AvailableAccess(const char *path, uint32_t access) {
   return access & ~static_cast<uint32_t>(FILEIO_ACCESS_UNBUFFERED);
 }
 
-// Locks the file where that is asked for. Sets errno to the lock's error number on failure.
-FileIOResult FileIOLock(FileIODescriptor *file, uint32_t access) {
-  if ((access & FILEIO_ACCESS_LOCK) == 0) {
-    return FILEIO_SUCCESS;
-  }
-  const bool readOnly = (access & FILEIO_ACCESS_WRITE) == 0;
-  int error = 0;
-  file->lockToken = FileLock_Lock(file->fileName, readOnly, kLockWait, &error);
-  if (file->lockToken != nullptr) {
-    return FILEIO_SUCCESS;
-  }
-  Warning("FILE: %s on '%s' failed: %s\n", "FileIO_Lock", file->fileName,
-          error == 0 ? "Lock timed out" : Err_Errno2String(error));
-  errno = error;
-  switch (error) {
-    case 0:
-    case EROFS:
-      return FILEIO_LOCK_FAILED;
-    case ENOENT:
-    case EACCES:
-    case ENAMETOOLONG:
-      return ResultOfErrno(error);
-    default:
-      return FILEIO_ERROR;
-  }
-}
-
-void FileIOUnlock(FileIODescriptor *file) {
-  if (file->lockToken == nullptr) {
-    return;
-  }
-  const int error = FileLock_Unlock(file->fileName, file->lockToken);
-  file->lockToken = nullptr;
-  if (error != 0) {
-    Warning("FILE: %s on '%s' failed: %s\n", "FileIO_Unlock", file->fileName, Err_Errno2String(error));
-  }
-}
-
 // Gives back all that the descriptor holds but the system's descriptor. Keeps errno.
 void Release(FileIODescriptor *file) {
   const int error = errno;
-  FileIOUnlock(file);
+  FileIO_Unlock(file);
   free(file->fileName);
   FileIO_Invalidate(file);
   errno = error;
 }
 
-// The open itself, as root where that is asked for.
-int OpenAs(const char *path, uint32_t access, int flags, mode_t mode) {
-  if ((access & FILEIO_ACCESS_SUPERUSER) == 0) {
-    return Posix_Open(path, flags, mode);
-  }
+int OpenAsSuperUser(const char *path, int flags, mode_t mode) {
   const uid_t user = Id_BeginSuperUser();
   const int posix = Posix_Open(path, flags, mode);
   const int error = errno;
@@ -148,13 +111,13 @@ int OpenAs(const char *path, uint32_t access, int flags, mode_t mode) {
 
 // Opens the file and takes its name away where that was asked for. Returns the descriptor, or -1 with errno.
 int OpenDescriptor(const char *path, uint32_t access, FileIOAction action, mode_t mode) {
-  const int posix = OpenAs(path, access, AccessFlags(access) | ActionFlags(action), mode);
+  const int flags = AccessFlags(access) | ActionFlags(action);
+  const int posix = (access & FILEIO_ACCESS_SUPERUSER) != 0 ? OpenAsSuperUser(path, flags, mode)
+                                                            : Posix_Open(path, flags, mode);
   if (posix == -1 || (access & FILEIO_ACCESS_UNLINK_OPEN) == 0 || Posix_Unlink(path) == 0) {
     return posix;
   }
-  const int error = errno;
-  close(posix);
-  errno = error;
+  CloseKeepingErrno(posix);
   return -1;
 }
 
@@ -164,7 +127,7 @@ int OpenDescriptor(const char *path, uint32_t access, FileIOAction action, mode_
 // atEnd  the result when a step moves nothing
 template <typename Step>
 FileIOResult Transfer(size_t size, size_t *actual, FileIOResult atEnd, Step step) {
-  if (size > kMaxTransfer) {
+  if (size > kFileIOMaxTransfer) {
     NOT_IMPLEMENTED();
   }
   FileIOResult result = FILEIO_SUCCESS;
@@ -178,7 +141,7 @@ FileIOResult Transfer(size_t size, size_t *actual, FileIOResult atEnd, Step step
     } else if (errno == EINTR) {
       Log("NOT_TESTED %s:%d\n", __FILE__, __LINE__);
     } else {
-      result = ResultOfErrno(errno);
+      result = FileIOErrnoToResult(errno);
     }
   }
   if (actual != nullptr) {
@@ -187,7 +150,48 @@ FileIOResult Transfer(size_t size, size_t *actual, FileIOResult atEnd, Step step
   return result;
 }
 
+// The result of a lock that failed, with an error number or, where it timed out, 0.
+FileIOResult LockResult(int error) {
+  switch (error) {
+    case 0:
+    case EROFS:
+      return FILEIO_LOCK_FAILED;
+    case ENOENT:
+    case EACCES:
+    case ENAMETOOLONG:
+      return FileIOErrnoToResult(error);
+    default:
+      return FILEIO_ERROR;
+  }
+}
+
+void WarnOfLock(const char *function, const FileIODescriptor &file, int error) {
+  Warning("FILE: %s on '%s' failed: %s\n", function, file.fileName,
+          error == 0 ? "Lock timed out" : Err_Errno2String(error));
+}
+
 }  // namespace
+
+FileIOResult FileIOErrnoToResult(int error) {
+  switch (error) {
+    case EFBIG:
+      return FILEIO_FILE_TOO_LARGE;
+    case ENOENT:
+      return FILEIO_FILE_NOT_FOUND;
+    case EACCES:
+      return FILEIO_NO_PERMISSION;
+    case EEXIST:
+      return FILEIO_FILE_EXISTS;
+    case ENOSPC:
+      return FILEIO_NO_SPACE;
+    case ENAMETOOLONG:
+      return FILEIO_NAME_TOO_LONG;
+    case EDQUOT:
+      return FILEIO_QUOTA;
+    default:
+      return FILEIO_ERROR;
+  }
+}
 
 void FileIO_Invalidate(FileIODescriptor *file) {
   ASSERT(file != nullptr);
@@ -211,11 +215,11 @@ FileIOResult FileIO_Create(FileIODescriptor *file, const char *path, uint32_t ac
   ASSERT(file->lockToken == nullptr);
 
   file->fileName = Util_SafeStrdup(path);
-  FileIOResult result = FileIOLock(file, access);
+  FileIOResult result = FileIO_Lock(file, access);
   if (result == FILEIO_SUCCESS) {
     file->flags = AvailableAccess(path, access);
     file->posix = OpenDescriptor(path, file->flags, action, mode);
-    result = file->posix == -1 ? ResultOfErrno(errno) : FILEIO_SUCCESS;
+    result = file->posix == -1 ? FileIOErrnoToResult(errno) : FILEIO_SUCCESS;
   }
   if (result != FILEIO_SUCCESS) {
     Release(file);
@@ -232,6 +236,76 @@ bool FileIO_Close(FileIODescriptor *file) {
   const bool failed = close(file->posix) == -1;
   Release(file);
   return failed;
+}
+
+int FileIO_PrivilegedPosixOpen(const char *path, int flags) {
+  if (path == nullptr) {
+    errno = EFAULT;
+    return -1;
+  }
+  ASSERT((flags & (O_CREAT | O_TRUNC)) == 0);
+  return OpenAsSuperUser(path, flags, 0);
+}
+
+void FileIO_AttachDescriptor(FileIODescriptor *file, int fd, int posixFlags) {
+  FileIO_Invalidate(file);
+  file->posix = fd;
+  file->flags = AccessOfFlags(posixFlags);
+}
+
+FILE *FileIO_DescriptorToStream(const FileIODescriptor *file, bool /*text*/) {
+  ASSERT(file != nullptr);
+  const int posix = dup(file->posix);
+  if (posix == -1) {
+    return nullptr;
+  }
+  FILE *stream = fdopen(posix, StreamMode(file->flags));
+  if (stream == nullptr) {
+    CloseKeepingErrno(posix);
+  }
+  return stream;
+}
+
+FileIOResult FileIO_Lock(FileIODescriptor *file, uint32_t access) {
+  ASSERT(file != nullptr);
+  if ((access & FILEIO_ACCESS_LOCK) == 0) {
+    return FILEIO_SUCCESS;
+  }
+  ASSERT(file->lockToken == nullptr);
+  const bool readOnly = (access & FILEIO_ACCESS_WRITE) == 0;
+  int error = 0;
+  file->lockToken = FileLock_Lock(file->fileName, readOnly, kLockWait, &error);
+  if (file->lockToken != nullptr) {
+    return FILEIO_SUCCESS;
+  }
+  WarnOfLock("FileIO_Lock", *file, error);
+  errno = error;
+  return LockResult(error);
+}
+
+FileIOResult FileIO_Unlock(FileIODescriptor *file) {
+  ASSERT(file != nullptr);
+  if (file->lockToken == nullptr) {
+    return FILEIO_SUCCESS;
+  }
+  const int error = FileLock_Unlock(file->fileName, file->lockToken);
+  file->lockToken = nullptr;
+  if (error == 0) {
+    return FILEIO_SUCCESS;
+  }
+  WarnOfLock("FileIO_Unlock", *file, error);
+  errno = error;
+  return FILEIO_ERROR;
+}
+
+uint32_t FileIO_GetFlags(const FileIODescriptor *file) {
+  ASSERT(file != nullptr);
+  return file->flags;
+}
+
+const char *FileIO_Filename(const FileIODescriptor *file) {
+  ASSERT(file != nullptr);
+  return file->fileName;
 }
 
 FileIOResult FileIO_Read(FileIODescriptor *file, void *buffer, size_t size, size_t *actual) {
@@ -257,18 +331,6 @@ int64_t FileIO_Seek(FileIODescriptor *file, int64_t offset, FileIOSeekOrigin ori
   ASSERT(file != nullptr);
   static constexpr int kWhence[] = {SEEK_SET, SEEK_CUR, SEEK_END};
   return lseek(file->posix, offset, kWhence[origin]);
-}
-
-FileIOResult FileIO_Access(const char *path, int mode) {
-  if (path == nullptr) {
-    errno = EFAULT;
-    return FILEIO_ERROR;
-  }
-  int wanted = F_OK;
-  wanted |= (mode & FILEIO_TEST_READ) != 0 ? R_OK : 0;
-  wanted |= (mode & FILEIO_TEST_WRITE) != 0 ? W_OK : 0;
-  wanted |= (mode & FILEIO_TEST_EXECUTE) != 0 ? X_OK : 0;
-  return Posix_Access(path, wanted) == -1 ? FILEIO_ERROR : FILEIO_SUCCESS;
 }
 
 const char *FileIO_MsgError(FileIOResult result) {
