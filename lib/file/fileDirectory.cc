@@ -1,0 +1,172 @@
+#include <dirent.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "file.h"
+#include "fileInt.h"
+#include "owned.h"
+#include "posixPosix.h"
+#include "util_misc.h"
+
+namespace {
+
+constexpr mode_t kDirectoryMode = 0777;
+
+bool IsDotName(const char *name) {
+  return strcmp(name, ".") == 0 || strcmp(name, "..") == 0;
+}
+
+// Hands each entry of a directory, in the system's order, to `take`, which returns false with errno to end
+// the reading. Returns false with errno when something failed.
+template <typename Take>
+bool ReadEntries(const char *path, Take take) {
+  const OwnedDirectory directory(Posix_OpenDir(path));
+  if (directory == nullptr) {
+    return false;
+  }
+  for (;;) {
+    errno = 0;
+    const dirent *entry = readdir(directory.get());
+    if (entry == nullptr) {
+      return errno == 0;
+    }
+    if (!IsDotName(entry->d_name) && !take(*entry)) {
+      return false;
+    }
+  }
+}
+
+using Names = std::vector<OwnedUnicode>;
+
+// Adds the name of an entry. One that can't be converted could be given to no call, so it is a failure, with
+// errno.
+bool AddName(const dirent &entry, Names *names) {
+  OwnedUnicode name = FileFromSystem(entry.d_name);
+  const bool isConverted = name != nullptr;
+  if (isConverted) {
+    names->push_back(std::move(name));
+  }
+  return isConverted;
+}
+
+// What a directory holds.
+struct Entries {
+  Names directories;
+  Names others;
+};
+
+// Whether the entry itself is a directory. One that is gone isn't.
+bool IsDirectoryEntry(const std::string &directory, const dirent &entry) {
+  if (entry.d_type != DT_UNKNOWN) {
+    return entry.d_type == DT_DIR;
+  }
+  FileData data;
+  const OwnedUnicode name = FileFromSystem(entry.d_name);
+  return name != nullptr && FileLinkAttributes((directory + '/' + name.get()).c_str(), &data) == 0 &&
+         data.fileType == FILE_TYPE_DIRECTORY;
+}
+
+// Whether a deletion left nothing behind: another's may have come first, such as that of a link to the file.
+bool IsGone(int result) {
+  return result == 0 || errno == ENOENT;
+}
+
+// Calls `remove` for the path of each name, which is made at the end of the directory's own. Returns whether
+// all succeeded.
+template <typename Remove>
+bool RemoveEach(const Names &names, std::string *directory, Remove remove) {
+  const size_t length = directory->size();
+  bool isDone = true;
+  for (const OwnedUnicode &name : names) {
+    directory->append("/").append(name.get());
+    isDone = remove(directory) && isDone;
+    directory->resize(length);
+  }
+  return isDone;
+}
+
+bool DeleteTree(std::string *path) {
+  Entries entries;
+  const bool isRead = ReadEntries(path->c_str(), [&entries, path](const dirent &entry) {
+    return AddName(entry, IsDirectoryEntry(*path, entry) ? &entries.directories : &entries.others);
+  });
+  if (!isRead) {
+    return errno == ENOENT;
+  }
+  bool isDone = RemoveEach(entries.others, path,
+                           [](const std::string *entry) { return IsGone(File_Unlink(entry->c_str())); });
+  // The rest of the tree doesn't have to share the memory with them.
+  entries.others = Names();
+  isDone = RemoveEach(entries.directories, path, DeleteTree) && isDone;
+  return IsGone(Posix_Rmdir(path->c_str())) && isDone;
+}
+
+}  // namespace
+
+bool File_CreateDirectory(const char *path) {
+  return Posix_Mkdir(path, kDirectoryMode) == 0;
+}
+
+bool File_EnsureDirectory(const char *path) {
+  return File_CreateDirectory(path) || (errno == EEXIST && File_IsDirectory(path));
+}
+
+bool File_CreateDirectoryHierarchy(const char *path) {
+  const std::string whole = path == nullptr ? "" : path;
+  size_t end = 0;
+  while (end < whole.size()) {
+    end = std::min(whole.find('/', end + 1), whole.size());
+    const std::string prefix = whole.substr(0, end);
+    // Another process may make it in between.
+    if (!File_IsDirectory(prefix.c_str()) && !File_EnsureDirectory(prefix.c_str())) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool File_DeleteEmptyDirectory(const char *path) {
+  return Posix_Rmdir(path) == 0;
+}
+
+bool File_DeleteDirectoryTree(const char *path) {
+  FileData data;
+  const int error = FileAttributes(path, &data);
+  if (error != 0) {
+    return error == ENOENT || error == ENOTDIR;
+  }
+  std::string tree = path;
+  return DeleteTree(&tree);
+}
+
+bool File_IsEmptyDirectory(const char *path) {
+  return File_ListDirectory(path, nullptr) == 0;
+}
+
+int File_ListDirectory(const char *path, char ***names) {
+  Names found;
+  if (!ReadEntries(path, [&found](const dirent &entry) { return AddName(entry, &found); })) {
+    return -1;
+  }
+  const int count = static_cast<int>(found.size());
+  if (names != nullptr) {
+    *names = static_cast<char **>(Util_SafeCalloc(found.size() + 1, sizeof(char *)));
+    for (size_t index = 0; index < found.size(); index++) {
+      (*names)[index] = const_cast<char *>(found[index].release());
+    }
+  }
+  return count;
+}
+
+void File_FreeNames(char **names, int count) {
+  for (int index = 0; index < count; index++) {
+    free(names[index]);
+  }
+  free(names);
+}
