@@ -133,7 +133,10 @@ TEST_F(UnicodeBytes, AreNullWithoutMemory) {
   for (const StringEncoding encoding :
        {STRING_ENCODING_UTF8, STRING_ENCODING_US_ASCII, STRING_ENCODING_ISO_8859_1}) {
     const auto convert = [encoding] {
-      return OwnedString(Unicode_GetAllocBytes("text", encoding)) != nullptr;
+      size_t size = 99;
+      const OwnedString bytes(UnicodeGetAllocBytesInternal("text", encoding, -1, &size));
+      EXPECT_EQ(size, bytes == nullptr ? 0U : 4U);
+      return bytes != nullptr;
     };
     const size_t count = testhost::CountAllocations(convert);
     ASSERT_GT(count, 0U);

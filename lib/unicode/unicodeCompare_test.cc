@@ -3,6 +3,7 @@
 #include <random>
 
 #include "allocations.h"
+#include "unicodeCaseFoldInt.h"
 #include "unicodeInt.h"
 #include "unicodeTestInt.h"
 
@@ -122,7 +123,7 @@ TEST_P(CompareRange, IsLessWithMalformedText) {
 }
 
 // Both texts converted as a whole, and their code points compared; -1 when one can't be.
-int CompareWhole(const std::string &a, const std::string &b) {
+int CompareWhole(const std::string &a, const std::string &b, bool ignoreCase) {
   std::u32string points[2];
   for (int i = 0; i < 2; i++) {
     const std::string &text = i == 0 ? a : b;
@@ -136,6 +137,11 @@ int CompareWhole(const std::string &a, const std::string &b) {
     }
     points[i].assign(reinterpret_cast<char32_t *>(bytes), size / sizeof(char32_t));
     free(bytes);
+    for (char32_t &point : points[i]) {
+      if (ignoreCase && point <= 0xFFFF) {
+        point = UnicodeSimpleCaseFold(static_cast<utf16_t>(point));
+      }
+    }
   }
   return points[0] < points[1] ? -1 : points[0] > points[1] ? 1 : 0;
 }
@@ -144,12 +150,15 @@ TEST_P(CompareRange, ComparesAsWholeConversionsDo) {
   std::mt19937 random(1);  // NOLINT(cert-msc51-cpp): the same texts each time
   const std::vector<std::string> pieces = {"a",
                                            "b",
+                                           "A",
+                                           "\xC3\x89",
                                            "\xC3\xA9",
                                            "\xC3\xAA",
                                            "\xEF\xBD\x9E",
                                            "\xE2\x82\xAC",
                                            "\xF0\x90\x80\x80",
                                            "\xF0\x90\x80\x81",
+                                           "\xEF\xBF\xBF",
                                            "12345678"};
   int results[3] = {};
   for (int i = 0; i < 20000; i++) {
@@ -166,9 +175,10 @@ TEST_P(CompareRange, ComparesAsWholeConversionsDo) {
         text.insert(random() % (text.size() + 1), kMalformed[random() % kMalformed.size()]);
       }
     }
-    const int expected = CompareWhole(texts[0], texts[1]);
-    EXPECT_EQ(Compare(texts[0], texts[1]), expected)
-        << testing::PrintToString(texts[0]) << " " << testing::PrintToString(texts[1]);
+    const bool ignoreCase = i % 2 == 1;
+    const int expected = CompareWhole(texts[0], texts[1], ignoreCase);
+    EXPECT_EQ(Compare(texts[0], texts[1], ignoreCase), expected)
+        << testing::PrintToString(texts[0]) << " " << testing::PrintToString(texts[1]) << " " << ignoreCase;
     results[expected + 1]++;
   }
   EXPECT_GT(*std::min_element(std::begin(results), std::end(results)), 500);
