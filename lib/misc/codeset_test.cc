@@ -316,6 +316,18 @@ TEST_P(CodeSetGeneric, TreatsWhatTheTargetLacksByTheFlags) {
   EXPECT_EQ(Generic("UTF-8", "ﬁn", "ISO-8859-1", CODESET_SUBSTITUTE), Of("\x1An", "fin"));
 }
 
+// Wanted: what shows nothing isn't missed, even where a lack is a failure.
+TEST_P(CodeSetGeneric, DropsWhatShowsNothingAndTheTargetLacks) {
+  const Text dropped = "ab";
+  for (const unsigned flags : {CODESET_STOP, CODESET_SUBSTITUTE, CODESET_SKIP}) {
+    EXPECT_EQ(Generic("UTF-8", "a\U000E0061b", "ISO-8859-1", flags), dropped) << flags;
+  }
+  for (const char *text : {"a\u200Bb", "a\u2060b", "a\uFEFFb"}) {
+    EXPECT_EQ(Generic("UTF-8", text, "ISO-8859-1"), IsIcu() ? dropped : std::nullopt);
+  }
+  EXPECT_EQ(Generic("UTF-8", "\u00AD", "ISO-8859-1"), "\xAD");
+}
+
 TEST_P(CodeSetGeneric, GivesNothingForNothing) {
   EXPECT_EQ(Generic("UTF-8", "", "ISO-8859-1"), "");
   EXPECT_EQ(Generic("UTF-8", "", "UTF-8"), "");

@@ -15,7 +15,8 @@
 #include "dynbuf.h"
 
 // What is done with a sequence that has no counterpart or is none. Under iconv the last two are the same: the
-// text may be transliterated, and an invalid sequence ends it.
+// text may be transliterated, and an invalid sequence ends it. Characters that show nothing and have no
+// counterpart are dropped under any of them: by ICU all such, as U+200B, by iconv the tags from U+E0000 on.
 enum {
   CODESET_STOP = 0,        // the call fails
   CODESET_SUBSTITUTE = 1,  // the substitution character stands for it
