@@ -1,5 +1,6 @@
 #include "buildTask.h"
 
+#include <gdk/gdkx.h>
 #include <pthread.h>
 #include <sys/prctl.h>
 #include <unistd.h>
@@ -23,6 +24,11 @@ sigset_t BlockSignals() {
   sigfillset(&all);
   pthread_sigmask(SIG_SETMASK, &all, &before);
   return before;
+}
+
+// A connection that work held on to would keep the window of a program that has ended on the screen, dead.
+void LeaveDisplay() {
+  close(ConnectionNumber(gdk_x11_get_default_xdisplay()));
 }
 
 void UnblockSignals() {
@@ -80,6 +86,7 @@ pid_t BuildTask::Start() {
   std::signal(SIGTERM, SIG_DFL);
   EndWithProgram(program);
   UnblockSignals();
+  LeaveDisplay();
   const bool succeeded = Run();
   if (!succeeded) {
     Msg_Reset(true);

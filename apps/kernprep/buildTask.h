@@ -30,7 +30,8 @@ class BuildTask : public sigc::trackable {
 
   // Whether a failure of this task ends the whole run.
   virtual bool IsFatal() const = 0;
-  // Does the work; returns whether it succeeded. Runs in the child, and so touches no widget.
+  // Does the work; returns whether it succeeded. Runs in the child, which has no display, and so touches no
+  // widget.
   virtual bool Run() = 0;
   // What the user is told when the task fails and IsFatal() holds.
   virtual Glib::ustring GetFailureText() const = 0;

@@ -489,6 +489,21 @@ TEST_F(RunTest, TellsACancelledScriptOnlyOnceToEnd) {
   EXPECT_EQ(ReadFile("/run/told"), "told\n");
 }
 
+TEST_F(RunTest, TakesItsWindowAlongWhenItIsEndedAlthoughTheScriptGoesOn) {
+  EnterWithModule();
+  product_->Service(std::string("trap '' TERM; ") + kWaitForGo);
+  Tool tool;
+  ASSERT_TRUE(IsBusy());
+  ASSERT_TRUE(IsWindowUp());
+  const pid_t task = TaskOf(tool.Pid());
+  kill(tool.Pid(), SIGTERM);
+  EXPECT_EQ(tool.Wait(), 128 + SIGTERM);
+  EXPECT_TRUE(desktop_->display.WaitForNoWindow(kWindowTitle));
+  EXPECT_FALSE(MembersOf(task).empty());
+  WriteFile(kGo, "");
+  EXPECT_TRUE(IsGroupGone(task));
+}
+
 TEST_F(RunTest, InstallsOnceWhenTwoStartTogether) {
   EnterWithModule();
   product_->Source("ostlink", "sleep 0.2");
