@@ -58,6 +58,18 @@ size_t CommonCharacters(std::string_view text1, std::string_view text2) {
   return length;
 }
 
+// Drops what both texts begin with in common. Returns false when that isn't valid.
+bool DropCommonCharacters(std::string_view *text1, std::string_view *text2) {
+  while (const size_t common = CommonCharacters(*text1, *text2)) {
+    if (!CodeSet_Validate(text1->data(), common, "UTF-8")) {
+      return false;
+    }
+    text1->remove_prefix(common);
+    text2->remove_prefix(common);
+  }
+  return true;
+}
+
 // Drops all but the first character, which decides where the texts differ in it, if CodeSet_Validate takes
 // that much. Returns false when what is dropped isn't valid.
 bool KeepFirstCharacter(std::string_view *text) {
@@ -109,12 +121,9 @@ int Unicode_CompareRange(Unicode str1, UnicodeIndex str1Start, UnicodeIndex str1
   std::string_view text1 = UnicodeRange(str1, str1Start, str1Length);
   std::string_view text2 = UnicodeRange(str2, str2Start, str2Length);
   // What is the same in both needs no conversion to be compared, only to be valid.
-  const size_t common = CommonCharacters(text1, text2);
-  if (!CodeSet_Validate(text1.data(), common, "UTF-8")) {
+  if (!DropCommonCharacters(&text1, &text2)) {
     return -1;
   }
-  text1.remove_prefix(common);
-  text2.remove_prefix(common);
   if (!ignoreCase && (!KeepFirstCharacter(&text1) || !KeepFirstCharacter(&text2))) {
     return -1;
   }

@@ -1,3 +1,6 @@
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <climits>
 #include <random>
@@ -182,6 +185,30 @@ TEST_P(CompareRange, ComparesAsWholeConversionsDo) {
     results[expected + 1]++;
   }
   EXPECT_GT(*std::min_element(std::begin(results), std::end(results)), 500);
+}
+
+// More than CodeSet_Validate takes, of one block over and over.
+TEST_P(CompareRange, ComparesMoreThanTwoGibibytes) {
+  constexpr size_t kBlock = 1 << 20;
+  constexpr size_t kSize = size_t{INT_MAX} + 1 + kBlock;
+  const int file = memfd_create("block", 0);
+  const std::string block(kBlock, 'a');
+  ASSERT_EQ(write(file, block.data(), kBlock), static_cast<ssize_t>(kBlock));
+  auto *text = static_cast<char *>(
+      mmap(nullptr, kSize, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
+  ASSERT_NE(text, MAP_FAILED);
+  for (size_t at = 0; at < kSize; at += kBlock) {
+    ASSERT_NE(mmap(text + at, kBlock, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_FIXED, file, 0), MAP_FAILED);
+  }
+  close(file);
+  text[kSize - 2] = 'b';
+  text[kSize - 1] = '\0';
+
+  constexpr UnicodeIndex kLength = kSize - 2;
+  EXPECT_EQ(Unicode_CompareRange(text, 0, kLength, text, 1, kLength, false), -1);
+  EXPECT_EQ(Unicode_CompareRange(text, 1, kLength, text, 0, kLength, false), 1);
+  EXPECT_EQ(Unicode_CompareRange(text, 0, kLength, text, 0, kLength, false), 0);
+  munmap(text, kSize);
 }
 
 TEST_P(CompareRange, IsLessWithoutMemory) {
