@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <iostream>
+#include <vector>
 
 #include "appUtil.h"
 #include "configured.h"
@@ -26,6 +27,10 @@ int main(int argc, char **argv) {
   std::signal(SIGCHLD, SIG_DFL);
   CleanTmpLogs("setup");
   Unicode_Init(argc, &argv, nullptr);
+  // The toolkit and the options drop what they know from the vector that they get, so that it is a copy.
+  const OwnedUnicodeList arguments(argv);
+  std::vector<char *> rest(argv, argv + argc + 1);
+  argv = rest.data();
   InitThreads();
   // Outside the scope of the guards, so that their failure can be shown.
   const Gtk::Main toolkit(argc, argv, true);

@@ -6,6 +6,7 @@
 #include <type_traits>
 
 #include "owned.h"
+#include "unicode.h"
 
 // A text on its way to the system, in the current encoding.
 //
@@ -30,9 +31,6 @@ class PosixText {
 class PosixTexts {
  public:
   explicit PosixTexts(const char *const *texts);
-  ~PosixTexts();
-  PosixTexts(const PosixTexts &) = delete;
-  PosixTexts &operator=(const PosixTexts &) = delete;
 
   explicit operator bool() const { return isConverted_; }
   // In the shape that the system's calls want, which leave it alone.
@@ -40,7 +38,7 @@ class PosixTexts {
 
  private:
   char *const *bytes_;
-  char **owned_ = nullptr;
+  OwnedUnicodeList owned_;
   bool isConverted_ = true;
 };
 

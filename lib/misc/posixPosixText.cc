@@ -52,15 +52,11 @@ PosixText::PosixText(const char *text) : bytes_(text) {
 PosixTexts::PosixTexts(const char *const *texts) : bytes_(const_cast<char *const *>(texts)) {
   const int error = errno;
   if (texts != nullptr && !IsSystemUtf8()) {
-    owned_ = Unicode_GetAllocList(texts, -1, CurrentEncoding());
-    bytes_ = owned_;
+    owned_.reset(Unicode_GetAllocList(texts, -1, CurrentEncoding()));
+    bytes_ = owned_.get();
     isConverted_ = bytes_ != nullptr;
   }
   errno = isConverted_ ? error : EINVAL;
-}
-
-PosixTexts::~PosixTexts() {
-  Unicode_FreeList(owned_, -1);
 }
 
 char *PosixFromSystem(const char *bytes) {

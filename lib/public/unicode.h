@@ -63,10 +63,9 @@ enum StringEncoding : int32_t {
 
 // Start-up.
 //
-// Choose the engine of the conversions, check that the current encoding can be converted, and put new UTF-8
-// copies in the place of the arguments and the environment, which live as long as the process. Only the first
-// call does anything; calls at once from several threads wait for it. A failure stops the program with its
-// reason.
+// Choose the engine of the conversions, check that the current encoding can be converted, and put new lists
+// of UTF-8 in the place of the arguments and the environment, with the null behind them. Only the first call
+// does anything; calls at once from several threads wait for it. A failure stops the program with its reason.
 //
 // argc        the count of arguments without the null behind them
 // argv, envp  where the vectors' addresses stand; may be null
@@ -192,6 +191,12 @@ int Unicode_CompareRange(Unicode str1, UnicodeIndex str1Start, UnicodeIndex str1
                          UnicodeIndex str2Start, UnicodeIndex str2Length, bool ignoreCase);
 
 using OwnedUnicode = std::unique_ptr<const char, Releaser<Unicode_Free>>;
+
+struct UnicodeListReleaser {
+  void operator()(char **list) const { Unicode_FreeList(list, -1); }
+};
+// Of a list that a null ends.
+using OwnedUnicodeList = std::unique_ptr<char *[], UnicodeListReleaser>;
 
 // A string as UTF-8, which it is.
 inline const char *UTF8(Unicode str) {
