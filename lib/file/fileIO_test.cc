@@ -5,72 +5,43 @@
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
-#include <chrono>
-#include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
-#include <thread>
 
-#include "log.h"
+#include "fileIOTestInt.h"
+#include "owned.h"
+#include "systemCalls.h"
 #include "testhost.h"
 
 namespace {
 
-constexpr uint32_t kReadWrite = FILEIO_ACCESS_READ | FILEIO_ACCESS_WRITE;
+using fileiotest::ExpectInvalid;
+using fileiotest::kPanic;
+using fileiotest::kReadWrite;
+using fileiotest::OpenDescriptors;
 
-class FileIO : public ::testing::Test {
- protected:
-  void SetUp() override {
-    testhost::Host host;
-    host.Directory("/t").Directory("/t/small").File("/t/file", "content");
-    Describe(host);
-    host.Enter();
-    umask(022);
-    FileIO_Invalidate(&file_);
-    ASSERT_TRUE(Log_Init(nullptr, "setup.log.filename", "setup"));
-  }
-  void TearDown() override {
-    if (FileIO_IsValid(&file_)) {
-      EXPECT_FALSE(FileIO_Close(&file_));
-    }
-  }
-  virtual void Describe(testhost::Host &) {}
+class FileIO : public fileiotest::FileIOHost {};
+class FileIOUser : public fileiotest::FileIOUserHost {};
 
-  static std::string LogText() { return testhost::ReadFile(Log_GetFileName()); }
-
-  FileIODescriptor file_{};
-};
-
-// The same as an ordinary user, who can't read "/t/secret".
-class FileIOUser : public FileIO {
+// The names of files are in Latin-1.
+class FileIOLatin1 : public FileIO {
  protected:
   void Describe(testhost::Host &host) override {
-    host.File("/t/secret", "content", 0600).File("/t/program", "", 0755).User(1234);
+    setenv("G_FILENAME_ENCODING", "ISO-8859-1", 1);
+    host.File("/t/caf\xE9", "content");
   }
 };
-
-long OpenDescriptors() {
-  const std::filesystem::directory_iterator descriptors("/proc/self/fd");
-  return std::distance(begin(descriptors), end(descriptors));
-}
 
 mode_t ModeOf(const char *path) {
   struct stat data;
   EXPECT_EQ(stat(path, &data), 0) << path;
   return data.st_mode & 07777;
-}
-
-void ExpectInvalid(const FileIODescriptor &file) {
-  EXPECT_FALSE(FileIO_IsValid(&file));
-  EXPECT_EQ(file.posix, -1);
-  EXPECT_EQ(file.flags, 0U);
-  EXPECT_EQ(file.fileName, nullptr);
-  EXPECT_EQ(file.lockToken, nullptr);
 }
 
 TEST_F(FileIO, InvalidateMakesAValueThatStandsForNoFile) {
@@ -199,150 +170,114 @@ TEST_F(FileIO, UnbufferedFallsBackWithOneLogLine) {
     EXPECT_EQ(file_.flags, FILEIO_ACCESS_READ);
     EXPECT_FALSE(FileIO_Close(&file_));
   }
-  const std::string log = LogText();
-  const std::string line = "FILE: FileIO_Create reverting to buffered IO on /t/file.\n";
-  ASSERT_NE(log.find(line), std::string::npos);
-  EXPECT_EQ(log.find(line), log.rfind(line));
+  EXPECT_EQ(LogCount("FILE: FileIO_Create reverting to buffered IO on /t/file.\n"), 1);
+  EXPECT_EQ(LogCount("reverting"), 1);
 }
 
 TEST_F(FileIO, BothExclusiveBitsRefuseAnExistingFile) {
-  constexpr uint32_t kOneBit = 0x200;
-  EXPECT_EQ(FileIO_Open(&file_, "/t/file", FILEIO_ACCESS_WRITE | kOneBit, FILEIO_OPEN_CREATE),
-            FILEIO_SUCCESS);
-  EXPECT_FALSE(FileIO_Close(&file_));
+  for (const uint32_t oneBit : {0x200U, 0x400U}) {
+    Open("/t/file", FILEIO_ACCESS_WRITE | oneBit, FILEIO_OPEN_CREATE);
+    EXPECT_EQ(file_.flags, FILEIO_ACCESS_WRITE | oneBit);
+    EXPECT_FALSE(FileIO_Close(&file_));
+  }
   EXPECT_EQ(FileIO_Open(&file_, "/t/file", FILEIO_ACCESS_WRITE | FILEIO_ACCESS_EXCLUSIVE, FILEIO_OPEN_CREATE),
             FILEIO_FILE_EXISTS);
   ExpectInvalid(file_);
 }
 
-TEST_F(FileIO, ReadPastTheEndGivesWhatThereIs) {
-  testhost::WriteFile("/t/file", std::string(100, 'x'));
-  ASSERT_EQ(FileIO_Open(&file_, "/t/file", FILEIO_ACCESS_READ, FILEIO_OPEN), FILEIO_SUCCESS);
-  char buffer[255] = "";
-  size_t actual = 0;
-  EXPECT_EQ(FileIO_Read(&file_, buffer, sizeof buffer, &actual), FILEIO_READ_PAST_EOF);
-  EXPECT_EQ(actual, 100U);
-  EXPECT_EQ(std::string(buffer), std::string(100, 'x'));
-  EXPECT_EQ(FileIO_Read(&file_, buffer, sizeof buffer, &actual), FILEIO_READ_PAST_EOF);
-  EXPECT_EQ(actual, 0U);
+TEST_F(FileIO, EachErrorOfTheOpenHasItsResult) {
+  const struct {
+    int error;
+    FileIOResult result;
+  } rows[] = {
+      {EFBIG, FILEIO_FILE_TOO_LARGE}, {ENOENT, FILEIO_FILE_NOT_FOUND}, {EACCES, FILEIO_NO_PERMISSION},
+      {EEXIST, FILEIO_FILE_EXISTS},   {ENOSPC, FILEIO_NO_SPACE},       {ENAMETOOLONG, FILEIO_NAME_TOO_LONG},
+      {EDQUOT, FILEIO_QUOTA},         {EPERM, FILEIO_ERROR},           {EIO, FILEIO_ERROR},
+      {EINTR, FILEIO_ERROR},          {EROFS, FILEIO_ERROR},           {ENOMEM, FILEIO_ERROR},
+  };
+  testhost::SystemCalls calls({SYS_openat});
+  for (const auto &row : rows) {
+    calls.Fail(SYS_openat, row.error, {.count = 1});
+    EXPECT_FAILS(row.result, row.error, FileIO_Open(&file_, "/t/file", FILEIO_ACCESS_READ, FILEIO_OPEN));
+    ExpectInvalid(file_);
+  }
 }
 
-TEST_F(FileIO, ReadOfTheExactSizeIsASuccess) {
-  ASSERT_EQ(FileIO_Open(&file_, "/t/file", FILEIO_ACCESS_READ, FILEIO_OPEN), FILEIO_SUCCESS);
-  char buffer[7];
-  size_t actual = 0;
-  EXPECT_EQ(FileIO_Read(&file_, buffer, sizeof buffer, &actual), FILEIO_SUCCESS);
-  EXPECT_EQ(std::string(buffer, actual), "content");
-}
-
-TEST_F(FileIO, NothingToDoIsASuccess) {
-  ASSERT_EQ(FileIO_Open(&file_, "/t/file", kReadWrite, FILEIO_OPEN), FILEIO_SUCCESS);
-  size_t actual = 9;
-  EXPECT_EQ(FileIO_Write(&file_, nullptr, 0, &actual), FILEIO_SUCCESS);
-  EXPECT_EQ(actual, 0U);
-  actual = 9;
-  EXPECT_EQ(FileIO_Read(&file_, nullptr, 0, &actual), FILEIO_SUCCESS);
-  EXPECT_EQ(actual, 0U);
-  EXPECT_EQ(testhost::ReadFile("/t/file"), "content");
-}
-
-TEST_F(FileIO, WrongDirectionIsAnError) {
-  char byte = 'x';
-  size_t actual = 9;
-  ASSERT_EQ(FileIO_Open(&file_, "/t/file", FILEIO_ACCESS_WRITE, FILEIO_OPEN), FILEIO_SUCCESS);
-  EXPECT_EQ(FileIO_Read(&file_, &byte, 1, &actual), FILEIO_ERROR);
-  EXPECT_EQ(errno, EBADF);
-  EXPECT_EQ(actual, 0U);
-  EXPECT_NE(LogText().find("read failed, errno=9, Bad file descriptor\n"), std::string::npos);
-  EXPECT_FALSE(FileIO_Close(&file_));
-  ASSERT_EQ(FileIO_Open(&file_, "/t/file", FILEIO_ACCESS_READ, FILEIO_OPEN), FILEIO_SUCCESS);
-  EXPECT_EQ(FileIO_Write(&file_, &byte, 1, &actual), FILEIO_ERROR);
-  EXPECT_EQ(actual, 0U);
-}
-
-TEST_F(FileIO, FullDiskTellsWhatWasWritten) {
-  ASSERT_EQ(mount("none", "/t/small", "tmpfs", 0, "size=64k"), 0);
-  ASSERT_EQ(FileIO_Open(&file_, "/t/small/file", FILEIO_ACCESS_WRITE, FILEIO_OPEN_CREATE), FILEIO_SUCCESS);
-  const std::string content(100000, 'x');
-  size_t actual = 0;
-  EXPECT_EQ(FileIO_Write(&file_, content.data(), content.size(), &actual), FILEIO_NO_SPACE);
-  EXPECT_EQ(actual, 65536U);
-  EXPECT_EQ(errno, ENOSPC);
-}
-
-TEST_F(FileIO, SizeLimitIsFileTooLarge) {
-  signal(SIGXFSZ, SIG_IGN);
-  const rlimit limit{1000, RLIM_INFINITY};
-  ASSERT_EQ(FileIO_Open(&file_, "/t/new", FILEIO_ACCESS_WRITE, FILEIO_OPEN_CREATE), FILEIO_SUCCESS);
-  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
-  const std::string content(1001, 'x');
-  size_t actual = 0;
-  EXPECT_EQ(FileIO_Write(&file_, content.data(), content.size(), &actual), FILEIO_FILE_TOO_LARGE);
-  EXPECT_EQ(actual, 1000U);
-}
-
-TEST_F(FileIO, EmptyNonblockingPipeIsAnErrorInTheLog) {
-  ASSERT_EQ(mkfifo("/t/fifo", 0600), 0);
-  ASSERT_EQ(FileIO_Open(&file_, "/t/fifo", FILEIO_ACCESS_READ | FILEIO_ACCESS_NONBLOCK, FILEIO_OPEN),
-            FILEIO_SUCCESS);
-  char byte = 0;
-  size_t actual = 9;
-  EXPECT_EQ(FileIO_Read(&file_, &byte, 1, &actual), FILEIO_READ_PAST_EOF);
-  EXPECT_EQ(actual, 0U);
-  const int writer = open("/t/fifo", O_WRONLY);
-  EXPECT_EQ(FileIO_Read(&file_, &byte, 1, &actual), FILEIO_ERROR);
-  EXPECT_EQ(errno, EAGAIN);
-  EXPECT_NE(LogText().find("read failed, errno=11, Resource temporarily unavailable\n"), std::string::npos);
-  close(writer);
-}
-
-// Interrupts this thread every 20 ms, with a handler that lets no call restart, while `work` runs; then runs
-// `release` once some interruptions came.
-template <typename Work, typename Release>
-void Interrupted(Work work, Release release) {
-  static std::atomic<int> interruptions;
-  struct sigaction action = {};
-  action.sa_handler = [](int) { interruptions++; };
-  ASSERT_EQ(sigaction(SIGUSR1, &action, nullptr), 0);
-  const pthread_t worker = pthread_self();
-  std::thread interrupter([worker, release] {
-    while (interruptions < 3) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(20));
-      pthread_kill(worker, SIGUSR1);
+TEST_F(FileIO, LengthOfAPathIsTheSystemsToJudge) {
+  for (const size_t size : {4095U, 4096U, 8192U}) {
+    std::string path(size, '/');
+    path.replace(size - 6, std::string::npos, "t/file");
+    if (size == 4095) {
+      Open(path.c_str(), FILEIO_ACCESS_READ);
+      EXPECT_EQ(FileIO_Filename(&file_), path);
+      EXPECT_FALSE(FileIO_Close(&file_));
+    } else {
+      EXPECT_FAILS(FILEIO_NAME_TOO_LONG, ENAMETOOLONG,
+                   FileIO_Open(&file_, path.c_str(), FILEIO_ACCESS_READ, FILEIO_OPEN));
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    release();
-  });
-  work();
-  interrupter.join();
+  }
 }
 
-TEST_F(FileIO, InterruptedReadGoesOn) {
-  ASSERT_EQ(mkfifo("/t/fifo", 0600), 0);
-  ASSERT_EQ(FileIO_Open(&file_, "/t/fifo", kReadWrite, FILEIO_OPEN), FILEIO_SUCCESS);
-  char byte = 0;
-  Interrupted([&] { EXPECT_EQ(FileIO_Read(&file_, &byte, 1, nullptr), FILEIO_SUCCESS); },
-              [&] { EXPECT_EQ(write(file_.posix, "z", 1), 1); });
-  EXPECT_EQ(byte, 'z');
-  EXPECT_NE(LogText().find("NOT_TESTED lib/file/fileIO.cc:"), std::string::npos);
+TEST_F(FileIO, LinksAreFollowed) {
+  ASSERT_EQ(symlink("target", "/t/dangling"), 0);
+  ASSERT_EQ(symlink("loop", "/t/loop"), 0);
+  ASSERT_EQ(symlink("file", "/t/link"), 0);
+  EXPECT_FAILS(FILEIO_FILE_NOT_FOUND, ENOENT,
+               FileIO_Open(&file_, "/t/dangling", FILEIO_ACCESS_READ, FILEIO_OPEN));
+  EXPECT_FAILS(FILEIO_ERROR, ELOOP, FileIO_Open(&file_, "/t/loop", FILEIO_ACCESS_READ, FILEIO_OPEN));
+  EXPECT_FAILS(FILEIO_FILE_EXISTS, EEXIST,
+               FileIO_Open(&file_, "/t/dangling", FILEIO_ACCESS_WRITE, FILEIO_OPEN_CREATE_SAFE));
+  Open("/t/dangling", FILEIO_ACCESS_WRITE, FILEIO_OPEN_CREATE);
+  EXPECT_TRUE(std::filesystem::exists("/t/target"));
+  EXPECT_FALSE(FileIO_Close(&file_));
+  // The name is taken away, and not what it leads to.
+  Open("/t/link", FILEIO_ACCESS_READ | FILEIO_ACCESS_UNLINK_OPEN);
+  EXPECT_FALSE(std::filesystem::is_symlink("/t/link"));
+  EXPECT_TRUE(std::filesystem::exists("/t/file"));
 }
 
-TEST_F(FileIO, InterruptedWriteGoesOn) {
+TEST_F(FileIO, RelativePathIsBelowTheWorkingDirectory) {
+  ASSERT_EQ(chdir("/t/small"), 0);
+  Open("..//file", FILEIO_ACCESS_READ);
+  EXPECT_STREQ(FileIO_Filename(&file_), "..//file");
+}
+
+TEST_F(FileIO, DirectoryIsOpenForReading) {
+  Open("/t/", FILEIO_ACCESS_READ);
+}
+
+TEST_F(FileIO, NameThatIsNoUtf8ReachesItsFile) {
+  testhost::WriteFile("/t/caf\xE9", "content");
+  Open("/t/caf\xE9", FILEIO_ACCESS_READ);
+}
+
+TEST_F(FileIOLatin1, NameIsConverted) {
+  Open("/t/caf\u00E9", FILEIO_ACCESS_READ | FILEIO_ACCESS_UNLINK_OPEN);
+  EXPECT_STREQ(FileIO_Filename(&file_), "/t/caf\u00E9");
+  EXPECT_FALSE(std::filesystem::exists("/t/caf\xE9"));
+}
+
+TEST_F(FileIOLatin1, NameThatCannotBeConvertedIsAnError) {
+  for (const char *path : {"/t/\u20AC", "/t/caf\xE9"}) {
+    EXPECT_FAILS(FILEIO_ERROR, EINVAL, FileIO_Open(&file_, path, FILEIO_ACCESS_WRITE, FILEIO_OPEN_CREATE));
+    ExpectInvalid(file_);
+  }
+}
+
+TEST_F(FileIO, PipeWithoutAReaderIsAnError) {
   ASSERT_EQ(mkfifo("/t/fifo", 0600), 0);
-  ASSERT_EQ(FileIO_Open(&file_, "/t/fifo", kReadWrite, FILEIO_OPEN), FILEIO_SUCCESS);
-  const std::string content(300000, 'x');  // more than a pipe holds
-  size_t actual = 0;
-  size_t drained = 0;
-  Interrupted(
-      [&] { EXPECT_EQ(FileIO_Write(&file_, content.data(), content.size(), &actual), FILEIO_SUCCESS); },
-      [&] {
-        char block[4096];
-        while (drained < content.size()) {
-          drained += static_cast<size_t>(read(file_.posix, block, sizeof block));
-        }
-      });
-  EXPECT_EQ(actual, content.size());
-  EXPECT_EQ(drained, content.size());
+  EXPECT_FAILS(FILEIO_ERROR, ENXIO,
+               FileIO_Open(&file_, "/t/fifo", FILEIO_ACCESS_WRITE | FILEIO_ACCESS_NONBLOCK, FILEIO_OPEN));
+}
+
+TEST_F(FileIO, NoDescriptorsLeftIsAnError) {
+  rlimit limit;
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+  const rlimit none = {static_cast<rlim_t>(testhost::NextDescriptor()), limit.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  EXPECT_FAILS(FILEIO_ERROR, EMFILE, FileIO_Open(&file_, "/t/file", FILEIO_ACCESS_READ, FILEIO_OPEN));
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+  ExpectInvalid(file_);
 }
 
 TEST_F(FileIO, CloseTellsAFailureAndInvalidatesNevertheless) {
@@ -353,99 +288,15 @@ TEST_F(FileIO, CloseTellsAFailureAndInvalidatesNevertheless) {
   ExpectInvalid(file_);
 }
 
-// The result of a brief open with a lock, in a process of its own.
-int OpenLocked(const char *path, uint32_t access) {
-  const pid_t pid = fork();
-  if (pid == 0) {
-    FileIODescriptor file;
-    FileIO_Invalidate(&file);
-    const FileIOResult result = FileIO_Open(&file, path, access | FILEIO_ACCESS_LOCK, FILEIO_OPEN);
-    _exit(FileIO_IsValid(&file) && FileIO_Close(&file) ? 99 : result);
-  }
-  int status = 0;
-  EXPECT_EQ(waitpid(pid, &status, 0), pid);
-  return WEXITSTATUS(status);
-}
-
-TEST_F(FileIO, LockIsHeldUntilTheClose) {
-  EXPECT_EQ(OpenLocked("/t/file", FILEIO_ACCESS_READ), FILEIO_SUCCESS);
-  EXPECT_FALSE(std::filesystem::exists("/t/file.lck"));
-  ASSERT_EQ(FileIO_Open(&file_, "/t/file", kReadWrite | FILEIO_ACCESS_LOCK, FILEIO_OPEN), FILEIO_SUCCESS);
-  EXPECT_NE(file_.lockToken, nullptr);
-  EXPECT_TRUE(std::filesystem::exists("/t/file.lck"));
-  EXPECT_FALSE(FileIO_Close(&file_));
+TEST_F(FileIO, CloseThatFailsUnlocksNevertheless) {
+  Open("/t/file", FILEIO_ACCESS_READ | FILEIO_ACCESS_LOCK);
+  testhost::SystemCalls calls({SYS_close});
+  calls.Fail(SYS_close, EIO, {.count = 1, .first = static_cast<uint32_t>(file_.posix)});
+  const int posix = file_.posix;
+  EXPECT_FAILS(true, EIO, FileIO_Close(&file_));
   ExpectInvalid(file_);
   EXPECT_FALSE(std::filesystem::exists("/t/file.lck"));
-}
-
-TEST_F(FileIO, LockedFileFailsAfterTwoAndAHalfSeconds) {
-  ASSERT_EQ(FileIO_Open(&file_, "/t/file", kReadWrite | FILEIO_ACCESS_LOCK, FILEIO_OPEN), FILEIO_SUCCESS);
-  const auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(OpenLocked("/t/file", FILEIO_ACCESS_READ), FILEIO_LOCK_FAILED);
-  const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
-  EXPECT_GT(seconds.count(), 2.5);
-  EXPECT_LT(seconds.count(), 3);
-  EXPECT_NE(LogText().find("FILE: FileIO_Lock on '/t/file' failed: Lock timed out\n"), std::string::npos);
-}
-
-TEST_F(FileIO, ReadersShareTheLock) {
-  ASSERT_EQ(FileIO_Open(&file_, "/t/file", FILEIO_ACCESS_READ | FILEIO_ACCESS_LOCK, FILEIO_OPEN),
-            FILEIO_SUCCESS);
-  EXPECT_EQ(OpenLocked("/t/file", FILEIO_ACCESS_READ), FILEIO_SUCCESS);
-}
-
-TEST_F(FileIO, FailedOpenGivesTheLockBack) {
-  EXPECT_EQ(FileIO_Open(&file_, "/t/missing", FILEIO_ACCESS_READ | FILEIO_ACCESS_LOCK, FILEIO_OPEN),
-            FILEIO_FILE_NOT_FOUND);
-  EXPECT_EQ(errno, ENOENT);
-  ExpectInvalid(file_);
-  EXPECT_FALSE(std::filesystem::exists("/t/missing.lck"));
-}
-
-TEST_F(FileIO, LockErrorsAreMapped) {
-  ASSERT_EQ(mount("none", "/t/small", "tmpfs", MS_RDONLY, "size=64k"), 0);
-  testhost::WriteFile("/t/old.lck", "of an old style");
-  testhost::WriteFile("/t/below", "a file");
-  const std::string longName = "/t/" + std::string(253, 'x');
-  const struct {
-    const char *path;
-    FileIOResult result;
-    int error;
-    const char *reason;
-  } rows[] = {
-      {"/t/old", FILEIO_LOCK_FAILED, 0, "Lock timed out"},
-      {"/t/small/file", FILEIO_LOCK_FAILED, EROFS, "Read-only file system"},
-      {"/t/missing/file", FILEIO_FILE_NOT_FOUND, ENOENT, "No such file or directory"},
-      {longName.c_str(), FILEIO_NAME_TOO_LONG, ENAMETOOLONG, "File name too long"},
-      {"/t/below/file", FILEIO_ERROR, ENOTDIR, "Not a directory"},
-  };
-  for (const auto &row : rows) {
-    EXPECT_EQ(FileIO_Open(&file_, row.path, kReadWrite | FILEIO_ACCESS_LOCK, FILEIO_OPEN_CREATE), row.result)
-        << row.path;
-    EXPECT_EQ(errno, row.error) << row.path;
-    ExpectInvalid(file_);
-    EXPECT_NE(LogText().find("FILE: FileIO_Lock on '" + std::string(row.path) + "' failed: " + row.reason),
-              std::string::npos)
-        << row.path;
-  }
-}
-
-TEST_F(FileIOUser, LockWithoutPermission) {
-  EXPECT_EQ(FileIO_Open(&file_, "/t/file", kReadWrite | FILEIO_ACCESS_LOCK, FILEIO_OPEN),
-            FILEIO_NO_PERMISSION);
-  ExpectInvalid(file_);
-  EXPECT_EQ(FileIO_Open(&file_, "/t/file", FILEIO_ACCESS_READ | FILEIO_ACCESS_LOCK, FILEIO_OPEN),
-            FILEIO_SUCCESS);
-}
-
-TEST_F(FileIO, LockThatVanishedIsAWarningOfTheClose) {
-  ASSERT_EQ(FileIO_Open(&file_, "/t/file", FILEIO_ACCESS_READ | FILEIO_ACCESS_LOCK, FILEIO_OPEN),
-            FILEIO_SUCCESS);
-  std::filesystem::remove_all("/t/file.lck");
-  EXPECT_FALSE(FileIO_Close(&file_));
-  ExpectInvalid(file_);
-  EXPECT_NE(LogText().find("FILE: FileIO_Unlock on '/t/file' failed: No such file or directory\n"),
-            std::string::npos);
+  close(posix);
 }
 
 TEST_F(FileIO, SuperuserOpensWhatTheUserMayNot) {
@@ -463,27 +314,86 @@ TEST_F(FileIO, SuperuserOpensWhatTheUserMayNot) {
   ASSERT_EQ(setresuid(0, 0, 0), 0);
 }
 
-TEST_F(FileIO, SeekKnowsThreeOrigins) {
-  ASSERT_EQ(FileIO_Open(&file_, "/t/file", FILEIO_ACCESS_READ, FILEIO_OPEN), FILEIO_SUCCESS);
-  EXPECT_EQ(FileIO_Seek(&file_, 3, FILEIO_SEEK_BEGIN), 3);
-  EXPECT_EQ(FileIO_Seek(&file_, 1, FILEIO_SEEK_CURRENT), 4);
-  EXPECT_EQ(FileIO_Seek(&file_, -2, FILEIO_SEEK_END), 5);
-  EXPECT_EQ(FileIO_Seek(&file_, 0x100000000, FILEIO_SEEK_BEGIN), 0x100000000);
-  EXPECT_EQ(FileIO_Seek(&file_, -1, FILEIO_SEEK_BEGIN), -1);
-  EXPECT_EQ(errno, EINVAL);
+TEST_F(FileIO, SuperuserThatMayNotBeIsNoPermission) {
+  testhost::WriteFile("/t/secret", "content", 0600);
+  ASSERT_EQ(setresuid(1234, 1234, 1234), 0);
+  EXPECT_FAILS(FILEIO_NO_PERMISSION, EACCES,
+               FileIO_Open(&file_, "/t/secret", FILEIO_ACCESS_READ | FILEIO_ACCESS_SUPERUSER, FILEIO_OPEN));
+  EXPECT_FAILS(-1, EACCES, FileIO_PrivilegedPosixOpen("/t/secret", O_RDONLY));
 }
 
-TEST_F(FileIOUser, AccessTestsEachBit) {
-  EXPECT_EQ(FileIO_Access("/t/secret", FILEIO_TEST_EXISTS), FILEIO_SUCCESS);
-  EXPECT_EQ(FileIO_Access("/t/secret", FILEIO_TEST_READ), FILEIO_ERROR);
-  EXPECT_EQ(FileIO_Access("/t/file", FILEIO_TEST_READ), FILEIO_SUCCESS);
-  EXPECT_EQ(FileIO_Access("/t/file", FILEIO_TEST_READ | FILEIO_TEST_WRITE), FILEIO_ERROR);
-  EXPECT_EQ(FileIO_Access("/t/file", FILEIO_TEST_EXECUTE), FILEIO_ERROR);
-  EXPECT_EQ(FileIO_Access("/t/program", FILEIO_TEST_READ | FILEIO_TEST_EXECUTE), FILEIO_SUCCESS);
-  EXPECT_EQ(FileIO_Access("/t/missing", FILEIO_TEST_EXISTS), FILEIO_ERROR);
-  EXPECT_EQ(errno, ENOENT);
-  EXPECT_EQ(FileIO_Access(nullptr, FILEIO_TEST_EXISTS), FILEIO_ERROR);
-  EXPECT_EQ(errno, EFAULT);
+TEST_F(FileIO, PrivilegedOpenGivesADescriptorAndTheUserBack) {
+  testhost::WriteFile("/t/secret", "content", 0600);
+  ASSERT_EQ(setresuid(1234, 1234, 0), 0);
+  const int fd = FileIO_PrivilegedPosixOpen("/t/secret", O_RDWR | O_APPEND);
+  EXPECT_EQ(geteuid(), 1234U);
+  EXPECT_EQ(fcntl(fd, F_GETFL) & (O_ACCMODE | O_APPEND), O_RDWR | O_APPEND);
+  EXPECT_EQ(close(fd), 0);
+  EXPECT_FAILS(-1, ENOENT, FileIO_PrivilegedPosixOpen("/t/missing", O_RDONLY));
+  EXPECT_FAILS(-1, EFAULT, FileIO_PrivilegedPosixOpen(nullptr, O_RDONLY));
+  EXPECT_EQ(geteuid(), 1234U);
+  ASSERT_EQ(setresuid(0, 0, 0), 0);
+}
+
+TEST_F(FileIO, AttachTakesADescriptorOverWithoutAName) {
+  const struct {
+    int flags;
+    uint32_t access;
+  } rows[] = {
+      {O_RDONLY, FILEIO_ACCESS_READ},
+      {O_WRONLY, FILEIO_ACCESS_WRITE},
+      {O_RDWR, kReadWrite},
+      {O_RDWR | O_SYNC, kReadWrite | FILEIO_ACCESS_SYNC},
+      {O_WRONLY | O_SYNC | O_APPEND | O_NONBLOCK, FILEIO_ACCESS_WRITE | FILEIO_ACCESS_SYNC},
+      {O_WRONLY | O_DSYNC, FILEIO_ACCESS_WRITE},
+  };
+  for (const auto &row : rows) {
+    const int fd = open("/t/file", row.flags);
+    FileIO_AttachDescriptor(&file_, fd, row.flags);
+    EXPECT_EQ(file_.posix, fd);
+    EXPECT_EQ(FileIO_GetFlags(&file_), row.access) << row.flags;
+    EXPECT_EQ(FileIO_Filename(&file_), nullptr);
+    EXPECT_EQ(file_.lockToken, nullptr);
+    EXPECT_FALSE(FileIO_Close(&file_));
+    EXPECT_EQ(fcntl(fd, F_GETFD), -1);
+    ExpectInvalid(file_);
+  }
+}
+
+TEST_F(FileIO, StreamReadsAndWritesWhatTheFileMay) {
+  for (const bool text : {false, true}) {
+    Open("/t/file", FILEIO_ACCESS_READ);
+    const OwnedStream reader(FileIO_DescriptorToStream(&file_, text));
+    EXPECT_FALSE(FileIO_Close(&file_));
+    EXPECT_EQ(fgetc(reader.get()), 'c');
+    EXPECT_EQ(fputc('x', reader.get()), EOF);
+  }
+  Open("/t/file", FILEIO_ACCESS_WRITE);
+  OwnedStream writer(FileIO_DescriptorToStream(&file_, false));
+  EXPECT_NE(fileno(writer.get()), file_.posix);
+  EXPECT_EQ(fputs("CON", writer.get()), 1);
+  EXPECT_EQ(fgetc(writer.get()), EOF);
+  writer.reset();
+  EXPECT_FALSE(FileIO_Close(&file_));
+  // Neither emptied nor at an end.
+  EXPECT_EQ(testhost::ReadFile("/t/file"), "CONtent");
+  Open("/t/file", kReadWrite);
+  EXPECT_EQ(FileIO_Seek(&file_, 3, FILEIO_SEEK_BEGIN), 3);
+  const OwnedStream both(FileIO_DescriptorToStream(&file_, false));
+  EXPECT_EQ(fgetc(both.get()), 't');
+  EXPECT_EQ(fseek(both.get(), 0, SEEK_SET), 0);
+  EXPECT_EQ(fputs("k", both.get()), 1);
+  EXPECT_EQ(fflush(both.get()), 0);
+  EXPECT_EQ(FileIO_Seek(&file_, 0, FILEIO_SEEK_CURRENT), 1);
+  EXPECT_EQ(testhost::ReadFile("/t/file"), "kONtent");
+}
+
+TEST_F(FileIO, NoStreamWhereThereIsNoDescriptorOrTheModeIsWrong) {
+  EXPECT_FAILS(nullptr, EBADF, FileIO_DescriptorToStream(&file_, false));
+  FileIO_AttachDescriptor(&file_, open("/t/file", O_RDONLY), O_RDWR);
+  const long before = OpenDescriptors();
+  EXPECT_FAILS(nullptr, EINVAL, FileIO_DescriptorToStream(&file_, false));
+  EXPECT_EQ(OpenDescriptors(), before);
 }
 
 TEST(FileIOMessages, EveryResultHasItsText) {
@@ -511,25 +421,39 @@ TEST(FileIOMessages, EveryResultHasItsText) {
   }
 }
 
-TEST(FileIODeath, ProgrammingErrorsEndTheProcess) {
-  FileIODescriptor file;
-  FileIO_Invalidate(&file);
-  const auto panic = ::testing::ExitedWithCode(255);
-  const char *const assertion = "ASSERT lib/file/fileIO\\.cc:[0-9]+";
-  const char *const missing = "NOT_IMPLEMENTED lib/file/fileIO\\.cc:[0-9]+";
+TEST_F(FileIO, ProgrammingErrorsEndTheProcess) {
+  const char *const assertion = "ASSERT lib/file/fileIO\\.cc:[0-9]+\n";
+  const char *const missing = "NOT_IMPLEMENTED lib/file/fileIO\\.cc:[0-9]+\n";
   char byte = 0;
-  EXPECT_EXIT(FileIO_Invalidate(nullptr), panic, assertion);
-  EXPECT_EXIT(FileIO_Open(nullptr, "/", FILEIO_ACCESS_READ, FILEIO_OPEN), panic, assertion);
-  EXPECT_EXIT(FileIO_Close(nullptr), panic, assertion);
-  EXPECT_EXIT(FileIO_Read(&file, &byte, 0x80000000, nullptr), panic, missing);
-  EXPECT_EXIT(FileIO_Write(&file, &byte, 0x80000000, nullptr), panic, missing);
-  EXPECT_EXIT(FileIO_ErrorEnglish(FILEIO_NOT_IMPLEMENTED), panic, missing);
-  EXPECT_EXIT(FileIO_MsgError(static_cast<FileIOResult>(13)), panic,
-              "FileIO_MsgError was passed bad code 13\n(.|\n)*ASSERT lib/file/fileIO\\.cc:[0-9]+");
+  EXPECT_EXIT(FileIO_Invalidate(nullptr), kPanic, assertion);
+  EXPECT_EXIT(FileIO_IsValid(nullptr), kPanic, assertion);
+  EXPECT_EXIT(FileIO_Open(nullptr, "/", FILEIO_ACCESS_READ, FILEIO_OPEN), kPanic, assertion);
+  EXPECT_EXIT(FileIO_Create(nullptr, nullptr, FILEIO_ACCESS_READ, FILEIO_OPEN, 0), kPanic, assertion);
+  EXPECT_EXIT(FileIO_Close(nullptr), kPanic, assertion);
+  EXPECT_EXIT(FileIO_Read(nullptr, &byte, 1, nullptr), kPanic, assertion);
+  EXPECT_EXIT(FileIO_Write(nullptr, &byte, 1, nullptr), kPanic, assertion);
+  EXPECT_EXIT(FileIO_Seek(nullptr, 0, FILEIO_SEEK_BEGIN), kPanic, assertion);
+  EXPECT_EXIT(FileIO_AttachDescriptor(nullptr, 0, O_RDONLY), kPanic, assertion);
+  EXPECT_EXIT(FileIO_DescriptorToStream(nullptr, false), kPanic, assertion);
+  EXPECT_EXIT(FileIO_Lock(nullptr, 0), kPanic, assertion);
+  EXPECT_EXIT(FileIO_Unlock(nullptr), kPanic, assertion);
+  EXPECT_EXIT(FileIO_GetFlags(nullptr), kPanic, assertion);
+  EXPECT_EXIT(FileIO_Filename(nullptr), kPanic, assertion);
+  EXPECT_EXIT(FileIO_PrivilegedPosixOpen("/t/new", O_WRONLY | O_CREAT), kPanic, assertion);
+  EXPECT_EXIT(FileIO_PrivilegedPosixOpen("/t/file", O_WRONLY | O_TRUNC), kPanic, assertion);
+  EXPECT_EXIT(FileIO_Read(&file_, &byte, 0x80000000, nullptr), kPanic, missing);
+  EXPECT_EXIT(FileIO_Write(&file_, &byte, 0x80000000, nullptr), kPanic, missing);
+  EXPECT_EXIT(FileIO_ErrorEnglish(FILEIO_NOT_IMPLEMENTED), kPanic, missing);
+  EXPECT_EXIT(FileIO_MsgError(FILEIO_NOT_IMPLEMENTED), kPanic, missing);
+  EXPECT_EXIT(FileIO_MsgError(static_cast<FileIOResult>(13)), kPanic,
+              "FileIO_MsgError was passed bad code 13\n(.|\n)*ASSERT lib/file/fileIO\\.cc:[0-9]+\n");
   FileIODescriptor open{0, 0, nullptr, nullptr};
-  EXPECT_EXIT(FileIO_Open(&open, "/", FILEIO_ACCESS_READ, FILEIO_OPEN), panic, assertion);
+  EXPECT_EXIT(FileIO_Open(&open, "/", FILEIO_ACCESS_READ, FILEIO_OPEN), kPanic, assertion);
   FileIODescriptor locked{-1, 0, nullptr, &byte};
-  EXPECT_EXIT(FileIO_Open(&locked, "/", FILEIO_ACCESS_READ, FILEIO_OPEN), panic, assertion);
+  EXPECT_EXIT(FileIO_Open(&locked, "/", FILEIO_ACCESS_READ, FILEIO_OPEN), kPanic, assertion);
+  EXPECT_EXIT(FileIO_Lock(&locked, FILEIO_ACCESS_LOCK), kPanic, assertion);
+  EXPECT_EQ(testhost::ReadFile("/t/file"), "content");
+  EXPECT_FALSE(std::filesystem::exists("/t/new"));
 }
 
 }  // namespace

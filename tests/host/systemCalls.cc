@@ -122,6 +122,7 @@ struct SystemCalls::Told {
   std::atomic<size_t> answerCount;
   int numbers[kMostNumbers];
   std::atomic<size_t> counts[kMostNumbers];
+  std::array<uint64_t, 6> arguments[kMostNumbers];
   size_t numberCount;
 
   [[nodiscard]] size_t IndexOf(int number) const {
@@ -151,7 +152,9 @@ struct SystemCalls::Told {
 namespace {
 
 void AnswerCall(SystemCalls::Told *told, const seccomp_notif &call, seccomp_notif_resp *response) {
-  told->counts[told->IndexOf(call.data.nr)]++;
+  const size_t index = told->IndexOf(call.data.nr);
+  std::copy(std::begin(call.data.args), std::end(call.data.args), told->arguments[index].begin());
+  told->counts[index]++;
   const Answer *answer = told->AnswerTo(call.data);
   if (answer == nullptr) {
     response->flags = SECCOMP_USER_NOTIF_FLAG_CONTINUE;
@@ -288,6 +291,10 @@ void SystemCalls::Clear() {
 
 size_t SystemCalls::Count(int number) const {
   return told_->counts[told_->IndexOf(number)];
+}
+
+std::array<uint64_t, 6> SystemCalls::LastArguments(int number) const {
+  return told_->arguments[told_->IndexOf(number)];
 }
 
 }  // namespace testhost

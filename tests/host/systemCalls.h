@@ -15,6 +15,7 @@
 
 #include <sys/types.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
@@ -73,6 +74,8 @@ class SystemCalls {
 
   // How often a call was made since this began.
   [[nodiscard]] size_t Count(int number) const;
+  // What it was given when it was made last.
+  [[nodiscard]] std::array<uint64_t, 6> LastArguments(int number) const;
 
   struct Told;
 

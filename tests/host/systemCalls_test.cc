@@ -163,6 +163,15 @@ TEST(SystemCalls, ReachProcessesAndThreadsThatAreStartedLater) {
   EXPECT_EQ(output, "nfs\n");
 }
 
+TEST(SystemCalls, ShowWhatACallWasGiven) {
+  const SystemCalls calls({SYS_lseek});
+  EXPECT_EQ(syscall(SYS_lseek, -1, 0x123456789, 2), -1);
+  EXPECT_EQ(calls.LastArguments(SYS_lseek)[1], 0x123456789U);
+  EXPECT_EQ(syscall(SYS_lseek, -1, 5, 1), -1);
+  EXPECT_EQ(calls.LastArguments(SYS_lseek)[1], 5U);
+  EXPECT_EQ(calls.LastArguments(SYS_lseek)[2], 1U);
+}
+
 TEST(SystemCalls, AreTheKernelsAgainInTheEnd) {
   {
     SystemCalls calls({SYS_access});
