@@ -199,6 +199,28 @@ TEST(RandomCrypto, LogsADeviceThatCannotBeClosed) {
   EXPECT_NE(LogText().find("| Random_Crypto: Failed to close: 5\n"), std::string::npos);
 }
 
+// By plain arithmetic.
+TEST(RandomMinimalStandard, IsTheSequencesNextNumber) {
+  constexpr uint64_t kModulus = 0x7fffffff;
+  for (const uint32_t start : {1U, 2U, 4711U, 0x7ffffffeU}) {
+    uint32_t x = start;
+    for (int i = 0; i < 100000; i++) {
+      const auto expected = static_cast<uint32_t>(uint64_t{x} * 16807 % kModulus);
+      x = Random_MinimalStandard(x);
+      ASSERT_EQ(x, expected) << i;
+    }
+  }
+}
+
+TEST(RandomMinimalStandard, NumbersOutsideTheSequenceGiveOnesBelowTwoToThe31) {
+  EXPECT_EQ(Random_MinimalStandard(0), 1U);
+  EXPECT_EQ(Random_MinimalStandard(0x7fffffff), 0x7fffffffU);
+  for (uint64_t x = 0x80000000; x <= 0xffffffff; x += 65521) {
+    const uint32_t next = Random_MinimalStandard(static_cast<uint32_t>(x));
+    ASSERT_TRUE(next > 0 && next <= 0x7fffffff) << x;
+  }
+}
+
 TEST(RandomCrypto, LogsADeviceThatGivesTooLittle) {
   testhost::Host host;
   EnterWithLog(&host);

@@ -1,0 +1,100 @@
+// Facts that are found once for all threads, and the clock that all of them share.
+
+#include <dirent.h>
+#include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <barrier>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "hostinfoPosix.h"
+#include "hostinfoTime.h"
+
+namespace {
+
+// Whether the host's clock is set back now and then.
+std::atomic<bool> unsteady;
+std::atomic<int64_t> asked;
+
+}  // namespace
+
+// A stand-in for the C library's, since the host's clock is everybody's.
+extern "C" int gettimeofday(timeval *time, void * /*zone*/) noexcept {
+  const auto result = static_cast<int>(syscall(SYS_gettimeofday, time, nullptr));
+  if (unsteady) {
+    const int64_t count = asked++;
+    time->tv_sec -= count % 7 == 0 ? 3600 : count % 100;
+  }
+  return result;
+}
+
+namespace {
+
+constexpr size_t kThreads = 8;
+
+template <typename Function>
+void OnEightThreads(Function function) {
+  std::barrier start(kThreads);
+  std::vector<std::thread> threads;
+  threads.reserve(kThreads);
+  for (size_t thread = 0; thread < kThreads; thread++) {
+    threads.emplace_back([&start, &function, thread] {
+      start.arrive_and_wait();
+      function(thread);
+    });
+  }
+  for (std::thread &thread : threads) {
+    thread.join();
+  }
+}
+
+TEST(HostinfoThreads, AllGetTheNameOfTheFirst) {
+  std::array<const char *, kThreads> names{};
+  OnEightThreads([&](size_t thread) { names.at(thread) = Hostinfo_NameGet(); });
+  ASSERT_NE(names[0], nullptr);
+  EXPECT_STRNE(names[0], "");
+  for (const char *name : names) {
+    EXPECT_EQ(name, names[0]);
+  }
+}
+
+TEST(HostinfoThreads, AllReadTheUpTimeFromOneDescriptor) {
+  std::array<uint64_t, kThreads> times{};
+  OnEightThreads([&](size_t thread) { times.at(thread) = Hostinfo_SystemUpTime(); });
+  for (const uint64_t time : times) {
+    EXPECT_NEAR(static_cast<double>(time), static_cast<double>(times[0]), 60e6);
+  }
+  size_t descriptors = 0;
+  for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code gone;
+    descriptors += std::filesystem::read_symlink(entry.path(), gone) == "/proc/uptime" ? 1 : 0;
+  }
+  EXPECT_EQ(descriptors, 1U);
+}
+
+// What one thread has read, no other reads an earlier time than behind it.
+TEST(HostinfoThreads, TheTimerGoesBackwardForNone) {
+  unsteady = true;
+  std::atomic<int64_t> latest = 0;
+  std::atomic<int> wrong = 0;
+  OnEightThreads([&](size_t /*thread*/) {
+    for (int i = 0; i < 5000; i++) {
+      int64_t before = latest;
+      const int64_t now = Hostinfo_SystemTimerUS();
+      wrong += now < before ? 1 : 0;
+      while (before < now && !latest.compare_exchange_weak(before, now)) {
+      }
+    }
+  });
+  EXPECT_EQ(wrong, 0);
+  EXPECT_GE(asked, 5000 * static_cast<int64_t>(kThreads));
+}
+
+}  // namespace
