@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <clocale>
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
@@ -127,8 +128,14 @@ bool HashTableHasTag(uint64_t tags, uint64_t tag) {
   return ((differences - kEachByte) & ~differences & (kEachByte << 7)) != 0;
 }
 
+// strcasecmp() of the same locale as LowerCase.
+int HashTableCaselessCompare(const char *a, const char *b) {
+  static const locale_t cLocale = newlocale(LC_ALL_MASK, "C", nullptr);
+  return strcasecmp_l(a, b, cLocale);
+}
+
 bool HashTableTextsEqual(const HashTable *table, const void *a, const void *b) {
-  const auto compare = table->keyType == HASH_STRING_KEY ? strcmp : strcasecmp;
+  const auto compare = table->keyType == HASH_STRING_KEY ? strcmp : HashTableCaselessCompare;
   return compare(static_cast<const char *>(a), static_cast<const char *>(b)) == 0;
 }
 

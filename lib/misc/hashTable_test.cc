@@ -215,6 +215,19 @@ TEST(HashTable, AKeyStaysWhereItIsWhenTheLocaleChanges) {
                                 nullptr));
 }
 
+// Turkish has an "i" without a dot, whose capital is the plain "I".
+TEST(HashTable, KeysThatDifferInCaseAreOneInAnyLocale) {
+  testhost::Host host;
+  host.Enter();
+  ASSERT_EQ(system("localedef -i tr_TR -f UTF-8 /usr/lib/locale/tr_TR"), 0);
+  ASSERT_NE(setlocale(LC_ALL, "tr_TR"), nullptr);
+  ASSERT_NE(tolower('I'), 'i');
+  const OwnedTable table(HashTable_Alloc(1024, HASH_ISTRING_KEY, nullptr));
+  EXPECT_TRUE(HashTable_Insert(table.get(), "ISO-8859-9", Value(1)));
+  EXPECT_FALSE(HashTable_Insert(table.get(), "iso-8859-9", Value(2)));
+  EXPECT_EQ(Find(table.get(), "Iso-8859-9"), Value(1));
+}
+
 TEST(HashTable, IntegerKeysUseAll64Bits) {
   const OwnedTable table(HashTable_Alloc(8, HASH_INT_KEY, nullptr));
   const std::vector<uintptr_t> keys = {0, 1, 0x100000000, 0x100000001, UINTPTR_MAX};
