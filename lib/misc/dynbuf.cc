@@ -75,8 +75,7 @@ bool DynBuf_Realloc(DynBuf *buf, size_t newSize) {
 }
 
 bool DynBuf_Enlarge(DynBuf *buf, size_t minSize) {
-  const size_t newSize = std::max(DynBufNextSize(buf->allocated), minSize);
-  return newSize >= buf->allocated && DynBuf_Realloc(buf, newSize);
+  return DynBuf_Realloc(buf, std::max(DynBufNextSize(buf->allocated), minSize));
 }
 
 bool DynBuf_Trim(DynBuf *buf) {

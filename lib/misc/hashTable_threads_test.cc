@@ -4,6 +4,7 @@
 
 #include <array>
 #include <atomic>
+#include <latch>
 #include <string>
 #include <thread>
 #include <vector>
@@ -14,12 +15,17 @@ namespace {
 
 constexpr int kThreads = 8;
 
+// They begin together, so that they meet.
 template <typename Function>
 void OnEightThreads(Function function) {
+  std::latch start(kThreads);
   std::vector<std::thread> threads;
   threads.reserve(kThreads);
   for (int thread = 0; thread < kThreads; thread++) {
-    threads.emplace_back(function, thread);
+    threads.emplace_back([&, thread] {
+      start.arrive_and_wait();
+      function(thread);
+    });
   }
   for (std::thread &thread : threads) {
     thread.join();
@@ -141,6 +147,32 @@ TEST(AtomicHashTable, ReplaceOrInsertFreesEachReplacedValueOnce) {
   });
   EXPECT_EQ(created, 1);
   EXPECT_EQ(freed, kThreads * static_cast<int>(kValues) - 1);
+  const Record *last = Find(table, "k");
+  for (const auto &own : records) {
+    for (const Record &record : own) {
+      EXPECT_EQ(record.writer, &record == last ? 0 : 1);
+    }
+  }
+}
+
+TEST(AtomicHashTable, ReplaceIfEqualFreesEachReplacedValueOnce) {
+  static HashTable *table = HashTable_Alloc(1, HASH_STRING_KEY | HASH_FLAG_ATOMIC,
+                                            [](void *value) { static_cast<Record *>(value)->writer++; });
+  Record first;
+  HashTable_Insert(table, "k", &first);
+  std::array<std::vector<Record>, kThreads> records;
+  OnEightThreads([&](int thread) {
+    auto &own = records.at(static_cast<size_t>(thread));
+    own.resize(1000);
+    for (Record &record : own) {
+      record = {1, 0};
+      void *old = nullptr;
+      do {
+        HashTable_Lookup(table, "k", &old);
+      } while (!HashTable_ReplaceIfEqual(table, "k", old, &record));
+    }
+  });
+  EXPECT_EQ(first.writer, 1);
   const Record *last = Find(table, "k");
   for (const auto &own : records) {
     for (const Record &record : own) {

@@ -60,11 +60,7 @@ class LineBuffer {
       errno = E2BIG;
       return false;
     }
-    if (!Grow()) {
-      errno = ENOMEM;
-      return false;
-    }
-    return true;
+    return Grow();
   }
 
   void Put(int c) { data_[size_++] = static_cast<char>(c); }

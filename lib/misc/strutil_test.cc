@@ -3,10 +3,12 @@
 #include <gmock/gmock-matchers.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "allocations.h"
@@ -90,6 +92,23 @@ TEST(StrToInt64, FitsIn64Bits) {
   EXPECT_EQ(value, INT64_MIN);
   EXPECT_FALSE(StrUtil_StrToInt64(&value, "9223372036854775808"));
   EXPECT_FALSE(StrUtil_StrToInt64(&value, "1k"));
+}
+
+// What an earlier call left in errno says nothing of these.
+TEST(StrToInt, ReadsANumberWhateverErrnoWas) {
+  int32_t value = 0;
+  uint32_t natural = 0;
+  int64_t wide = 0;
+  uint64_t sectors = 0;
+  errno = ERANGE;
+  EXPECT_TRUE(StrUtil_StrToInt(&value, "1"));
+  errno = ERANGE;
+  EXPECT_TRUE(StrUtil_StrToUint(&natural, "2"));
+  errno = ERANGE;
+  EXPECT_TRUE(StrUtil_StrToInt64(&wide, "3"));
+  errno = ERANGE;
+  EXPECT_TRUE(StrUtil_CapacityToSectors(&sectors, "4S", 1));
+  EXPECT_EQ(std::tuple(value, natural, wide, sectors), std::tuple(1, 2U, 3, 4U));
 }
 
 TEST(StartsWith, ComparesTheBeginning) {

@@ -18,6 +18,9 @@ constexpr size_t kRowCount = 99;
 constexpr std::array kAppendNames = {"product", "version", "lang"};
 
 constexpr unsigned kAllAppends = (1U << kAppendNames.size()) - 1;
+// From here on the pages are the maker's and no product's, and come in a language alone.
+constexpr int kFirstOfMaker = 91;
+constexpr unsigned kLanguage = 1U << 2;
 
 struct UrlRow {
   int id;
@@ -27,8 +30,8 @@ struct UrlRow {
 
 constexpr std::array<UrlRow, kRowCount> MakeRows() {
   std::array<UrlRow, kRowCount> rows{};
-  for (int i = 0; i < static_cast<int>(kRowCount); i++) {
-    rows[static_cast<size_t>(i)] = {i + 1, kAllAppends, i + 1};
+  for (int id = 1; id <= static_cast<int>(kRowCount); id++) {
+    rows[static_cast<size_t>(id - 1)] = {id, id < kFirstOfMaker ? kAllAppends : kLanguage, id};
   }
   return rows;
 }

@@ -37,6 +37,17 @@ TEST(UrlGet, TakesAppendsThatHaveAValue) {
   EXPECT_EQ(Get(7, true), std::string(kInfo) + "7&product=&lang=de");
 }
 
+TEST(UrlGet, TakesTheAppendsOfItsRowAlone) {
+  URL_SetAppend(0, "Tools");
+  URL_SetAppend(1, "1");
+  URL_SetAppend(2, "de");
+  EXPECT_EQ(Get(90, true), std::string(kInfo) + "90&product=Tools&version=1&lang=de");
+  EXPECT_EQ(Get(91, true), std::string(kInfo) + "91&lang=de");
+  // A redirect changes where the row leads, and not what goes with it.
+  URL_SetRedirect(91, 5);
+  EXPECT_EQ(Get(91, true), std::string(kInfo) + "5&lang=de");
+}
+
 TEST(UrlGet, CutsALongValueBehindAWholeCode) {
   const std::string start = std::string(kInfo) + "7&product=";
   URL_SetAppend(0, std::string(1023, 'x').c_str());

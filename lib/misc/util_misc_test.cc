@@ -51,6 +51,20 @@ TEST(UtilSafe, ASizeOfNothingIsNoFailure) {
   free(Util_SafeRealloc(Util_SafeMalloc(8), 0));
 }
 
+TEST(UtilSafe, ASizeOfNothingMayGiveNull) {
+  const std::vector<std::function<void *()>> family = {
+      [] { return Util_SafeMalloc(0); },
+      [] { return Util_SafeRealloc(nullptr, 0); },
+      [] { return Util_SafeCalloc(0, 8); },
+      [] { return Util_SafeCalloc(8, 0); },
+  };
+  for (const auto &allocate : family) {
+    const testhost::AllocationFault fault(0);
+    EXPECT_EQ(allocate(), nullptr);
+    EXPECT_TRUE(fault.Happened());
+  }
+}
+
 TEST(UtilSafeDeathTest, AllocationFailureStopsTheProgram) {
   const auto panics = testing::ExitedWithCode(255);
   const std::string place = "Unrecoverable memory allocation failure at lib/misc/util_misc_test.cc:";
