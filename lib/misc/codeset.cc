@@ -156,8 +156,8 @@ bool CodeSet_Validate(const char *buffer, size_t size, const char *code) {
     return true;
   }
   // Both engines would say the same, but that iconv takes code points above U+10FFFF.
-  if (strcmp(code, "UTF-8") == 0) {
-    return CodeSetUtf_IsUtf8(buffer, size);
+  if (code != nullptr && strcmp(code, "UTF-8") == 0) {
+    return buffer != nullptr && CodeSetUtf_IsUtf8(buffer, size);
   }
   return dontUseIcu ? CodeSetOld_Validate(buffer, size, code) : IcuValidate(buffer, size, code);
 }

@@ -52,37 +52,31 @@ int IconvStep(iconv_t iconvHandle, char **bufIn, size_t *sizeIn, DynBuf *dynBuf)
   return error;
 }
 
-bool Grow(DynBuf *dynBuf) {
-  return DynBuf_Enlarge(dynBuf, dynBuf->size + kCodeSetTerminator);
-}
-
-// Converts all of the text. With flags, an invalid sequence ends it.
-bool IconvText(iconv_t iconvHandle, const char *bufIn, size_t sizeIn, unsigned flags, DynBuf *dynBuf) {
-  if (!CodeSetUtf_Reserve(dynBuf, CodeSetUtf_LikelySize(sizeIn))) {
-    return false;
-  }
+// Converts the text and what its encoding holds back until the end, from the beginning on, into the room that
+// there is. With flags, an invalid sequence ends the text. Returns 0 or an errno value.
+int IconvFromBeginning(iconv_t iconvHandle, const char *bufIn, size_t sizeIn, unsigned flags,
+                       DynBuf *dynBuf) {
   auto *rest = const_cast<char *>(bufIn);
-  while (true) {
-    const size_t before = dynBuf->size;
-    const int error = IconvStep(iconvHandle, &rest, &sizeIn, dynBuf);
-    if (sizeIn == 0) {
-      return true;
-    }
-    if (dynBuf->size == before && error != E2BIG) {
-      return flags != CODESET_STOP && error == EILSEQ;
-    }
-    if (!Grow(dynBuf)) {
-      return false;
-    }
-  }
+  iconv(iconvHandle, nullptr, nullptr, nullptr, nullptr);
+  const int error = IconvStep(iconvHandle, &rest, &sizeIn, dynBuf);
+  const bool isEnd = error == 0 || (flags != CODESET_STOP && error == EILSEQ);
+  return isEnd ? IconvStep(iconvHandle, nullptr, nullptr, dynBuf) : error;
 }
 
-// Writes what an encoding with states holds back until its end.
-bool IconvEnd(iconv_t iconvHandle, DynBuf *dynBuf) {
+// Converts all of the text. More room means a new beginning: where a character becomes two, glibc can repeat
+// the first of them without end when it goes on in new room.
+bool IconvText(iconv_t iconvHandle, const char *bufIn, size_t sizeIn, unsigned flags, DynBuf *dynBuf) {
+  const size_t before = dynBuf->size;
+  size_t room = CodeSetUtf_LikelySize(sizeIn);
   int error = 0;
   do {
-    error = IconvStep(iconvHandle, nullptr, nullptr, dynBuf);
-  } while (error == E2BIG && Grow(dynBuf));
+    dynBuf->size = before;
+    if (!CodeSetUtf_Reserve(dynBuf, room)) {
+      return false;
+    }
+    error = IconvFromBeginning(iconvHandle, bufIn, sizeIn, flags, dynBuf);
+    room *= 4;
+  } while (error == E2BIG);
   return error == 0;
 }
 
@@ -93,8 +87,7 @@ bool IconvConvert(const char *codeIn, const char *bufIn, size_t sizeIn, const ch
   if (iconvHandle == NoIconv()) {
     return false;
   }
-  const bool converted =
-      IconvText(iconvHandle, bufIn, sizeIn, flags, dynBuf) && IconvEnd(iconvHandle, dynBuf);
+  const bool converted = IconvText(iconvHandle, bufIn, sizeIn, flags, dynBuf);
   const bool closed = iconv_close(iconvHandle) == 0;
   return converted && closed;
 }
@@ -121,7 +114,7 @@ bool CopyAscii(const char *bufIn, size_t sizeIn, unsigned flags, const BeyondAsc
   }
   const size_t before = dynBuf->size;
   const std::string_view substitute = flags == CODESET_SUBSTITUTE ? beyond.substitute : "";
-  std::string_view rest(bufIn, sizeIn);
+  std::string_view rest(bufIn, bufIn != nullptr ? sizeIn : 0);
   while (!rest.empty()) {
     const size_t ascii = CodeSetUtf_AsciiLength(rest.data(), rest.size());
     bool ok = DynBuf_Append(dynBuf, rest.data(), ascii);
@@ -192,6 +185,9 @@ bool CodeSetOld_GenericToGenericDb(const char *codeIn, const char *bufIn, size_t
   const Result result = CodeSetUtf_Convert(codeIn, bufIn, sizeIn, codeOut, dynBuf);
   if (result == Result::kDone || result == Result::kNoMemory) {
     return result == Result::kDone;
+  }
+  if (bufIn == nullptr && sizeIn != 0) {
+    return false;
   }
   const size_t before = dynBuf->size;
   const bool converted = IconvConvert(codeIn, bufIn, sizeIn, codeOut, flags, dynBuf);

@@ -501,6 +501,9 @@ const char *SkipCharacters(const char *at, const char *stop, const char *end) {
 
 template <typename From>
 Result Append(const char *text, size_t size, DynBuf *buf) {
+  if (text == nullptr) {
+    size = 0;
+  }
   if (size % From::kUnitSize != 0) {
     return Result::kMalformed;
   }
@@ -525,6 +528,9 @@ Result CopyUtf8(const char *text, size_t size, DynBuf *buf) {
 
 template <typename From>
 bool ConvertToNew(const char *text, size_t size, char **bufOut, size_t *sizeOut) {
+  if (text == nullptr) {
+    size = 0;
+  }
   const size_t whole = size - size % From::kUnitSize;
   const size_t needed = From::TargetSize(text, whole);
   OwnedString block(static_cast<char *>(malloc(needed + kCodeSetTerminator)));
@@ -605,7 +611,7 @@ bool CodeSetUtf_Utf16beToUtf8(const char *text, size_t size, char **bufOut, size
 
 Result CodeSetUtf_Convert(const char *codeIn, const char *text, size_t size, const char *codeOut,
                           DynBuf *buf) {
-  if (text == nullptr) {
+  if (codeIn == nullptr || text == nullptr || codeOut == nullptr) {
     return Result::kOther;
   }
   if (strcmp(codeIn, "UTF-16LE") == 0 && strcmp(codeOut, "UTF-8") == 0) {

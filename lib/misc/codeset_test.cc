@@ -337,6 +337,25 @@ TEST_P(CodeSetGeneric, GivesNothingForNothing) {
             "");
 }
 
+// As ICU itself takes them; iconv has nothing to take them for.
+TEST_P(CodeSetGeneric, TakesNullForNoTextAndNoNameForIcusDefault) {
+  const auto generic = [](const char *from, const char *text, const char *to, unsigned flags) {
+    return Take([&](char **out, size_t *size) {
+      return CodeSet_GenericToGeneric(from, text, 64, to, flags, out, size);
+    });
+  };
+  for (const unsigned flags : {CODESET_STOP, CODESET_SUBSTITUTE}) {
+    EXPECT_EQ(generic("ISO-8859-1", nullptr, "UTF-8", flags), IsIcu() ? Text("") : std::nullopt);
+    EXPECT_EQ(generic("UTF-8", nullptr, "UTF-16LE", flags), IsIcu() ? Text("") : std::nullopt);
+  }
+  if (IsIcu()) {
+    const std::string text(64, 'a');
+    EXPECT_EQ(generic(nullptr, text.data(), "UTF-8", CODESET_STOP), text);
+    EXPECT_EQ(generic("UTF-8", text.data(), nullptr, CODESET_STOP), text);
+    EXPECT_TRUE(CodeSet_Validate("a", 1, nullptr));
+  }
+}
+
 TEST_P(CodeSetGeneric, RefusesEncodingsThatTheEngineLacks) {
   EXPECT_EQ(Generic("no-such-encoding", "a", "UTF-8"), std::nullopt);
   EXPECT_EQ(Generic("UTF-8", "a", "no-such-encoding"), std::nullopt);
@@ -405,6 +424,22 @@ TEST_P(CodeSetGeneric, StopsTheProgramAtUnknownFlags) {
   EXPECT_EXIT(ascii(CodeSet_AsciiToUtf8), testing::ExitedWithCode(255), stops);
 }
 
+// Of a character that is two in Unicode, glibc repeats the first without end when it goes on behind room that
+// ended there.
+TEST(CodeSetIconv, GivesTheSameWhereverTheRoomEnds) {
+  Use(Engine::kIconv);
+  for (const char *code : {"EUC-JISX0213", "SHIFT_JISX0213", "ISO-2022-JP-3", "BIG5-HKSCS"}) {
+    const Text two = Generic("UTF-8", code == "BIG5-HKSCS"s ? "\u00CA\u0304" : "\u304B\u309A", code);
+    ASSERT_TRUE(two.has_value()) << code;
+    for (const char *to : {"UTF-32LE", "UTF-32", "UTF-16"}) {
+      for (size_t i = 0; i < 100; i++) {
+        const std::string text = std::string(i, 'a') + *two + std::string(i % 7, 'b');
+        ASSERT_EQ(Generic(code, text, to), (*NewPeer(Engine::kIconv, code, to))(text)) << code << to << i;
+      }
+    }
+  }
+}
+
 // As much text as ICU counts, and more; the pages are never touched.
 TEST_P(CodeSetGeneric, RefusesMoreThanIcuCanCount) {
   const size_t size = size_t{INT_MAX} + 2;
@@ -447,6 +482,14 @@ TEST_P(CodeSetGeneric, ValidatesTextByTheEngine) {
   EXPECT_TRUE(Validate("\x93\xFA", "Shift_JIS"));
   EXPECT_FALSE(Validate("\x93", "Shift_JIS"));
   EXPECT_TRUE(Validate("\xE9\xFF", "ISO-8859-1"));
+}
+
+TEST_P(CodeSetGeneric, ValidatesNoNull) {
+  for (const char *code : {"UTF-8", "UTF-16LE", "ISO-8859-1"}) {
+    EXPECT_TRUE(CodeSet_Validate(nullptr, 0, code));
+    EXPECT_FALSE(CodeSet_Validate(nullptr, 1, code)) << code;
+    EXPECT_FALSE(CodeSet_Validate(nullptr, 64, code)) << code;
+  }
 }
 
 // ICU measures nothing for a mark of byte order alone, and takes that for a failure.
@@ -592,6 +635,31 @@ TEST_P(CodeSetGeneric, FixedConversionsTakeNothing) {
   EXPECT_EQ(Convert(CodeSet_Utf16beToUtf8, ""), "");
   EXPECT_EQ(Convert(CodeSet_Utf16leToUtf8, "a"), std::nullopt);
   EXPECT_EQ(Convert(CodeSet_Utf16beToUtf8, "a"), std::nullopt);
+}
+
+TEST_P(CodeSetGeneric, FixedConversionsTakeNullForNothing) {
+  const Converter converters[] = {
+      CodeSet_Utf8ToUtf16le,
+      CodeSet_Utf16leToUtf8,
+      CodeSet_Utf16beToUtf8,
+      [](const char *in, size_t size, char **out, size_t *sizeOut) {
+        return CodeSet_Utf8ToAscii(in, size, CODESET_STOP, out, sizeOut);
+      },
+      [](const char *in, size_t size, char **out, size_t *sizeOut) {
+        return CodeSet_AsciiToUtf8(in, size, CODESET_SKIP, out, sizeOut);
+      },
+  };
+  for (const Converter converter : converters) {
+    for (const size_t size : {0, 1, 64}) {
+      EXPECT_EQ(Take([&](char **out, size_t *sizeOut) { return converter(nullptr, size, out, sizeOut); }),
+                "");
+    }
+  }
+  DynBuf buffer;
+  DynBuf_Init(&buffer);
+  EXPECT_TRUE(CodeSet_Utf16leToUtf8Db(nullptr, 64, &buffer));
+  EXPECT_EQ(buffer.size, 0U);
+  DynBuf_Destroy(&buffer);
 }
 
 }  // namespace

@@ -7,6 +7,9 @@
 // `bufOut` with four NUL bytes behind it, and at `sizeOut`, when not null, its size in bytes without those
 // four. Each returns whether it worked; when not, `*bufOut` is null and `*sizeOut` 0. A Db form appends to a
 // DynBuf, with nothing behind it.
+//
+// Null is an empty text, whatever its size. Only CodeSet_Validate, and under iconv the generic conversions
+// and those of the current code set, fail on null with a size.
 #ifndef OST_PUBLIC_CODESET_H
 #define OST_PUBLIC_CODESET_H
 
