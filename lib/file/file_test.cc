@@ -1,520 +1,349 @@
 #include "file.h"
 
 #include <fcntl.h>
-#include <grp.h>
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <chrono>
-#include <cstdlib>
-#include <filesystem>
+#include <cstdint>
+#include <ctime>
 #include <string>
-#include <thread>
-#include <vector>
 
-#include "log.h"
-#include "msg.h"
-#include "owned.h"
+#include "fileInt.h"
+#include "fileTestInt.h"
 #include "testhost.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 
-class File : public ::testing::Test {
- protected:
-  void SetUp() override {
-    testhost::Host host;
-    host.Directory("/t").Directory("/t/dir").Directory("/t/small").File("/t/file", "content");
-    Describe(host);
-    host.Enter();
-    umask(022);
-    ASSERT_TRUE(Log_Init(nullptr, "setup.log.filename", "setup"));
-    unsetenv("TMPDIR");
-  }
-  virtual void Describe(testhost::Host &) {}
+class File : public FileHost {};
+class FileLatin1 : public FileHostLatin1 {};
+class FileAscii : public FileHostAscii {};
 
-  static std::string LogText() { return testhost::ReadFile(Log_GetFileName()); }
-  // What is pending, by way of the log.
-  static std::string Messages() {
-    Msg_Reset(true);
-    return LogText();
-  }
-};
-
-constexpr uid_t kUser = 1234;
-
-class FileUser : public File {
- protected:
+class FileUser : public FileHost {
   void Describe(testhost::Host &host) override {
-    host.Directory("/t/locked", 0700)
-        .File("/t/locked/file", "content")
-        .File("/t/secret", "content", 0600)
-        .Directory("/t/open", 0777)
-        .Directory("/t/writeonly", 0772)
-        .User(kUser);
+    host.File("/t/locked/file", "content").Directory("/t/locked", 0700).User(kUser);
   }
 };
 
-// The same with what an ordinary user is looked at by set up first, as root.
-class FileGroup : public File {
- protected:
-  static void BecomeMemberOf(const std::vector<gid_t> &groups) {
-    ASSERT_EQ(setgroups(groups.size(), groups.data()), 0);
-    ASSERT_EQ(setresgid(kUser, kUser, kUser), 0);
-    ASSERT_EQ(setresuid(kUser, kUser, kUser), 0);
-  }
-};
-
-bool IsThere(const char *path) {
-  return fs::exists(fs::symlink_status(path));
-}
-
-std::string TmpDir() {
-  const OwnedString directory(File_GetTmpDir(false));
-  return directory == nullptr ? "none" : directory.get();
+mode_t ModeOf(const char *path) {
+  struct stat data;
+  return stat(path, &data) == 0 ? data.st_mode & 07777 : 0;
 }
 
 TEST_F(File, TestsTellKindsApart) {
   ASSERT_EQ(mkfifo("/t/fifo", 0600), 0);
+  ASSERT_EQ(mknod("/t/block", S_IFBLK | 0600, makedev(7, 0)), 0);
   ASSERT_EQ(symlink("dir", "/t/link"), 0);
+  ASSERT_EQ(symlink("/dev/null", "/t/toDevice"), 0);
   ASSERT_EQ(symlink("missing", "/t/dangling"), 0);
+  ASSERT_EQ(symlink("loop", "/t/loop"), 0);
   const struct {
     const char *path;
-    bool exists, isFile, isDirectory;
+    bool exists, isFile, isDirectory, isCharDevice, isSymLink;
   } rows[] = {
-      {"/t/file", true, true, false},       {"/t/dir", true, false, true},
-      {"/t/link", true, false, true},       {"/t/fifo", true, false, false},
-      {"/dev/null", true, false, false},    {"/t/missing", false, false, false},
-      {"/t/dangling", false, false, false}, {"", false, false, false},
-      {nullptr, false, false, false},
+      {"/t/file", true, true, false, false, false},    {"/t/dir", true, false, true, false, false},
+      {"/t//dir/", true, false, true, false, false},   {"/t/link", true, false, true, false, true},
+      {"/t/link/", true, false, true, false, false},   {"/t/fifo", true, false, false, false, false},
+      {"/t/block", true, false, false, false, false},  {"/dev/null", true, false, false, true, false},
+      {"/t/toDevice", true, false, false, true, true}, {"/t/missing", false, false, false, false, false},
+      {"/t/file/", false, false, false, false, false}, {"/t/dangling", false, false, false, false, true},
+      {"/t/loop", false, false, false, false, true},   {"", false, false, false, false, false},
+      {nullptr, false, false, false, false, false},
   };
   for (const auto &row : rows) {
     EXPECT_EQ(File_Exists(row.path), row.exists) << row.path;
     EXPECT_EQ(File_IsFile(row.path), row.isFile) << row.path;
     EXPECT_EQ(File_IsDirectory(row.path), row.isDirectory) << row.path;
+    EXPECT_EQ(File_IsCharDevice(row.path), row.isCharDevice) << row.path;
+    EXPECT_EQ(File_IsSymLink(row.path), row.isSymLink) << row.path;
   }
 }
 
-TEST_F(File, ModTimeIsThatOfTheFile) {
-  const timespec times[] = {{1, 0}, {1234567890, 999}};
+TEST_F(File, TestsOfPathsThatAreTooLongAreFalse) {
+  for (const size_t size : {4096, 8192}) {
+    const std::string path = "/t/file" + std::string(size - 7, '/');
+    EXPECT_FALSE(File_Exists(path.c_str()));
+    EXPECT_FALSE(File_IsFile(path.c_str()));
+    EXPECT_EQ(File_GetSize(path.c_str()), -1);
+    EXPECT_EQ(errno, ENAMETOOLONG);
+  }
+  EXPECT_TRUE(File_IsDirectory(("/t/dir" + std::string(4095 - 6, '/')).c_str()));
+}
+
+TEST_F(FileLatin1, TestsConvertTheName) {
+  testhost::WriteFile("/t/caf\xE9", "");
+  EXPECT_TRUE(File_IsFile("/t/caf\u00E9"));
+  EXPECT_FALSE(File_Exists("/t/caf\xE9"));
+}
+
+TEST_F(FileAscii, TestsOfWhatCannotBeExpressedAreFalse) {
+  testhost::WriteFile("/t/caf\u00E9", "");
+  EXPECT_FALSE(File_Exists("/t/caf\u00E9"));
+  EXPECT_FALSE(File_IsFile("/t/caf\u00E9"));
+  EXPECT_EQ(errno, EINVAL);
+}
+
+TEST_F(FileUser, WhatCannotBeReachedIsNotThere) {
+  EXPECT_FALSE(File_Exists("/t/locked/file"));
+  EXPECT_FALSE(File_IsFile("/t/locked/file"));
+  EXPECT_EQ(errno, EACCES);
+  EXPECT_TRUE(File_IsDirectory("/t/locked"));
+}
+
+TEST_F(File, AttributesAreAllThatStatTells) {
+  ASSERT_EQ(chown("/t/file", 12, 34), 0);
+  ASSERT_EQ(chmod("/t/file", 04751), 0);
+  const timespec times[] = {{1000, 5}, {2000, 6}};
   ASSERT_EQ(utimensat(AT_FDCWD, "/t/file", times, 0), 0);
+  struct stat expected;
+  ASSERT_EQ(stat("/t/file", &expected), 0);
+  FileData data;
+  ASSERT_EQ(FileAttributes("/t/file", &data), 0);
+  EXPECT_EQ(data.fileAccessTime, 1000);
+  EXPECT_EQ(data.fileCreationTime, expected.st_ctime);
+  EXPECT_EQ(data.fileModificationTime, 2000);
+  EXPECT_EQ(data.fileSize, 7);
+  EXPECT_EQ(data.fileType, 0);
+  EXPECT_EQ(data.fileMode, 04751U);
+  EXPECT_EQ(data.fileOwner, 12U);
+  EXPECT_EQ(data.fileGroup, 34U);
+}
+
+TEST_F(File, AttributesTellTheType) {
+  ASSERT_EQ(mkfifo("/t/fifo", 0600), 0);
+  ASSERT_EQ(mknod("/t/block", S_IFBLK | 0600, makedev(7, 0)), 0);
+  ASSERT_EQ(symlink("dir", "/t/link"), 0);
+  const struct {
+    const char *path;
+    int type, linkType;
+  } rows[] = {{"/t/file", 0, 0},   {"/t/dir", 1, 1},  {"/t/block", 2, 2},
+              {"/dev/null", 3, 3}, {"/t/link", 1, 4}, {"/t/fifo", 7, 7}};
+  for (const auto &row : rows) {
+    FileData data;
+    ASSERT_EQ(FileAttributes(row.path, &data), 0);
+    EXPECT_EQ(data.fileType, row.type) << row.path;
+    ASSERT_EQ(FileLinkAttributes(row.path, &data), 0);
+    EXPECT_EQ(data.fileType, row.linkType) << row.path;
+  }
+}
+
+TEST_F(File, AttributesOfNothingTellWhy) {
+  FileData data = {};
+  data.fileSize = 99;
+  EXPECT_EQ(FileAttributes("/t/missing", &data), ENOENT);
+  EXPECT_EQ(FileAttributes("/t/file/x", &data), ENOTDIR);
+  EXPECT_EQ(FileAttributes(nullptr, &data), EFAULT);
+  EXPECT_EQ(data.fileSize, 99);
+}
+
+TEST_F(File, SizeIsInBytes) {
+  EXPECT_EQ(File_GetSize("/t/file"), 7);
+  ASSERT_EQ(truncate("/t/file", 5LL << 30), 0);
+  EXPECT_EQ(File_GetSize("/t/file"), 5LL << 30);
+  EXPECT_EQ(File_GetSize("/t/missing"), -1);
+  EXPECT_EQ(errno, ENOENT);
+  EXPECT_EQ(File_GetSize(nullptr), -1);
+}
+
+void SetModTime(const char *path, time_t time) {
+  const timespec times[] = {{1, 0}, {time, 999}};
+  ASSERT_EQ(utimensat(AT_FDCWD, path, times, 0), 0);
+}
+
+TEST_F(File, ModTimeIsThatOfTheFile) {
+  SetModTime("/t/file", 1234567890);
   EXPECT_EQ(File_GetModTime("/t/file"), 1234567890);
   EXPECT_EQ(File_GetModTime("/t/missing"), -1);
   EXPECT_EQ(errno, ENOENT);
 }
 
-TEST_F(File, CreateDirectoryRefusesAnExistingOne) {
-  EXPECT_TRUE(File_CreateDirectory("/t/new"));
-  struct stat data;
-  ASSERT_EQ(stat("/t/new", &data), 0);
-  EXPECT_EQ(data.st_mode & 07777, 0755U);
-  EXPECT_FALSE(File_CreateDirectory("/t/new"));
-  EXPECT_EQ(errno, EEXIST);
-  EXPECT_FALSE(File_CreateDirectory("/t/a/b"));
+void SetTimeZone(const char *zone) {
+  setenv("TZ", zone, 1);
+  tzset();
 }
 
-TEST_F(File, UnlinkRemovesAFile) {
-  EXPECT_EQ(File_Unlink("/t/file"), 0);
-  EXPECT_FALSE(IsThere("/t/file"));
+TEST_F(File, ModTimeInWordsIsOfTheLocalClock) {
+  SetTimeZone("UTC0");
+  SetModTime("/t/file", 1234567890);
+  EXPECT_EQ(Take(File_GetModTimeString("/t/file")), "Fri Feb 13 23:31:30 2009");
+  SetTimeZone("XST-2");
+  EXPECT_EQ(Take(File_GetModTimeString("/t/file")), "Sat Feb 14 01:31:30 2009");
+  SetModTime("/t/file", 0);
+  EXPECT_EQ(Take(File_GetModTimeString("/t/file")), "Thu Jan  1 02:00:00 1970");
 }
 
-TEST_F(File, UnlinkTellsWhy) {
-  EXPECT_EQ(File_Unlink("/t/missing"), -1);
+TEST_F(File, ModTimeThatHasNoWordsIsNull) {
+  EXPECT_EQ(File_GetModTimeString("/t/missing"), nullptr);
+  EXPECT_EQ(File_GetModTimeString(nullptr), nullptr);
+  ASSERT_EQ(mount("none", "/t/small", "tmpfs", 0, "size=64k"), 0);
+  testhost::WriteFile("/t/small/late", "");
+  SetModTime("/t/small/late", 100000000000000000);
+  ASSERT_EQ(File_GetModTime("/t/small/late"), 100000000000000000);
+  EXPECT_EQ(File_GetModTimeString("/t/small/late"), nullptr);
+}
+
+TEST_F(File, PermissionsAreTheModeWithoutTheType) {
+  mode_t mode = 1;
+  ASSERT_EQ(chmod("/t/dir", 03751), 0);
+  EXPECT_TRUE(File_GetFilePermissions("/t/dir", &mode));
+  EXPECT_EQ(mode, 03751U);
+  EXPECT_FALSE(File_GetFilePermissions("/t/missing", &mode));
   EXPECT_EQ(errno, ENOENT);
-  EXPECT_EQ(File_Unlink("/t/dir"), -1);
-  EXPECT_EQ(errno, EISDIR);
-  EXPECT_EQ(File_Unlink(nullptr), -1);
-  EXPECT_EQ(errno, EFAULT);
-  EXPECT_EQ(File_UnlinkIfExists(nullptr), -1);
-  EXPECT_EQ(errno, EFAULT);
-}
-
-TEST_F(File, UnlinkOfALinkRemovesBoth) {
-  ASSERT_EQ(symlink("/t/file", "/t/absolute"), 0);
-  EXPECT_EQ(File_Unlink("/t/absolute"), 0);
-  EXPECT_FALSE(IsThere("/t/file"));
-  EXPECT_FALSE(IsThere("/t/absolute"));
-}
-
-TEST_F(File, UnlinkSeesARelativeTargetFromTheLink) {
-  ASSERT_EQ(chdir("/t/dir"), 0);
-  testhost::WriteFile("/t/dir/file", "of the working directory");
-  ASSERT_EQ(symlink("file", "/t/link"), 0);
-  EXPECT_EQ(File_Unlink("/t/link"), 0);
-  EXPECT_FALSE(IsThere("/t/file"));
-  EXPECT_FALSE(IsThere("/t/link"));
-  EXPECT_TRUE(IsThere("/t/dir/file"));
-  ASSERT_EQ(symlink("file", "link"), 0);
-  EXPECT_EQ(File_Unlink("link"), 0);
-  EXPECT_FALSE(IsThere("/t/dir/file"));
-}
-
-TEST_F(File, UnlinkOfADanglingLinkRemovesTheLink) {
-  ASSERT_EQ(symlink("missing", "/t/dangling"), 0);
-  EXPECT_EQ(File_Unlink("/t/dangling"), 0);
-  EXPECT_FALSE(IsThere("/t/dangling"));
-  ASSERT_EQ(symlink("missing", "/t/dangling"), 0);
-  EXPECT_EQ(File_UnlinkIfExists("/t/dangling"), 0);
-  EXPECT_FALSE(IsThere("/t/dangling"));
-}
-
-TEST_F(File, UnlinkKeepsALinkWhoseTargetStays) {
-  ASSERT_EQ(symlink("dir", "/t/link"), 0);
-  EXPECT_EQ(File_Unlink("/t/link"), -1);
-  EXPECT_EQ(errno, EISDIR);
-  EXPECT_TRUE(IsThere("/t/link"));
-  EXPECT_TRUE(IsThere("/t/dir"));
-}
-
-TEST_F(File, UnlinkIfExistsAcceptsAMissingFile) {
-  EXPECT_EQ(File_UnlinkIfExists("/t/missing"), 0);
-  EXPECT_EQ(File_UnlinkIfExists("/t/file"), 0);
-  EXPECT_FALSE(IsThere("/t/file"));
-  EXPECT_EQ(File_UnlinkIfExists("/t/dir"), -1);
-}
-
-TEST_F(File, DeleteDirectoryTreeTakesAll) {
-  fs::create_directories("/t/tree/a/b/c");
-  testhost::WriteFile("/t/tree/a/file", "x");
-  testhost::WriteFile("/t/tree/.hidden", "x");
-  ASSERT_EQ(mkfifo("/t/tree/fifo", 0600), 0);
-  ASSERT_EQ(symlink("missing", "/t/tree/dangling"), 0);
-  EXPECT_TRUE(File_DeleteDirectoryTree("/t/tree"));
-  EXPECT_FALSE(IsThere("/t/tree"));
-}
-
-TEST_F(File, DeleteDirectoryTreeCountsNothingAsDone) {
-  EXPECT_TRUE(File_DeleteDirectoryTree("/t/missing"));
-  EXPECT_TRUE(File_DeleteDirectoryTree("/t/file/below"));
-  EXPECT_FALSE(File_DeleteDirectoryTree(nullptr));
-  EXPECT_FALSE(File_DeleteDirectoryTree("/t/file"));
-  EXPECT_TRUE(IsThere("/t/file"));
-}
-
-TEST_F(File, DeleteDirectoryTreeLeavesADirectoryBehindALink) {
-  fs::create_directories("/t/tree");
-  testhost::WriteFile("/t/dir/file", "x");
-  ASSERT_EQ(symlink("/t/dir", "/t/tree/link"), 0);
-  EXPECT_FALSE(File_DeleteDirectoryTree("/t/tree"));
-  EXPECT_TRUE(IsThere("/t/dir/file"));
-}
-
-TEST_F(File, DeleteDirectoryTreeCarriesOnAfterAFailure) {
-  fs::create_directories("/t/tree/mounted");
-  fs::create_directories("/t/tree/x");
-  for (const char *name : {"/t/tree/a", "/t/tree/z", "/t/tree/x/file"}) {
-    testhost::WriteFile(name, "x");
-  }
-  ASSERT_EQ(mount("none", "/t/tree/mounted", "tmpfs", 0, "size=64k"), 0);
-  EXPECT_FALSE(File_DeleteDirectoryTree("/t/tree"));
-  EXPECT_EQ(File_ListDirectory("/t/tree", nullptr), 1);
-  EXPECT_TRUE(IsThere("/t/tree/mounted"));
+  EXPECT_EQ(mode, 03751U);
 }
 
 TEST_F(File, SetFilePermissionsSetsTheMode) {
-  EXPECT_TRUE(File_SetFilePermissions("/t/file", 0751));
-  struct stat data;
-  ASSERT_EQ(stat("/t/file", &data), 0);
-  EXPECT_EQ(data.st_mode & 07777, 0751U);
+  EXPECT_TRUE(File_SetFilePermissions("/t/file", 04751));
+  EXPECT_EQ(ModeOf("/t/file"), 04751U);
 }
 
 TEST_F(File, SetFilePermissionsLogsAFailure) {
   EXPECT_FALSE(File_SetFilePermissions("/t/missing", 0644));
-  EXPECT_NE(LogText().find("FILE: File_SetFilePermissions: failed to change permissions on file "
-                           "\"/t/missing\": No such file or directory\n"),
-            std::string::npos);
-}
-
-TEST_F(File, ListDirectoryGivesAllNamesButTheTwoDots) {
-  for (const char *name : {"/t/dir/b", "/t/dir/.a", "/t/dir/...", "/t/dir/\xc3\xa4"}) {
-    testhost::WriteFile(name, "");
-  }
-  char **names = nullptr;
-  const int count = File_ListDirectory("/t/dir", &names);
-  ASSERT_EQ(count, 4);
-  std::vector<std::string> found(names, names + count);
-  File_FreeNames(names, count);
-  std::sort(found.begin(), found.end());
-  EXPECT_EQ(found, (std::vector<std::string>{"...", ".a", "b", "\xc3\xa4"}));
-  EXPECT_EQ(File_ListDirectory("/t/dir", nullptr), 4);
-}
-
-TEST_F(File, ListDirectoryOfAnEmptyOne) {
-  char **names = nullptr;
-  EXPECT_EQ(File_ListDirectory("/t/small", &names), 0);
-  File_FreeNames(names, 0);
-}
-
-TEST_F(File, ListDirectoryKeepsTheSystemsOrder) {
-  for (int number = 0; number < 50; number++) {
-    testhost::WriteFile("/t/dir/" + std::to_string(number * 7919 % 50), "");
-  }
-  std::vector<std::string> expected;
-  const OwnedDirectory directory(opendir("/t/dir"));
-  while (const dirent *entry = readdir(directory.get())) {
-    if (entry->d_name[0] != '.') {
-      expected.emplace_back(entry->d_name);
-    }
-  }
-  char **names = nullptr;
-  const int count = File_ListDirectory("/t/dir", &names);
-  ASSERT_EQ(count, 50);
-  EXPECT_EQ(std::vector<std::string>(names, names + count), expected);
-  File_FreeNames(names, count);
-}
-
-TEST_F(File, ListDirectoryFails) {
-  EXPECT_EQ(File_ListDirectory("/t/missing", nullptr), -1);
   EXPECT_EQ(errno, ENOENT);
-  EXPECT_EQ(File_ListDirectory("/t/file", nullptr), -1);
-  EXPECT_EQ(errno, ENOTDIR);
-  EXPECT_EQ(File_ListDirectory(nullptr, nullptr), -1);
+  EXPECT_TRUE(
+      HasLogged("| FILE: File_SetFilePermissions: failed to change permissions on file "
+                "\"/t/missing\": No such file or directory\n"));
+  EXPECT_FALSE(File_SetFilePermissions(nullptr, 0644));
   EXPECT_EQ(errno, EFAULT);
 }
 
-// What stands in these files' names is Latin-1.
-class FileLatin1 : public File {
-  void Describe(testhost::Host &host) override {
-    setenv("G_FILENAME_ENCODING", "ISO-8859-1", 1);
-    host.File("/t/dir/caf\xE9", "").SymLink("/t/small/link", "caf\xE9").Directory("/t/\xE9t\xE9");
-  }
-};
-
-TEST_F(FileLatin1, ListedNamesAreConverted) {
-  char **names = nullptr;
-  ASSERT_EQ(File_ListDirectory("/t/dir", &names), 1);
-  EXPECT_STREQ(names[0], "caf\u00E9");
-  File_FreeNames(names, 1);
-  EXPECT_TRUE(File_DeleteDirectoryTree("/t/dir"));
-  EXPECT_FALSE(fs::exists("/t/dir"));
-}
-
-TEST_F(FileLatin1, TheWorkingDirectoryIsConverted) {
-  ASSERT_EQ(chdir("/t/\xE9t\xE9"), 0);
-  const OwnedString full(File_FullPathKeepLink("name"));
-  EXPECT_STREQ(full.get(), "/t/\u00E9t\u00E9/name");
-}
-
-TEST_F(File, NamesThatAreNoTextAreListedAndDeleted) {
-  testhost::WriteFile("/t/dir/caf\xE9", "");
-  char **names = nullptr;
-  ASSERT_EQ(File_ListDirectory("/t/dir", &names), 1);
-  EXPECT_STREQ(names[0], "caf\xE9");
-  File_FreeNames(names, 1);
-  EXPECT_TRUE(File_DeleteDirectoryTree("/t/dir"));
-  EXPECT_FALSE(fs::exists("/t/dir"));
-}
-
-class FileAscii : public File {
-  void Describe(testhost::Host & /*host*/) override { setenv("G_FILENAME_ENCODING", "US-ASCII", 1); }
-};
-
-TEST_F(FileAscii, ANameThatCannotBeConvertedFailsTheListing) {
-  testhost::WriteFile("/t/dir/caf\xE9", "");
-  EXPECT_EQ(File_ListDirectory("/t/dir", nullptr), -1);
-  EXPECT_EQ(errno, EINVAL);
-  EXPECT_FALSE(File_DeleteDirectoryTree("/t/dir"));
-  EXPECT_TRUE(fs::exists("/t/dir/caf\xE9"));
-}
-
-TEST_F(FileAscii, AWorkingDirectoryThatCannotBeConvertedIsUnknown) {
-  fs::create_directory("/t/\xE9t\xE9");
-  ASSERT_EQ(chdir("/t/\xE9t\xE9"), 0);
-  EXPECT_EQ(File_FullPathKeepLink("name"), nullptr);
-  const std::string log = Messages();
-  EXPECT_NE(log.find("FILE: File_Cwd: getcwd() failed: Invalid argument\n"), std::string::npos) << log;
-  EXPECT_NE(log.find("Unable to retrieve the current working directory: Invalid argument. Check if the "
-                     "directory has been deleted or unmounted.\n"),
-            std::string::npos);
-}
-
-TEST_F(File, CopyTakesTheContent) {
-  std::string content;
-  for (int number = 0; number < 20000; number++) {
-    content += static_cast<char>(number * number / 7);
-  }
-  for (const size_t size : {size_t{0}, size_t{1}, size_t{8191}, size_t{8192}, size_t{8193}, size_t{20000}}) {
-    testhost::WriteFile("/t/file", content.substr(0, size));
-    EXPECT_TRUE(File_CopyFromNameToName("/t/file", "/t/copy", FILE_PROMPT_OVERWRITE));
-    EXPECT_EQ(testhost::ReadFile("/t/copy"), content.substr(0, size)) << size;
-  }
-  struct stat data;
-  ASSERT_EQ(stat("/t/copy", &data), 0);
-  EXPECT_EQ(data.st_mode & 07777, 0600U);
-  EXPECT_FALSE(Msg_Present());
-}
-
-TEST_F(File, CopyOfAMissingSourceLeavesAMessage) {
-  EXPECT_FALSE(File_CopyFromNameToName("/t/missing", "/t/copy", FILE_PROMPT_OVERWRITE));
-  EXPECT_FALSE(IsThere("/t/copy"));
-  EXPECT_NE(Messages().find("[msg.File.CopyFromNameToName.open.failure] Unable to open the '/t/missing' file "
-                            "for read access: Could not find the file."),
-            std::string::npos);
-}
-
-TEST_F(File, CopyToAMissingDirectoryLeavesAMessage) {
-  EXPECT_FALSE(File_CopyFromNameToName("/t/file", "/t/missing/copy", FILE_PROMPT_CANCEL));
-  EXPECT_NE(Messages().find("[msg.File.CopyFromFdToName.create.failure] Unable to create a new "
-                            "'/t/missing/copy' file: Could not find the file."),
-            std::string::npos);
-}
-
-TEST_F(File, CopyCancelledByAnExistingFileIsSilent) {
-  testhost::WriteFile("/t/copy", "old");
-  EXPECT_FALSE(File_CopyFromNameToName("/t/file", "/t/copy", FILE_PROMPT_CANCEL));
-  EXPECT_FALSE(Msg_Present());
-  EXPECT_EQ(testhost::ReadFile("/t/copy"), "old");
-}
-
-TEST_F(File, CopyOverwritesWhenTold) {
-  testhost::WriteFile("/t/copy", "a longer content that was there", 0640);
-  EXPECT_TRUE(File_CopyFromNameToName("/t/file", "/t/copy", FILE_PROMPT_OVERWRITE));
-  EXPECT_EQ(testhost::ReadFile("/t/copy"), "content");
-}
-
-TEST_F(File, CopyRetriesUntilTheFileIsGone) {
-  testhost::WriteFile("/t/copy", "old");
-  std::thread remover([] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    unlink("/t/copy");
-  });
-  EXPECT_TRUE(File_CopyFromNameToName("/t/file", "/t/copy", FILE_PROMPT_RETRY));
-  remover.join();
-  EXPECT_EQ(testhost::ReadFile("/t/copy"), "content");
-}
-
-TEST_F(File, CopyThatFillsTheDiskLeavesNoDestination) {
-  ASSERT_EQ(mount("none", "/t/small", "tmpfs", 0, "size=64k"), 0);
-  testhost::WriteFile("/t/file", std::string(100000, 'x'));
-  EXPECT_FALSE(File_CopyFromNameToName("/t/file", "/t/small/copy", FILE_PROMPT_OVERWRITE));
-  EXPECT_FALSE(IsThere("/t/small/copy"));
-  EXPECT_NE(Messages().find("[msg.File.CopyFromFdToFd.write.failure] Write error: There is no space left on "
-                            "the device."),
-            std::string::npos);
-}
-
-TEST_F(File, CopyOfADirectoryFailsInReading) {
-  EXPECT_FALSE(File_CopyFromNameToName("/t/dir", "/t/copy", FILE_PROMPT_OVERWRITE));
-  EXPECT_FALSE(IsThere("/t/copy"));
-  const std::string messages = Messages();
-  EXPECT_NE(messages.find("[msg.File.CopyFromFdToFd.read.failure] Read error: Error."), std::string::npos);
-  EXPECT_NE(messages.find("read failed, errno=21, Is a directory\n"), std::string::npos);
-}
-
-TEST_F(FileUser, CopyOfAnUnreadableFileLeavesAMessage) {
-  EXPECT_FALSE(File_CopyFromNameToName("/t/secret", "/t/open/copy", FILE_PROMPT_OVERWRITE));
-  EXPECT_NE(Messages().find("Insufficient permission to access the file."), std::string::npos);
-}
-
-TEST_F(FileUser, UnreachableFilesAreFailures) {
-  EXPECT_FALSE(File_Exists("/t/locked/file"));
-  EXPECT_EQ(File_UnlinkIfExists("/t/locked/file"), -1);
-  EXPECT_EQ(errno, EACCES);
-  EXPECT_EQ(File_ListDirectory("/t/locked", nullptr), -1);
-  EXPECT_FALSE(File_DeleteDirectoryTree("/t/locked"));
-  EXPECT_FALSE(File_DeleteDirectoryTree("/t/locked/file"));
-}
-
-TEST_F(File, TmpDirIsThatOfTheEnvironmentFirst) {
-  setenv("TMPDIR", "/t/dir", 1);
-  EXPECT_EQ(TmpDir(), "/t/dir");
-  unsetenv("TMPDIR");
-  EXPECT_EQ(TmpDir(), "/tmp");
-}
-
-TEST_F(File, TmpDirIsExpanded) {
-  setenv("OST_PLACE", "dir", 1);
-  setenv("TMPDIR", "/t/$OST_PLACE", 1);
-  EXPECT_EQ(TmpDir(), "/t/dir");
-}
-
-TEST_F(File, TmpDirOfRootNeedsNoBits) {
-  ASSERT_EQ(chmod("/t/dir", 0), 0);
-  setenv("TMPDIR", "/t/dir", 1);
-  EXPECT_EQ(TmpDir(), "/t/dir");
-}
-
-TEST_F(File, TmpDirMustBeADirectory) {
-  for (const char *directory : {"/t/file", "/t/missing", ""}) {
-    setenv("TMPDIR", directory, 1);
-    EXPECT_EQ(TmpDir(), "/tmp") << directory;
-  }
-}
-
-TEST_F(FileUser, TmpDirMustBeWritableAndSearchable) {
-  for (const char *directory : {"/t/dir", "/t/locked", "/t/writeonly"}) {
-    setenv("TMPDIR", directory, 1);
-    EXPECT_EQ(TmpDir(), "/tmp") << directory;
-  }
-  setenv("TMPDIR", "/t/open", 1);
-  EXPECT_EQ(TmpDir(), "/t/open");
-}
-
-TEST_F(FileGroup, TmpDirIsJudgedByTheBitsOfTheOneClassTheUserIsIn) {
+TEST_F(File, MakingAConfigurationsFileExecutableAnswersTheWrongWayRound) {
   const struct {
-    const char *path;
-    uid_t owner;
-    gid_t group;
-    mode_t mode;
-    bool usable;
-  } rows[] = {
-      {"/t/owner", kUser, 0, 0300, true},           {"/t/owner-not", kUser, 2000, 0077, false},
-      {"/t/member", 0, 2000, 0030, true},           {"/t/member-not", 0, 2000, 0707, false},
-      {"/t/member-noSearch", 0, 2000, 0020, false}, {"/t/other", 0, 3000, 0003, true},
-      {"/t/other-not", 0, 3000, 0770, false},
-  };
+    mode_t before, after;
+  } rows[] = {{0, 0700},    {0644, 0755}, {0640, 0750},   {0604, 0705},
+              {0622, 0722}, {0600, 0700}, {04644, 04755}, {0444, 0755}};
   for (const auto &row : rows) {
-    ASSERT_EQ(mkdir(row.path, 0700), 0);
-    ASSERT_EQ(chown(row.path, row.owner, row.group), 0);
-    ASSERT_EQ(chmod(row.path, row.mode), 0);
-  }
-  BecomeMemberOf({1999, 2000, 2001});
-  for (const auto &row : rows) {
-    setenv("TMPDIR", row.path, 1);
-    EXPECT_EQ(TmpDir(), row.usable ? row.path : "/tmp");
+    ASSERT_EQ(chmod("/t/file", row.before), 0);
+    EXPECT_FALSE(File_MakeCfgFileExecutable("/t/file")) << row.before;
+    EXPECT_EQ(ModeOf("/t/file"), row.after) << row.before;
+    EXPECT_TRUE(File_MakeCfgFileExecutable("/t/file")) << "nothing to change";
+    EXPECT_EQ(ModeOf("/t/file"), row.after) << row.before;
   }
 }
 
-TEST_F(FileGroup, TmpDirFallsToTheHomeThenTheWorkingDirectoryThenTheRoot) {
-  ASSERT_EQ(chmod("/tmp", 0755), 0);
-  ASSERT_EQ(chmod("/", 0777), 0);
-  for (const char *path : {"/t/home", "/t/work"}) {
-    ASSERT_EQ(mkdir(path, 0700), 0);
-    ASSERT_EQ(chown(path, kUser, kUser), 0);
-  }
-  ASSERT_EQ(chdir("/t/work"), 0);
-  setenv("HOME", "/t/home", 1);
-  BecomeMemberOf({});
-  EXPECT_EQ(TmpDir(), "/t/home");
-  ASSERT_EQ(chmod("/t/home", 0), 0);
-  EXPECT_EQ(TmpDir(), "/t/work");
-  ASSERT_EQ(chmod("/t/work", 0), 0);
-  EXPECT_EQ(TmpDir(), "/");
+TEST_F(File, AConfigurationsFileThatIsMissingIsNotExecutable) {
+  EXPECT_FALSE(File_MakeCfgFileExecutable("/t/missing"));
+  EXPECT_FALSE(File_MakeCfgFileExecutable(nullptr));
 }
 
-TEST_F(FileGroup, TmpDirTellsWhenThereIsNone) {
-  ASSERT_EQ(chmod("/tmp", 0755), 0);
-  ASSERT_EQ(mkdir("/t/work", 0700), 0);
-  ASSERT_EQ(chdir("/t/work"), 0);
-  ASSERT_EQ(rmdir("/t/work"), 0);
-  setenv("HOME", "/t/missing", 1);
-  const OwnedStream logFile(fopen(Log_GetFileName(), "r"));
-  BecomeMemberOf({});
-  EXPECT_EQ(TmpDir(), "none");
-  Msg_Reset(true);
-  std::string log(100000, '\0');
-  log.resize(fread(log.data(), 1, log.size(), logFile.get()));
-  EXPECT_NE(log.find("File_GetTmpDir: Couldn't get a temporary directory\n"), std::string::npos);
-  EXPECT_NE(log.find("FILE: File_Cwd: getcwd() failed: No such file or directory\n"), std::string::npos);
-  EXPECT_NE(
-      log.find("[msg.filePosix.getcwd] Unable to retrieve the current working directory: No such file or "
-               "directory. Check if the directory has been deleted or unmounted.\n"),
-      std::string::npos);
+TEST_F(FileUser, AConfigurationsFileThatCannotBeChangedAnswersTrue) {
+  const mode_t before = ModeOf("/t/file");
+  ASSERT_EQ(before & S_IXUSR, 0U);
+  EXPECT_TRUE(File_MakeCfgFileExecutable("/t/file"));
+  EXPECT_EQ(ModeOf("/t/file"), before);
+}
+
+// 1970 in units of 100 nanoseconds since 1601.
+constexpr int64_t kEpoch = 116444736000000000;
+
+struct Times {
+  int64_t create = 5, access = 5, write = 5, change = 5;
+  bool isKnown = false;
+};
+
+Times TimesOf(const char *path) {
+  Times times;
+  times.isKnown = File_GetTimes(path, &times.create, &times.access, &times.write, &times.change);
+  return times;
+}
+
+TEST_F(File, TimesAreInHundredsOfNanoseconds) {
+  const timespec set[] = {{1, 234567899}, {1234567890, 100}};
+  ASSERT_EQ(utimensat(AT_FDCWD, "/t/file", set, 0), 0);
+  struct stat data;
+  ASSERT_EQ(stat("/t/file", &data), 0);
+  const Times times = TimesOf("/t/file");
+  EXPECT_TRUE(times.isKnown);
+  EXPECT_EQ(times.create, -1);
+  EXPECT_EQ(times.access, kEpoch + 12345678);
+  EXPECT_EQ(times.write, kEpoch + 12345678900000001);
+  EXPECT_EQ(times.change, kEpoch + data.st_ctim.tv_sec * 10000000 + data.st_ctim.tv_nsec / 100);
+}
+
+TEST_F(File, TimesOfALinkAreItsOwn) {
+  ASSERT_EQ(symlink("file", "/t/link"), 0);
+  const timespec set[] = {{100, 0}, {200, 0}};
+  ASSERT_EQ(utimensat(AT_FDCWD, "/t/link", set, AT_SYMLINK_NOFOLLOW), 0);
+  EXPECT_EQ(TimesOf("/t/link").write, kEpoch + 200 * 10000000);
+}
+
+TEST_F(File, TimesOfAMissingFileAreNone) {
+  const Times times = TimesOf("/t/missing");
+  EXPECT_FALSE(times.isKnown);
+  EXPECT_EQ(times.create, -1);
+  EXPECT_EQ(times.access, -1);
+  EXPECT_EQ(times.write, -1);
+  EXPECT_EQ(times.change, -1);
+  EXPECT_TRUE(
+      HasLogged("| FILE: File_GetTimes: error stating file \"/t/missing\": No such file or directory\n"));
+}
+
+TEST_F(File, EachTimeNeedsAPlace) {
+  int64_t time = 0;
+  const char *asserts = "ASSERT lib/file/file.cc:";
+  EXPECT_EXIT(File_GetTimes("/t/file", nullptr, &time, &time, &time), testing::ExitedWithCode(255), asserts);
+  EXPECT_EXIT(File_GetTimes("/t/file", &time, nullptr, &time, &time), testing::ExitedWithCode(255), asserts);
+  EXPECT_EXIT(File_GetTimes("/t/file", &time, &time, nullptr, &time), testing::ExitedWithCode(255), asserts);
+  EXPECT_EXIT(File_GetTimes("/t/file", &time, &time, &time, nullptr), testing::ExitedWithCode(255), asserts);
+}
+
+TEST_F(File, SetTimesSetsToMicroseconds) {
+  EXPECT_TRUE(File_SetTimes("/t/file", 99, kEpoch + 12345678, kEpoch + 12345678900000019));
+  const Times times = TimesOf("/t/file");
+  EXPECT_EQ(times.access, kEpoch + 12345670);
+  EXPECT_EQ(times.write, kEpoch + 12345678900000010);
+}
+
+TEST_F(File, SetTimesKeepsATimeThatIsNotGivenInWholeSeconds) {
+  const timespec set[] = {{100, 500000000}, {200, 600000000}};
+  ASSERT_EQ(utimensat(AT_FDCWD, "/t/file", set, 0), 0);
+  EXPECT_TRUE(File_SetTimes("/t/file", 0, -1, kEpoch + 300 * 10000000LL));
+  EXPECT_EQ(TimesOf("/t/file").access, kEpoch + 100 * 10000000LL);
+  EXPECT_EQ(TimesOf("/t/file").write, kEpoch + 300 * 10000000LL);
+  EXPECT_TRUE(File_SetTimes("/t/file", 0, kEpoch + 400 * 10000000LL, 0));
+  EXPECT_EQ(TimesOf("/t/file").access, kEpoch + 400 * 10000000LL);
+  EXPECT_EQ(TimesOf("/t/file").write, kEpoch + 300 * 10000000LL);
+}
+
+TEST_F(File, SetTimesBefore1970Sets1970) {
+  EXPECT_TRUE(File_SetTimes("/t/file", 0, 1, kEpoch - 1));
+  EXPECT_EQ(TimesOf("/t/file").access, kEpoch);
+  EXPECT_EQ(TimesOf("/t/file").write, kEpoch);
+}
+
+TEST_F(File, SetTimesStartsFromALinksOwnTimesAndSetsItsTargets) {
+  ASSERT_EQ(symlink("file", "/t/link"), 0);
+  const timespec set[] = {{100, 0}, {200, 0}};
+  ASSERT_EQ(utimensat(AT_FDCWD, "/t/link", set, AT_SYMLINK_NOFOLLOW), 0);
+  EXPECT_TRUE(File_SetTimes("/t/link", 0, kEpoch + 300 * 10000000LL, 0));
+  EXPECT_EQ(TimesOf("/t/file").access, kEpoch + 300 * 10000000LL);
+  EXPECT_EQ(TimesOf("/t/file").write, kEpoch + 200 * 10000000LL);
+  EXPECT_EQ(TimesOf("/t/link").write, kEpoch + 200 * 10000000LL);
+}
+
+TEST_F(File, SetTimesLogsAFailure) {
+  EXPECT_FALSE(File_SetTimes("/t/missing", 0, 0, 0));
+  EXPECT_EQ(errno, ENOENT);
+  EXPECT_TRUE(
+      HasLogged("| FILE: File_SetTimes: error stating file \"/t/missing\": No such file or directory\n"));
+  EXPECT_FALSE(File_SetTimes(nullptr, 0, 0, 0));
+  EXPECT_EQ(errno, EFAULT);
+}
+
+TEST_F(FileUser, SetTimesOfAnothersFileFails) {
+  EXPECT_FALSE(File_SetTimes("/t/file", 0, kEpoch + 1, 0));
+  EXPECT_EQ(errno, EPERM);
+  EXPECT_TRUE(
+      HasLogged("| FILE: File_SetTimes: utimes error on file \"/t/file\": Operation not permitted\n"));
+}
+
+TEST_F(FileAscii, SetTimesLogsAPathThatCannotBeExpressed) {
+  EXPECT_FALSE(File_SetTimes("/t/caf\u00E9", 0, 0, 0));
+  EXPECT_EQ(errno, EINVAL);
+  EXPECT_TRUE(HasLogged("| FILE: File_SetTimes: failed to convert \"/t/caf\u00E9\" to current encoding\n"));
 }
 
 }  // namespace
