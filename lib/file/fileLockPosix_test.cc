@@ -217,6 +217,16 @@ TEST_F(FileLock, LaterTicketWaitsUntilTheFormerIsGone) {
   EXPECT_EQ(StatusOf(waiter), 0);
 }
 
+TEST_F(FileLock, WaiterIsNotFooledByALaterMemberOfTheFormersName) {
+  WriteMember(kLockDir, "M00001.lck", LocalLine(getppid(), "1 X"));
+  const pid_t waiter = Child([] { return Lock(false, 5000) == nullptr; });
+  Await([] { return Names(kLockDir).size() == 2 && Names(kLockDir)[0][0] == 'M'; });
+  // The former is gone, and before anybody looked its number came up again.
+  WriteMember("/t", "later", LocalLine(getppid(), "3 X"));
+  fs::rename("/t/later", std::string(kLockDir) + "/M00001.lck");
+  EXPECT_EQ(StatusOf(waiter), 0);
+}
+
 TEST_F(FileLock, WaiterStandsInTheLineAsAHolderDoes) {
   Holder reader(true);
   const pid_t writer = Child([] {

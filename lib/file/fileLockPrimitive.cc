@@ -543,6 +543,12 @@ bool GoesFirst(const LockValues &member, const std::string &memberName, const Lo
          (member.lamportNumber == myValues.lamportNumber && memberName < myValues.memberName);
 }
 
+// Whether the file now is another's, whose number came up again: one that goes later.
+bool IsLaterMember(const std::string &lockDir, const std::string &fileName, const LockValues &myValues) {
+  LockValues member = {};
+  return FileLockMemberValues(lockDir, fileName, &member) == 0 && !GoesFirst(member, fileName, myValues);
+}
+
 void LogTimeout(const LockValues &member, const std::string &memberPath, bool local) {
   if (local) {
     Log("FILE: %s timeout on '%s' due to a local process (%s)\n", "WaitForPossession", memberPath.c_str(),
@@ -575,6 +581,9 @@ int WaitForPossession(const std::string &lockDir, const std::string &fileName, c
     const int error = FileLockFileType(path, &type);
     if (error != 0) {
       return error == ENOENT ? 0 : error;
+    }
+    if (IsLaterMember(lockDir, fileName, *myValues)) {
+      return 0;
     }
     if (local && !FileLockValidOwner(member.executionID.c_str(), member.payload.c_str())) {
       Warning("FILE: %s discarding file '%s'; invalid executionID.\n", __func__, path.c_str());
