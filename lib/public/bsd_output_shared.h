@@ -4,7 +4,7 @@
 //   BsdOutput out;
 //   BsdOutput_Init(&out, *outBuffer, size, format);
 //   BsdOutput_Spec spec;
-//   while (!out.failed && BsdOutput_NextSpec(&out, &format, &spec)) {
+//   while ((format = BsdOutput_NextSpec(&out, format, &spec)) != nullptr) {
 //     const BsdOutput_Value value = ...;  // the one at spec.position
 //     BsdOutput_Print(&out, spec, value);
 //   }
@@ -104,10 +104,9 @@ void BsdOutput_Text(BsdOutput *out, const char *text, size_t length);
 // Reads a specification from the byte behind its "%". Returns where it ends, or null when a number in it is
 // none that an int or a position (1 to NL_ARGMAX) can be. The conversion is NUL when the format ends within.
 const char *BsdOutput_ParseSpec(const char *text, BsdOutput_Spec *spec);
-// Appends the text up to the next specification and reads that. Moves `*format` behind it.
-//
-// Returns false at the end of the format, and on failure.
-bool BsdOutput_NextSpec(BsdOutput *out, const char **format, BsdOutput_Spec *spec);
+// Appends the text up to the next specification and reads that. Returns where it ends, null at the end of the
+// format and when the print has failed.
+const char *BsdOutput_NextSpec(BsdOutput *out, const char *format, BsdOutput_Spec *spec);
 // Puts the values of arguments where the specification asks for them; a negative width sets to the left, a
 // negative precision is none.
 void BsdOutput_SetWidth(BsdOutput_Spec *spec, int width);

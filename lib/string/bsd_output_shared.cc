@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <charconv>
 #include <climits>
 #include <clocale>
@@ -198,9 +199,9 @@ constexpr auto kPairs = [] {
   return pairs;
 }();
 
-void DecimalDigits(Integer *integer, uint64_t value) {
-  const char *end = integer->digits;
-  char *digits = integer->digits;
+// Writes the digits that end before `end`. Returns where they begin.
+char *WriteDecimal(char *end, uint64_t value) {
+  char *digits = end;
   for (; value >= 100; value /= 100) {
     digits -= 2;
     memcpy(digits, &kPairs[value % 100 * 2], 2);
@@ -211,8 +212,13 @@ void DecimalDigits(Integer *integer, uint64_t value) {
   } else {
     *--digits = static_cast<char>('0' + value);
   }
-  integer->digits = digits;
-  integer->numDigits = static_cast<size_t>(end - digits);
+  return digits;
+}
+
+void DecimalDigits(Integer *integer, uint64_t value) {
+  char *end = integer->digits;
+  integer->digits = WriteDecimal(end, value);
+  integer->numDigits = static_cast<size_t>(end - integer->digits);
 }
 
 void OctalDigits(Integer *integer, uint64_t value) {
@@ -330,7 +336,69 @@ Decimal Convert(BsdOutput *out, double magnitude, std::chars_format format, size
   return decimal;
 }
 
+// The powers of ten that 64 bits hold.
+constexpr auto kPowers = [] {
+  std::array<uint64_t, 20> powers{};
+  uint64_t power = 1;
+  for (uint64_t &each : powers) {
+    each = power;
+    power *= 10;
+  }
+  return powers;
+}();
+
+// A double is an integer of 53 bits, shifted to the right unless it is large. Times a power of ten that goes
+// into 128 bits, so that most values' digits up to `precision` behind the point can be had from one shift.
+//
+// digits  gets them as an integer, rounded to even where two are as near
+//
+// Returns false for a value that is shifted too far or not at all, and for too many digits.
+bool ScaleExactly(double magnitude, size_t precision, uint64_t *digits) {
+  __extension__ using Wide = unsigned __int128;
+  constexpr int kFractionBits = std::numeric_limits<double>::digits - 1;
+  constexpr uint64_t kHiddenBit = uint64_t{1} << kFractionBits;
+  const auto bits = std::bit_cast<uint64_t>(magnitude);
+  const int shift =
+      std::numeric_limits<double>::max_exponent - 1 + kFractionBits - static_cast<int>(bits >> kFractionBits);
+  if (precision >= kPowers.size() || shift < 1 || shift > 127) {
+    return false;
+  }
+  const Wide scaled = Wide{(bits & (kHiddenBit - 1)) | kHiddenBit} * kPowers[precision];
+  const Wide whole = scaled >> shift;
+  if (whole >= UINT64_MAX) {
+    return false;
+  }
+  const Wide rest = scaled - (whole << shift);
+  const Wide half = Wide{1} << (shift - 1);
+  const bool up = rest > half || (rest == half && (whole & 1) != 0);
+  *digits = static_cast<uint64_t>(whole) + (up ? 1 : 0);
+  return true;
+}
+
+// Writes digits with the last `precision` of them behind the point.
+Decimal WriteFixed(BsdOutput *out, uint64_t digits, size_t precision) {
+  constexpr size_t kRoom = 1 + kPowers.size() + 1 + kPowers.size();
+  char *end = BsdOutput_Scratch(out, kRoom) + kRoom;
+  Decimal decimal;
+  decimal.numFraction = precision;
+  if (precision > 0) {
+    const char *fraction = end - precision;
+    end = WriteDecimal(end, digits % kPowers[precision]);
+    while (end > fraction) {
+      *--end = '0';
+    }
+    *--end = '.';
+  }
+  decimal.text = WriteDecimal(end, digits / kPowers[precision]);
+  decimal.numInteger = static_cast<size_t>(end - decimal.text);
+  return decimal;
+}
+
 Decimal ConvertFixed(BsdOutput *out, double magnitude, size_t precision) {
+  uint64_t digits = 0;
+  if (ScaleExactly(magnitude, precision, &digits)) {
+    return WriteFixed(out, digits, precision);
+  }
   return Convert(out, magnitude, std::chars_format::fixed, precision, kFractionDigits);
 }
 

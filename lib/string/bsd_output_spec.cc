@@ -27,17 +27,18 @@ const char *ParseNumber(const char *text, int *number) {
   return text;
 }
 
-// Reads a position, if there is one: digits that end in "$".
+// Reads a position, if there is one: digits that end in "$". Returns null when it is out of range.
 const char *ParsePosition(const char *text, int *position) {
-  const char *end = text;
-  while (IsDigit(*end)) {
-    end++;
+  int number = 0;
+  const char *end = ParseNumber(text, &number);
+  if (end == nullptr) {
+    return nullptr;
   }
   if (end == text || *end != '$') {
     return text;
   }
-  const bool valid = ParseNumber(text, position) != nullptr && *position > 0 && *position <= NL_ARGMAX;
-  return valid ? end + 1 : nullptr;
+  *position = number;
+  return number > 0 && number <= NL_ARGMAX ? end + 1 : nullptr;
 }
 
 const char *ParseFlags(const char *text, BsdOutput_Spec *spec) {
@@ -210,18 +211,21 @@ const char *BsdOutput_ParseSpec(const char *text, BsdOutput_Spec *spec) {
   return ParseSpec(text, spec);
 }
 
-bool BsdOutput_NextSpec(BsdOutput *out, const char **format, BsdOutput_Spec *spec) {
-  const char *percent = **format == '%' ? *format : strchrnul(*format, '%');
-  BsdOutput_Add(out, *format, static_cast<size_t>(percent - *format));
+const char *BsdOutput_NextSpec(BsdOutput *out, const char *format, BsdOutput_Spec *spec) {
+  if (out->failed) {
+    return nullptr;
+  }
+  const char *percent = *format == '%' ? format : strchrnul(format, '%');
+  BsdOutput_Add(out, format, static_cast<size_t>(percent - format));
   if (*percent == '\0') {
-    return false;
+    return nullptr;
   }
-  *format = ParseSpec(percent + 1, spec);
-  if (*format == nullptr) {
+  const char *end = ParseSpec(percent + 1, spec);
+  if (end == nullptr) {
     out->failed = true;
-    return false;
+    return nullptr;
   }
-  return spec->conversion != '\0';
+  return spec->conversion == '\0' ? nullptr : end;
 }
 
 void BsdOutput_SetWidth(BsdOutput_Spec *spec, int width) {

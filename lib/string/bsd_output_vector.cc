@@ -78,17 +78,19 @@ void BsdOutput_Flush(BsdOutput *out) {
   const size_t numPieces = out->growing && !GrowForPieces(out) ? 0 : out->numPieces;
   char *to = out->buffer + out->used;
   size_t room = out->capacity - out->used;
+  uint64_t total = out->total;
   for (size_t i = 0; i < numPieces; i++) {
     const BsdOutput::Piece &piece = out->pieces[i];
     const size_t length = std::min(piece.length, room);
     Copy(to, piece.text, length);
     to += length;
     room -= length;
-    out->total += piece.length;
+    total += piece.length;
   }
   out->numPieces = 0;
   out->used = out->capacity - room;
-  out->failed = out->failed || out->total > INT_MAX;
+  out->total = total;
+  out->failed = out->failed || total > INT_MAX;
 }
 
 void BsdOutput_Pad(BsdOutput *out, const char *block, size_t count) {

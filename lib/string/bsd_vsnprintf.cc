@@ -12,34 +12,19 @@ namespace {
 
 using Kind = BsdOutput_Kind;
 
-// What a specification takes from the arguments: up to a width, a precision and a value, in that order.
-struct Claims {
-  struct Claim {
-    int position;
-    Kind kind;
-  };
-  Claim claims[3];
-  size_t count = 0;
-
-  // next  the position of the next argument for what tells none; moved on
-  Claims(const BsdOutput_Spec &spec, int *next) {
-    AddNumber(spec.widthFrom, next);
-    AddNumber(spec.precisionFrom, next);
-    if (spec.kind == Kind::NONE) {
-      return;
-    }
-    if (spec.position != BSDOUTPUT_NEXT) {
-      *next = spec.position;
-    }
-    claims[count++] = {(*next)++, spec.kind};
+// Where the next argument is for what tells no position, counted from 1.
+class Positions {
+ public:
+  int Of(int from) { return from == BSDOUTPUT_NEXT ? next_++ : from; }
+  // Behind a value that tells its position the count goes on from there.
+  int OfValue(int from) {
+    const int position = from == BSDOUTPUT_NEXT ? next_ : from;
+    next_ = position + 1;
+    return position;
   }
 
  private:
-  void AddNumber(int from, int *next) {
-    if (from != BSDOUTPUT_STATED) {
-      claims[count++] = {from == BSDOUTPUT_NEXT ? (*next)++ : from, Kind::INT};
-    }
-  }
+  int next_ = 1;
 };
 
 bool HasPosition(const BsdOutput_Spec &spec) {
@@ -51,7 +36,7 @@ bool IsInteger(Kind kind) {
 }
 
 // Whether it takes the next argument and no other.
-bool IsSimple(const BsdOutput_Spec &spec) {
+bool TakesNextAlone(const BsdOutput_Spec &spec) {
   return spec.position == BSDOUTPUT_NEXT && spec.widthFrom == BSDOUTPUT_STATED &&
          spec.precisionFrom == BSDOUTPUT_STATED;
 }
@@ -75,24 +60,11 @@ class Arguments {
   // Gives a specification its width, its precision and its value. Returns false when there can be no table
   // for it.
   bool Take(BsdOutput_Spec *spec, BsdOutput_Value *value) {
-    if (!inTable_ && IsSimple(*spec)) {
-      nextPosition_ += spec->kind == Kind::NONE ? 0 : 1;
-      *value = Load(next_, spec->kind);
-      return true;
-    }
-    if (!inTable_ && HasPosition(*spec) && !FillTable()) {
+    if (!TakesNextAlone(*spec) && !TakeNumbers(spec)) {
       return false;
     }
-    const Claims claims(*spec, &nextPosition_);
-    const Claims::Claim *claim = claims.claims;
-    if (spec->widthFrom != BSDOUTPUT_STATED) {
-      BsdOutput_SetWidth(spec, static_cast<int>(Get(*claim++).integer));
-    }
-    if (spec->precisionFrom != BSDOUTPUT_STATED) {
-      BsdOutput_SetPrecision(spec, static_cast<int>(Get(*claim++).integer));
-    }
-    if (claim < claims.claims + claims.count) {
-      *value = Get(*claim);
+    if (spec->kind != Kind::NONE) {
+      *value = Get(positions_.OfValue(spec->position), spec->kind);
     }
     return true;
   }
@@ -104,20 +76,24 @@ class Arguments {
   };
   static constexpr size_t kOnStack = 32;
 
-  BsdOutput_Value Get(const Claims::Claim &claim) {
-    return inTable_ ? table_[claim.position - 1].value : Load(next_, claim.kind);
+  BsdOutput_Value Get(int position, Kind kind) {
+    return inTable_ ? table_[position - 1].value : Load(next_, kind);
   }
 
+  int GetInt(int from) { return static_cast<int>(Get(positions_.Of(from), Kind::INT).integer); }
+
   static BsdOutput_Value Load(va_list &list, Kind kind);
+  bool TakeNumbers(BsdOutput_Spec *spec);
   bool FillTable();
   bool FindKinds();
-  bool SetKind(const Claims::Claim &claim);
+  bool SetKinds(const BsdOutput_Spec &spec, Positions *positions);
+  bool SetKind(int position, Kind kind);
   bool MakeRoom(size_t count);
 
   const char *format_;
   va_list first_;
   va_list next_;
-  int nextPosition_ = 1;
+  Positions positions_;
   bool inTable_ = false;
   size_t count_ = 0;
   size_t capacity_ = kOnStack;
@@ -155,6 +131,19 @@ BsdOutput_Value Arguments::Load(va_list &list, Kind kind) {
 }
 // NOLINTEND(clang-analyzer-valist.Uninitialized)
 
+bool Arguments::TakeNumbers(BsdOutput_Spec *spec) {
+  if (!inTable_ && HasPosition(*spec) && !FillTable()) {
+    return false;
+  }
+  if (spec->widthFrom != BSDOUTPUT_STATED) {
+    BsdOutput_SetWidth(spec, GetInt(spec->widthFrom));
+  }
+  if (spec->precisionFrom != BSDOUTPUT_STATED) {
+    BsdOutput_SetPrecision(spec, GetInt(spec->precisionFrom));
+  }
+  return true;
+}
+
 bool Arguments::FillTable() {
   if (!FindKinds()) {
     return false;
@@ -168,7 +157,7 @@ bool Arguments::FillTable() {
 }
 
 bool Arguments::FindKinds() {
-  int next = 1;
+  Positions positions;
   for (const char *text = strchrnul(format_, '%'); *text != '\0'; text = strchrnul(text, '%')) {
     BsdOutput_Spec spec;
     text = BsdOutput_ParseSpec(text + 1, &spec);
@@ -178,30 +167,37 @@ bool Arguments::FindKinds() {
     if (spec.conversion == '\0') {
       break;
     }
-    const Claims claims(spec, &next);
-    for (size_t i = 0; i < claims.count; i++) {
-      if (!SetKind(claims.claims[i])) {
-        return false;
-      }
+    if (!SetKinds(spec, &positions)) {
+      return false;
     }
   }
   return true;
 }
 
-// Of several integers that are claimed for one position the widest holds; other kinds must be the same.
-bool Arguments::SetKind(const Claims::Claim &claim) {
-  const auto position = static_cast<size_t>(claim.position);
-  if (!MakeRoom(position)) {
+bool Arguments::SetKinds(const BsdOutput_Spec &spec, Positions *positions) {
+  if (spec.widthFrom != BSDOUTPUT_STATED && !SetKind(positions->Of(spec.widthFrom), Kind::INT)) {
     return false;
   }
-  for (; count_ < position; count_++) {
+  if (spec.precisionFrom != BSDOUTPUT_STATED && !SetKind(positions->Of(spec.precisionFrom), Kind::INT)) {
+    return false;
+  }
+  return spec.kind == Kind::NONE || SetKind(positions->OfValue(spec.position), spec.kind);
+}
+
+// Of several integers that are claimed for one position the widest holds; other kinds must be the same.
+bool Arguments::SetKind(int position, Kind kind) {
+  const auto count = static_cast<size_t>(position);
+  if (!MakeRoom(count)) {
+    return false;
+  }
+  for (; count_ < count; count_++) {
     table_[count_].kind = Kind::NONE;
   }
-  Kind &kind = table_[position - 1].kind;
-  if (kind != Kind::NONE && kind != claim.kind && !(IsInteger(kind) && IsInteger(claim.kind))) {
+  Kind &known = table_[count - 1].kind;
+  if (known != Kind::NONE && known != kind && !(IsInteger(known) && IsInteger(kind))) {
     return false;
   }
-  kind = std::max(kind, claim.kind);
+  known = std::max(known, kind);
   return true;
 }
 
@@ -221,20 +217,32 @@ bool Arguments::MakeRoom(size_t count) {
   return true;
 }
 
+// Prints from the first specification on, which is read already. For a text without any the arguments needn't
+// be made ready.
+//
+// rest  the format behind that specification
+void PrintValues(BsdOutput *out, const char *format, BsdOutput_Spec *spec, const char *rest, va_list args) {
+  Arguments arguments(format, args);
+  BsdOutput_Value value{};
+  do {
+    if (!arguments.Take(spec, &value)) {
+      out->failed = true;
+      return;
+    }
+    BsdOutput_Print(out, *spec, value);
+    rest = BsdOutput_NextSpec(out, rest, spec);
+  } while (rest != nullptr);
+}
+
 }  // namespace
 
 int bsd_vsnprintf(char **outBuffer, size_t size, const char *format, va_list args) {
   BsdOutput out;
   BsdOutput_Init(&out, *outBuffer, size, format);
-  Arguments arguments(format, args);
   BsdOutput_Spec spec;
-  BsdOutput_Value value{};
-  while (!out.failed && BsdOutput_NextSpec(&out, &format, &spec)) {
-    if (!arguments.Take(&spec, &value)) {
-      out.failed = true;
-      break;
-    }
-    BsdOutput_Print(&out, spec, value);
+  const char *rest = BsdOutput_NextSpec(&out, format, &spec);
+  if (rest != nullptr) {
+    PrintValues(&out, format, &spec, rest, args);
   }
   return BsdOutput_Finish(&out, outBuffer);
 }

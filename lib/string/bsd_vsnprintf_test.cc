@@ -202,6 +202,32 @@ TEST(PrintedDoubles, AreTheLibrarysWhereRoundingIsClose) {
   }
 }
 
+TEST(PrintedDoubles, AreTheLibrarysHalfwayBetweenTwoTexts) {
+  std::mt19937_64 random(2);
+  // An odd number over 2 to the nth has n digits behind the point, of which the last is a 5.
+  for (int digits = 1; digits <= 40; digits++) {
+    for (int i = 0; i < 200; i++) {
+      const auto odd = static_cast<double>((random() >> (11 + random() % 50)) | 1);
+      const double value = std::ldexp(odd, -digits);
+      ExpectAsTheLibrary("%.*f|%.*f|%.*f", digits - 1, value, digits - 1, std::nextafter(value, 0),
+                         digits - 1, std::nextafter(value, HUGE_VAL));
+    }
+  }
+}
+
+TEST(PrintedDoubles, AreTheLibrarysWhereTheirDigitsFill64Bits) {
+  for (int precision = 0; precision <= 21; precision++) {
+    double value = 0x1p64 / std::pow(10.0, precision);
+    for (int i = 0; i < 50; i++) {
+      value = std::nextafter(value, 0);
+    }
+    for (int i = 0; i < 100; i++) {
+      ExpectAsTheLibrary("%.*f", precision, value);
+      value = std::nextafter(value, HUGE_VAL);
+    }
+  }
+}
+
 TEST(PrintedDoubles, KeepTheirZerosWhenRoundingMakesADigitMore) {
   EXPECT_EQ(Ours("%#.2g %#.3g %#g %#.1g %.2g", 99.5, 999.5, 999999.5, 9.5, 99.5),
             "1.0e+02 1.00e+03 1.00000e+06 1.e+01 1e+02");
@@ -258,6 +284,8 @@ TEST(PrintedPositions, MayStandBesideValuesWithoutOne) {
   EXPECT_EQ(Ours("%.*2$f|%d", 1.25, 1), "1.2|1");
   EXPECT_EQ(Ours("%2$*1$d|", 4, 7), "   7|");
   EXPECT_EQ(Ours("%d %*1$d|", 3, 7), "3   7|");
+  EXPECT_EQ(Ours("%.*1$d|", 3), "003|");
+  EXPECT_EQ(Ours("%y%2$s%y %1$s", "a", "b"), "yby a");
 }
 
 TEST(PrintedPositions, PassOverAGapAsAnInt) {
@@ -292,6 +320,9 @@ TEST(PrintedPositions, FailOutsideTheirRange) {
   EXPECT_EQ(Ours("%1$d %2147483648$d", 1), "failed");
   // A 0 is a flag, and then "$" an unknown conversion.
   EXPECT_EQ(Ours("%0$d", 1), "$d");
+  // Digits behind a star are a position or nothing.
+  EXPECT_EQ(Ours("%*5d", 1), "5d");
+  EXPECT_EQ(Ours("%*2147483648d", 1), "failed");
 }
 
 TEST(PrintedPositions, EndWithTheFormat) {

@@ -151,6 +151,8 @@ TEST(StrSprintf, GivesTheLengthOfWhatFits) {
   char buffer[5];
   EXPECT_EQ(Str_Sprintf(buffer, sizeof buffer, "%s-%d", "ab", 7), 4);
   EXPECT_STREQ(buffer, "ab-7");
+  EXPECT_EQ(Str_Sprintf(buffer, 1, "%s", ""), 0);
+  EXPECT_STREQ(buffer, "");
 }
 
 TEST(StrSprintfDeathTest, StopsTheProgramWhenOneByteIsMissing) {
