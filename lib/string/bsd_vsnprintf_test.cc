@@ -285,7 +285,7 @@ TEST(PrintedPositions, MayStandBesideValuesWithoutOne) {
   EXPECT_EQ(Ours("%2$*1$d|", 4, 7), "   7|");
   EXPECT_EQ(Ours("%d %*1$d|", 3, 7), "3   7|");
   EXPECT_EQ(Ours("%.*1$d|", 3), "003|");
-  EXPECT_EQ(Ours("%y%2$s%y %1$s", "a", "b"), "yby a");
+  EXPECT_EQ(Ours("%y%d%2$s", 5, "x"), "y5x");
 }
 
 TEST(PrintedPositions, PassOverAGapAsAnInt) {
