@@ -157,6 +157,7 @@ TEST_F(ModulePath, IsReadAsRootOnlyWhenAskedFor) {
   EXPECT_EQ(Path(HOSTINFO_MODULE_PATH_AS_ROOT), OwnPath());
   EXPECT_EQ(calls.Count(SYS_setresuid), 2U);
   EXPECT_EQ(geteuid(), kUser);
+  ASSERT_EQ(setresuid(0, 0, 0), 0);
 }
 
 TEST_F(ModulePath, OtherPrivilegesAreRefused) {

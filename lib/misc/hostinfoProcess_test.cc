@@ -273,9 +273,11 @@ TEST_F(Process, ExecuteFailsWithTheWait) {
 }
 
 TEST_F(Process, ExecuteFailsWithoutAChild) {
-  testhost::FailSystemCall(SYS_clone, EAGAIN);
-  EXPECT_FAILS(-1, EAGAIN, Execute("exit 0"));
-  EXPECT_FAILS(-1, EAGAIN, Execute("exit 0", false));
+  EXPECT_TRUE(HoldsInChild([] {
+    testhost::FailSystemCall(SYS_clone, EAGAIN);
+    EXPECT_FAILS(-1, EAGAIN, Execute("exit 0"));
+    EXPECT_FAILS(-1, EAGAIN, Execute("exit 0", false));
+  }));
 }
 
 class Latin1Process : public posixtest::Latin1Host {};

@@ -3,13 +3,16 @@
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <string>
 
 #include "hostinfoPosix.h"
 #include "log.h"
 #include "owned.h"
+#include "systemCalls.h"
 #include "testhost.h"
 
 namespace {
@@ -88,6 +91,37 @@ TEST_F(MachineID, InterfacesWithOtherNamesDoNotCount) {
   AddInterface("eth8", "02:03:04:05:06:07");
   Ask();
   EXPECT_EQ(hardware_, 0U);
+}
+
+// What isn't ASCII ends a name.
+TEST_F(MachineID, AnEmptyNameHasTheHashOfNothing) {
+  NameHost("\xE9t\xE9");
+  EXPECT_EQ(HostName(), "");
+  Ask();
+  EXPECT_EQ(hash_, 5381U);
+}
+
+TEST_F(MachineID, AsksForEightInterfacesWithASocketEach) {
+  testhost::SystemCalls calls({SYS_ioctl});
+  calls.Fail(SYS_ioctl, ENODEV);
+  const int next = testhost::NextDescriptor();
+  Ask();
+  EXPECT_EQ(calls.Count(SYS_ioctl), 8U);
+  EXPECT_EQ(hardware_, 0U);
+  EXPECT_EQ(testhost::NextDescriptor(), next);
+}
+
+TEST_F(MachineID, AnInterfaceThatDoesNotAnswerEndsTheSearch) {
+  AddInterface("eth1", "02:03:04:05:06:07");
+  testhost::FailSystemCall(SYS_ioctl, EPERM);
+  Ask();
+  EXPECT_EQ(hardware_, 0U);
+  EXPECT_EQ(hash_, HashOf("maple.example"));
+  const std::string log = testhost::ReadFile(Log_GetFileName());
+  EXPECT_NE(log.find("ObtainHardwareID unexpected failure: 1.\n"), std::string::npos);
+  EXPECT_NE(
+      log.find("Hostinfo_MachineID ObtainHardwareID failure (Operation not permitted); providing default.\n"),
+      std::string::npos);
 }
 
 TEST_F(MachineID, IsLookedUpOnce) {
