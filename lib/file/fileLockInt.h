@@ -52,6 +52,8 @@ bool FileLockValidOwner(const char *executionID, const char *payload);
 bool FileLockIsValidProcess(pid_t pid);
 // When a process started, in the system's clock ticks, or 0 when that can't be learned.
 uint64_t ProcessCreationTime(pid_t pid);
+// The same from the text of the process's stat file.
+uint64_t CreationTimeInStat(const std::string &text);
 // Sleeps, a little longer than asked for by chance.
 void FileSleeper(uint32_t msec);
 

@@ -4,7 +4,7 @@
 
 #include <atomic>
 #include <cerrno>
-#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "file.h"
@@ -28,6 +28,14 @@ struct {
   pid_t pid;  // below 1 for the calling process
   bool flag;
 } effective;
+
+// Takes the number that a text begins with, as scanf would: behind blanks and with a sign. Each member of a
+// lock costs three of these.
+bool ScanNumber(const char *text, uint64_t *value) {
+  char *end = nullptr;
+  *value = strtoul(text, &end, 10);
+  return end != text;
+}
 
 // The text of a process's stat file, cut if it is longer than any is; empty when it can't be read.
 std::string ReadProcessStat(pid_t pid) {
@@ -71,40 +79,45 @@ std::string FileLockGetExecutionID() {
 }
 
 bool FileLockValidOwner(const char *executionID, const char *payload) {
-  pid_t pid = 0;
-  if (sscanf(executionID, "%d", &pid) != 1) {
+  uint64_t pid = 0;
+  if (!ScanNumber(executionID, &pid)) {
     Warning("FILE: %s pid conversion error on %s. Assuming valid.\n", __func__, executionID);
     return true;
   }
-  if (!FileLockIsValidProcess(pid)) {
+  if (!FileLockIsValidProcess(static_cast<pid_t>(pid))) {
     return false;
   }
   if (payload[0] == '\0') {
     return true;
   }
   uint64_t stored = 0;
-  if (sscanf(payload, "%lu", &stored) != 1) {
+  if (!ScanNumber(payload, &stored)) {
     Warning("FILE: %s payload conversion error on %s. Assuming valid.\n", __func__, payload);
     return true;
   }
-  const uint64_t current = ProcessCreationTime(pid);
+  const uint64_t current = ProcessCreationTime(static_cast<pid_t>(pid));
   return stored == 0 || current == 0 || stored == current;
 }
 
 uint64_t ProcessCreationTime(pid_t pid) {
   const std::string text = ReadProcessStat(pid);
-  if (text.empty()) {
-    return 0;
-  }
+  return text.empty() ? 0 : CreationTimeInStat(text);
+}
+
+uint64_t CreationTimeInStat(const std::string &text) {
   // The name before it may hold anything, blanks and brackets too.
-  size_t position = text.rfind(')');
+  const auto *bracket = static_cast<const char *>(memrchr(text.data(), ')', text.size()));
+  size_t position = bracket == nullptr ? std::string::npos : static_cast<size_t>(bracket - text.data());
   for (int field = 0; field <= kFieldsBeforeCreation && position != std::string::npos; field++) {
     position = text.find(' ', position + 1);
   }
-  const std::string field = position == std::string::npos ? "" : text.substr(position + 1);
+  std::string field;
+  if (position != std::string::npos) {
+    field = text.substr(position + 1, text.find(' ', position + 1) - position - 1);
+  }
   uint64_t time = 0;
-  if (sscanf(field.c_str(), "%lu", &time) != 1) {
-    Warning("FILE: %s creationTime conversion error on %s.\n", __func__, field.c_str());
+  if (!ScanNumber(field.c_str(), &time)) {
+    Warning("FILE: %s creationTime conversion error on %s.\n", "ProcessCreationTime", field.c_str());
     return 0;
   }
   return time;

@@ -241,6 +241,51 @@ TEST_F(FileLock, WaiterStandsInTheLineAsAHolderDoes) {
   ExpectFree();
 }
 
+// How many members stand at the lock when nobody is choosing.
+size_t Members() {
+  const auto names = Names(kLockDir);
+  const bool choosing = !names.empty() && names[0][0] != 'M';
+  return choosing ? 0 : names.size();
+}
+
+TEST_F(FileLock, NobodyIsOvertaken) {
+  constexpr size_t kContenders = 8;
+  testhost::WriteFile(kFile, "");
+  void *token = Lock();
+  std::vector<pid_t> contenders;
+  for (size_t number = 0; number < kContenders; number++) {
+    contenders.push_back(Child([number] {
+      void *mine = Lock(number % 3 == 2, FILELOCK_INFINITE_WAIT);
+      testhost::WriteFile(kFile, testhost::ReadFile(kFile) + std::to_string(number));
+      return FileLock_Unlock(kFile, mine);
+    }));
+    Await([number] { return Members() == number + 2; });
+  }
+  FileLock_Unlock(kFile, token);
+  for (const pid_t contender : contenders) {
+    EXPECT_EQ(StatusOf(contender), 0);
+  }
+  EXPECT_EQ(testhost::ReadFile(kFile), "01234567");
+}
+
+TEST_F(FileLock, ThirtyTwoWaitersTimeOutAndLeaveNothing) {
+  const Holder holder;
+  const auto names = Names(kLockDir);
+  std::vector<pid_t> waiters;
+  const double seconds = Seconds([&waiters] {
+    for (int number = 0; number < 32; number++) {
+      waiters.push_back(Child([] { return Lock(false, 1000) == nullptr ? 0 : 1; }));
+    }
+    for (const pid_t waiter : waiters) {
+      EXPECT_EQ(StatusOf(waiter), 0);
+    }
+  });
+  // They look at the members anew while one of them chooses, which isn't counted.
+  EXPECT_GT(seconds, 1);
+  EXPECT_LT(seconds, 9);
+  EXPECT_EQ(Names(kLockDir), names);
+}
+
 TEST_F(FileLock, EightContendersLoseNoUpdate) {
   constexpr int kContenders = 8;
   constexpr int kTurns = 2;

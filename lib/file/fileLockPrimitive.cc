@@ -240,21 +240,23 @@ int CreateEntryDirectory(const LockValues &myValues, const std::string &lockDir,
 
 // Members
 
-std::vector<std::string> SplitAtBlanks(std::string_view text) {
-  std::vector<std::string> fields;
+// The fields are parts of `text`.
+std::vector<std::string_view> SplitAtBlanks(std::string_view text) {
+  std::vector<std::string_view> fields;
+  fields.reserve(kMaxFields);
   while (!text.empty()) {
     const size_t length = std::min(text.find(' '), text.size());
     if (length > 0) {
-      fields.emplace_back(text.substr(0, length));
+      fields.push_back(text.substr(0, length));
     }
     text.remove_prefix(std::min(length + 1, text.size()));
   }
   return fields;
 }
 
-bool ParseAttribute(const std::string &field, LockValues *member) {
+bool ParseAttribute(std::string_view field, LockValues *member) {
   const size_t equals = field.find('=');
-  if (equals == 0 || equals == std::string::npos || equals + 1 == field.size()) {
+  if (equals == 0 || equals == std::string_view::npos || equals + 1 == field.size()) {
     return false;
   }
   if (field.substr(0, equals) == "lc") {
@@ -263,13 +265,13 @@ bool ParseAttribute(const std::string &field, LockValues *member) {
   return true;
 }
 
-bool ParseMember(const std::vector<std::string> &fields, LockValues *member) {
+bool ParseMember(const std::vector<std::string_view> &fields, LockValues *member) {
   if (fields.size() < kMinFields || fields.size() > kMaxFields) {
     return false;
   }
   member->machineID = fields[0];
   member->executionID = fields[1];
-  const std::string &number = fields[2];
+  const std::string number(fields[2]);
   const char *end = number.c_str();
   if (!StrUtil_DecimalStrToUint(&member->lamportNumber, &end) || end != number.c_str() + number.size()) {
     return false;
@@ -281,20 +283,20 @@ bool ParseMember(const std::vector<std::string> &fields, LockValues *member) {
   if (fields.size() == kMinFields) {
     return true;
   }
-  member->payload = fields[kMinFields] == "[" ? "" : fields[kMinFields];
+  member->payload = fields[kMinFields] == "[" ? std::string_view() : fields[kMinFields];
   return std::all_of(fields.begin() + kMinFields + 1, fields.end(),
-                     [member](const std::string &field) { return ParseAttribute(field, member); });
+                     [member](std::string_view field) { return ParseAttribute(field, member); });
 }
 
 // Deletes a member file that says nothing. Returns an error number; ENOENT when it is gone.
-int RemoveProblematicFile(const std::string &path, const std::vector<std::string> &fields) {
+int RemoveProblematicFile(const std::string &path, const std::vector<std::string_view> &fields) {
   constexpr const char *kReader = "FileLockMemberValues";
   Warning("FILE: %s removing problematic lock file '%s'\n", kReader, path.c_str());
   if (!fields.empty()) {
     Log("FILE: %s '%s' contents are:\n", kReader, path.c_str());
     for (size_t index = 0; index < fields.size(); index++) {
       Log("FILE: %s %s argv[%d]: '%s'\n", kReader, path.c_str(), static_cast<int>(index),
-          fields[index].c_str());
+          std::string(fields[index]).c_str());
     }
   }
   const int error = Unlink(path);
@@ -428,7 +430,7 @@ const char *DiscardReason(const LockValues &member, const LockValues &myValues,
   if (!FileLockValidOwner(member.executionID.c_str(), member.payload.c_str())) {
     return "invalid executionID.";
   }
-  if (member.executionID == FileLockGetExecutionID() && !member.locationChecksum.empty() &&
+  if (member.executionID == myValues.executionID && !member.locationChecksum.empty() &&
       member.locationChecksum != locationChecksum) {
     return "lock file has been moved.";
   }
