@@ -198,13 +198,14 @@ const char *ReadOctal(const char *text, char *byte) {
   return text == digits ? nullptr : text;
 }
 
-// What stands behind the escape that begins at the backslash `escape`, or null when it isn't one.
-const char *ReadCEscape(const char *escape, char *byte) {
-  if (escape[1] == 'n' || escape[1] == '\\') {
-    *byte = escape[1] == 'n' ? '\n' : '\\';
-    return escape + 2;
+// What stands behind the escape whose backslash stands before `text`, or null when it isn't one.
+const char *ReadCEscape(const char *text, char *byte) {
+  if (*text == 'n' || *text == '\\') {
+    *byte = *text == 'n' ? '\n' : '\\';
+    return text + 1;
   }
-  return ReadOctal(escape + 1, byte);
+  // Most backslashes that are no escape stand before a letter, with which no number begins.
+  return *text > '7' ? nullptr : ReadOctal(text, byte);
 }
 
 }  // namespace
@@ -255,11 +256,11 @@ char *Escape_Unescape(char escByte, const char *str) {
     return nullptr;
   }
   char *out = text;
-  for (const char *at = str; *at != '\0'; at++) {
-    if (*at == escByte && *++at == '\0') {
+  while (char c = *str++) {
+    if (c == escByte && (c = *str++) == '\0') {
       break;
     }
-    *out++ = *at;
+    *out++ = c;
   }
   *out = '\0';
   return text;
@@ -284,15 +285,15 @@ void Escape_UnescapeCString(char *str) {
   if (out == nullptr) {
     return;
   }
-  for (const char *in = out; *in != '\0';) {
+  const char *in = out;
+  while (char c = *in++) {
     char byte = '\0';
-    const char *behind = *in == '\\' ? ReadCEscape(in, &byte) : nullptr;
+    const char *behind = c == '\\' ? ReadCEscape(in, &byte) : nullptr;
     if (behind != nullptr) {
-      *out++ = byte;
+      c = byte;
       in = behind;
-    } else {
-      *out++ = *in++;
     }
+    *out++ = c;
   }
   *out = '\0';
 }

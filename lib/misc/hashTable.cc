@@ -101,13 +101,13 @@ inline uint32_t HashTableHash(const HashTable *table, const void *key) {
 // While h is above the mask of `numBits` bits, h = (h >> numBits) XOR (h AND mask), which comes to the XOR of
 // its pieces of that many bits. A table of one bucket has no bits to fold by.
 inline Entry **HashTableBucket(const HashTable *table, uint32_t hash) {
-  uint32_t folded = 0;
+  uint32_t folded = hash;
   if (table->numBits != 0) {
-    const uint32_t mask = table->numEntries - 1;
-    for (; hash != 0; hash >>= table->numBits) {
-      folded ^= hash & mask;
+    for (uint32_t rest = hash >> table->numBits; rest != 0; rest >>= table->numBits) {
+      folded ^= rest;
     }
   }
+  folded &= table->numEntries - 1;
   ASSERT(folded < table->numEntries);
   return &table->buckets[folded];
 }
