@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
+#include <initializer_list>
 #include <limits>
 #include <ostream>
 #include <string>
@@ -249,7 +250,8 @@ TEST_F(FileIOPreallocateSystem, IsAskedOfTheKernel) {
 
 TEST_F(FileIOPreallocateSystem, OthersDoNot) {
   testhost::SystemCalls calls({SYS_statfs});
-  for (const uint32_t type : {NFS_SUPER_MAGIC, SMB_SUPER_MAGIC, TMPFS_MAGIC, XFS_SUPER_MAGIC, 0, 0xef52}) {
+  for (const uint32_t type : std::initializer_list<uint32_t>{NFS_SUPER_MAGIC, SMB_SUPER_MAGIC, TMPFS_MAGIC,
+                                                             XFS_SUPER_MAGIC, 0, 0xef52}) {
     calls.AnswerStatfs(type);
     EXPECT_FALSE(FileIO_SupportsPreallocate("/t/file", true)) << type;
   }
