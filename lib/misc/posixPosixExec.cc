@@ -12,6 +12,21 @@ namespace {
 using ExecCall = int (*)(const char *path, char *const *arguments);
 using OwnedList = std::unique_ptr<const char *, Releaser<free>>;
 
+// What the C library's own loops over a list take in the place of none, as the kernel does.
+char *const *NonNullList(char *const *list) {
+  static char *const kEmpty[] = {nullptr};
+  return list != nullptr ? list : kEmpty;
+}
+
+// execvp itself would read through a null name.
+int ExecOnPath(const char *name, char *const *arguments) {
+  if (name == nullptr) {
+    errno = EFAULT;
+    return -1;
+  }
+  return execvp(name, NonNullList(arguments));
+}
+
 int Exec(ExecCall call, const char *path, const char *const *arguments) {
   const PosixText pathBytes(path);
   const PosixTexts argumentBytes(arguments);
@@ -74,7 +89,7 @@ int Posix_Execl(const char *path, const char *argument, ...) {
 int Posix_Execlp(const char *path, const char *argument, ...) {
   va_list args;
   va_start(args, argument);
-  const int result = ExecList(execvp, path, argument, args);
+  const int result = ExecList(ExecOnPath, path, argument, args);
   va_end(args);
   return result;
 }
@@ -84,7 +99,7 @@ int Posix_Execv(const char *path, const char *const *arguments) {
 }
 
 int Posix_Execvp(const char *path, const char *const *arguments) {
-  return Exec(execvp, path, arguments);
+  return Exec(ExecOnPath, path, arguments);
 }
 
 int Posix_Execve(const char *path, const char *const *arguments, const char *const *environment) {
@@ -107,5 +122,5 @@ int Posix_Spawn(pid_t *child, const char *path, const posix_spawn_file_actions_t
   }
   int (*const call)(pid_t *, const char *, const posix_spawn_file_actions_t *, const posix_spawnattr_t *,
                     char *const *, char *const *) = posix_spawn;
-  return call(child, pathBytes.Bytes(), actions, nullptr, argumentBytes.Bytes(), environ);
+  return call(child, pathBytes.Bytes(), actions, nullptr, NonNullList(argumentBytes.Bytes()), environ);
 }

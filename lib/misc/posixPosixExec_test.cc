@@ -126,6 +126,22 @@ TEST_F(PosixExec, NullListsGoOnAsNull) {
   EXPECT_FAILS(-1, ENOENT, Posix_Execve("/t/missing", nullptr, nullptr));
 }
 
+TEST_F(PosixExec, NoNameIsNotLookedForOnThePath) {
+  const char *const arguments[] = {"name", nullptr};
+  EXPECT_FAILS(-1, EFAULT, Posix_Execvp(nullptr, arguments));
+  EXPECT_FAILS(-1, EFAULT, Posix_Execlp(nullptr, "name", nullptr));
+}
+
+// The C library starts the shell for a script that doesn't tell its own.
+TEST_F(PosixExec, NullListsAreEmptyOnesToTheCLibraryToo) {
+  testhost::WriteFile("/t/dir/script", "exit 5\n");
+  chmod("/t/dir/script", 0755);
+  EXPECT_EQ(InChild([] { Posix_Execvp("/t/dir/script", nullptr); }), 5);
+  pid_t child = -1;
+  ASSERT_EQ(Posix_Spawn(&child, "/bin/true", nullptr, nullptr), 0);
+  EXPECT_EQ(waitpid(child, nullptr, 0), child);
+}
+
 TEST_F(PosixExec, SpawnStartsAChildWithItsFiles) {
   const int output = open("/t/output", O_CREAT | O_RDWR | O_CLOEXEC, 0600);
   posix_spawn_file_actions_t actions;

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <atomic>
 #include <cstring>
 
@@ -27,6 +26,20 @@ bool IsSystemUtf8() {
   return CurrentEncoding() == STRING_ENCODING_UTF8;
 }
 
+// Whether the system reads all of the bytes, which in an encoding of wide characters hold NULs.
+bool IsReadWhole(const char *bytes) {
+  return strlen(bytes) == static_cast<size_t>(Unicode_LengthInBytes(bytes, CurrentEncoding()));
+}
+
+bool AreReadWhole(char *const *list) {
+  for (; *list != nullptr; list++) {
+    if (!IsReadWhole(*list)) {
+      return false;
+    }
+  }
+  return true;
+}
+
 char *ToUtf8(const char *bytes) {
   if (IsSystemUtf8()) {
     return CodeSetUtf_IsUtf8(bytes, strlen(bytes)) ? strdup(bytes) : nullptr;
@@ -44,7 +57,7 @@ PosixText::PosixText(const char *text) : bytes_(text) {
   if (text != nullptr && !IsSystemUtf8()) {
     owner_.reset(Unicode_GetAllocBytes(text, CurrentEncoding()));
     bytes_ = owner_.get();
-    isConverted_ = bytes_ != nullptr;
+    isConverted_ = bytes_ != nullptr && IsReadWhole(bytes_);
   }
   errno = isConverted_ ? error : EINVAL;
 }
@@ -54,7 +67,7 @@ PosixTexts::PosixTexts(const char *const *texts) : bytes_(const_cast<char *const
   if (texts != nullptr && !IsSystemUtf8()) {
     owned_.reset(Unicode_GetAllocList(texts, -1, CurrentEncoding()));
     bytes_ = owned_.get();
-    isConverted_ = bytes_ != nullptr;
+    isConverted_ = bytes_ != nullptr && AreReadWhole(bytes_);
   }
   errno = isConverted_ ? error : EINVAL;
 }

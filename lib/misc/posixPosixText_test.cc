@@ -216,6 +216,19 @@ TEST_F(PosixText, AsciiAllowsNothingElse) {
   EXPECT_FAILS(nullptr, EINVAL, Posix_ReadLink("/t/dir/latin"));
 }
 
+// The system would read them up to the first NUL, and take the root for the file.
+TEST_F(PosixText, BytesOfWideCharactersReachNoSystemCall) {
+  for (const char *encoding : {"UTF-16LE", "UTF-16BE", "UTF-16", "UTF-32LE", "UTF-32BE", "UTF-32"}) {
+    EXPECT_TRUE(posixtest::HoldsInChild([&] {
+      setenv("G_FILENAME_ENCODING", encoding, 1);
+      EXPECT_FAILS(-1, EINVAL, Posix_Access("/t/file", F_OK));
+      const char *const arguments[] = {"", "name", nullptr};
+      EXPECT_FAILS(-1, EINVAL, Posix_Execv("", arguments));
+      EXPECT_FAILS(-1, ENOENT, Posix_Execv("", kNoTexts));
+    })) << encoding;
+  }
+}
+
 // An encoding that the program knows by the C library alone.
 TEST_F(PosixText, TheHostsOwnEncodingServesWhateverItIs) {
   setenv("G_FILENAME_ENCODING", "KOI8-R,UTF-8", 1);

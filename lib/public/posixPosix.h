@@ -6,9 +6,10 @@
 //
 // Unless told otherwise a wrapper takes the arguments of its system call and returns what that returns, with
 // errno as the call left it. Text that can't be converted gives EINVAL and the call's failure value, and the
-// call isn't made. Where the current encoding is UTF-8 text goes to the system as it is, also when it is no
-// valid UTF-8; what comes from the system must be valid in each. A null text goes on as it is, so that the
-// call itself refuses it; where it would read through the null, the wrapper gives EFAULT in its stead.
+// call isn't made; so does text whose bytes hold NULs in an encoding of wide characters. Where the current
+// encoding is UTF-8 text goes to the system as it is, also when it is no valid UTF-8; what comes from the
+// system must be valid in each. A null text goes on as it is, so that the call itself refuses it; where it
+// would read through the null, the wrapper gives EFAULT in its stead.
 #ifndef OST_PUBLIC_POSIXPOSIX_H
 #define OST_PUBLIC_POSIXPOSIX_H
 
