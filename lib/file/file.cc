@@ -94,15 +94,15 @@ int FileLinkAttributes(const char *path, FileData *data) {
   return AttributesBy(Posix_Lstat, path, data);
 }
 
-OwnedUnicode FileFromSystem(const char *bytes) {
-  if (Unicode_GetCurrentEncoding() == STRING_ENCODING_UTF8) {
+OwnedUnicode FileFromSystem(const char *bytes, StringEncoding current) {
+  if (current == STRING_ENCODING_UTF8) {
     return OwnedUnicode(Unicode_Duplicate(bytes));
   }
-  if (!Unicode_IsBufferValid(bytes, -1, STRING_ENCODING_DEFAULT)) {
+  if (!Unicode_IsBufferValid(bytes, -1, current)) {
     errno = EINVAL;
     return nullptr;
   }
-  return OwnedUnicode(Unicode_Alloc(bytes, STRING_ENCODING_DEFAULT));
+  return OwnedUnicode(Unicode_Alloc(bytes, current));
 }
 
 bool FileIsConvertible(const char *path) {

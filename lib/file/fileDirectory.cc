@@ -22,53 +22,47 @@ bool IsDotName(const char *name) {
   return strcmp(name, ".") == 0 || strcmp(name, "..") == 0;
 }
 
-// Hands each entry of a directory, in the system's order, to `take`, which returns false with errno to end
-// the reading. Returns false with errno when something failed.
+// An entry of a directory.
+struct Entry {
+  OwnedUnicode name;
+  unsigned char type;  // DT_UNKNOWN where the file system doesn't tell
+};
+
+// Hands each entry of a directory, in the system's order, to `take`. Returns false with errno when something
+// failed: also for a name that can't be converted, since it could be given to no call.
 template <typename Take>
 bool ReadEntries(const char *path, Take take) {
   const OwnedDirectory directory(Posix_OpenDir(path));
   if (directory == nullptr) {
     return false;
   }
+  const StringEncoding current = Unicode_GetCurrentEncoding();
   for (;;) {
     errno = 0;
     const dirent *entry = readdir(directory.get());
     if (entry == nullptr) {
       return errno == 0;
     }
-    if (!IsDotName(entry->d_name) && !take(*entry)) {
+    if (IsDotName(entry->d_name)) {
+      continue;
+    }
+    OwnedUnicode name = FileFromSystem(entry->d_name, current);
+    if (name == nullptr) {
       return false;
     }
+    take(Entry{std::move(name), entry->d_type});
   }
 }
 
 using Names = std::vector<OwnedUnicode>;
 
-// Adds the name of an entry. One that can't be converted could be given to no call, so it is a failure, with
-// errno.
-bool AddName(const dirent &entry, Names *names) {
-  OwnedUnicode name = FileFromSystem(entry.d_name);
-  const bool isConverted = name != nullptr;
-  if (isConverted) {
-    names->push_back(std::move(name));
-  }
-  return isConverted;
-}
-
-// What a directory holds.
-struct Entries {
-  Names directories;
-  Names others;
-};
-
-// Whether the entry itself is a directory. One that is gone isn't.
-bool IsDirectoryEntry(const std::string &directory, const dirent &entry) {
-  if (entry.d_type != DT_UNKNOWN) {
-    return entry.d_type == DT_DIR;
+// Whether an entry itself is a directory. One that is gone isn't.
+bool IsDirectoryEntry(const std::string &directory, const Entry &entry) {
+  if (entry.type != DT_UNKNOWN) {
+    return entry.type == DT_DIR;
   }
   FileData data;
-  const OwnedUnicode name = FileFromSystem(entry.d_name);
-  return name != nullptr && FileLinkAttributes((directory + '/' + name.get()).c_str(), &data) == 0 &&
+  return FileLinkAttributes((directory + '/' + entry.name.get()).c_str(), &data) == 0 &&
          data.fileType == FILE_TYPE_DIRECTORY;
 }
 
@@ -92,18 +86,19 @@ bool RemoveEach(const Names &names, std::string *directory, Remove remove) {
 }
 
 bool DeleteTree(std::string *path) {
-  Entries entries;
-  const bool isRead = ReadEntries(path->c_str(), [&entries, path](const dirent &entry) {
-    return AddName(entry, IsDirectoryEntry(*path, entry) ? &entries.directories : &entries.others);
+  Names directories;
+  Names others;
+  const bool isRead = ReadEntries(path->c_str(), [&directories, &others, path](Entry entry) {
+    (IsDirectoryEntry(*path, entry) ? directories : others).push_back(std::move(entry.name));
   });
   if (!isRead) {
     return errno == ENOENT;
   }
-  bool isDone = RemoveEach(entries.others, path,
-                           [](const std::string *entry) { return IsGone(File_Unlink(entry->c_str())); });
-  // The rest of the tree doesn't have to share the memory with them.
-  entries.others = Names();
-  isDone = RemoveEach(entries.directories, path, DeleteTree) && isDone;
+  bool isDone =
+      RemoveEach(others, path, [](const std::string *entry) { return IsGone(File_Unlink(entry->c_str())); });
+  // The memory of these is free for the rest of the tree.
+  others = Names();
+  isDone = RemoveEach(directories, path, DeleteTree) && isDone;
   return IsGone(Posix_Rmdir(path->c_str())) && isDone;
 }
 
@@ -151,7 +146,7 @@ bool File_IsEmptyDirectory(const char *path) {
 
 int File_ListDirectory(const char *path, char ***names) {
   Names found;
-  if (!ReadEntries(path, [&found](const dirent &entry) { return AddName(entry, &found); })) {
+  if (!ReadEntries(path, [&found](Entry entry) { found.push_back(std::move(entry.name)); })) {
     return -1;
   }
   const int count = static_cast<int>(found.size());

@@ -40,7 +40,9 @@ int FileLinkAttributes(const char *path, FileData *data);
 
 // A name that the system gave, or null with EINVAL when it can't be converted. Where the system's names are
 // UTF-8 one that is no text stays as it is, so that its file can still be reached.
-OwnedUnicode FileFromSystem(const char *bytes);
+//
+// current  the current encoding, which takes longer to find than most names to convert
+OwnedUnicode FileFromSystem(const char *bytes, StringEncoding current);
 // Whether the current encoding can express a path, so that a call can be made with it; EINVAL when it can't.
 bool FileIsConvertible(const char *path);
 

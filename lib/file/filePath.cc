@@ -236,7 +236,9 @@ char *File_Cwd(const char *drive) {
     Warning("FILE: %s: Drive letter %s on Linux?\n", __func__, drive);
   }
   char buffer[kPathSize];
-  const OwnedUnicode directory(getcwd(buffer, sizeof buffer) == nullptr ? nullptr : FileFromSystem(buffer));
+  const OwnedUnicode directory(getcwd(buffer, sizeof buffer) == nullptr
+                                   ? nullptr
+                                   : FileFromSystem(buffer, Unicode_GetCurrentEncoding()));
   if (directory == nullptr) {
     const char *reason = Err_ErrString();
     Msg_Append(MSGID(filePosix.getcwd) "Unable to retrieve the current working directory: %s. Check if the "
