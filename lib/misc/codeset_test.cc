@@ -650,7 +650,7 @@ TEST_P(CodeSetGeneric, FixedConversionsTakeNullForNothing) {
       },
   };
   for (const Converter converter : converters) {
-    for (const size_t size : {0, 1, 64}) {
+    for (const size_t size : {size_t{0}, size_t{1}, size_t{64}}) {
       EXPECT_EQ(Take([&](char **out, size_t *sizeOut) { return converter(nullptr, size, out, sizeOut); }),
                 "");
     }
