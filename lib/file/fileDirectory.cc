@@ -56,14 +56,23 @@ bool ReadEntries(const char *path, Take take) {
 
 using Names = std::vector<OwnedUnicode>;
 
-// Whether an entry itself is a directory. One that is gone isn't.
-bool IsDirectoryEntry(const std::string &directory, const Entry &entry) {
-  if (entry.type != DT_UNKNOWN) {
-    return entry.type == DT_DIR;
-  }
+// What a directory holds.
+struct Contents {
+  Names directories;
+  Names links;
+  Names others;
+};
+
+// The list that an entry belongs to. The file system may not have told what it is.
+Names *ListFor(const Entry &entry, const std::string &directory, Contents *contents) {
   FileData data;
-  return FileLinkAttributes((directory + '/' + entry.name.get()).c_str(), &data) == 0 &&
-         data.fileType == FILE_TYPE_DIRECTORY;
+  const bool isAsked =
+      entry.type == DT_UNKNOWN && FileLinkAttributes((directory + '/' + entry.name.get()).c_str(), &data);
+  if (isAsked ? data.fileType == FILE_TYPE_DIRECTORY : entry.type == DT_DIR) {
+    return &contents->directories;
+  }
+  const bool isLink = isAsked ? data.fileType == FILE_TYPE_SYMLINK : entry.type == DT_LNK;
+  return isLink ? &contents->links : &contents->others;
 }
 
 // Whether a deletion left nothing behind: another's may have come first, such as that of a link to the file.
@@ -86,19 +95,24 @@ bool RemoveEach(const Names &names, std::string *directory, Remove remove) {
 }
 
 bool DeleteTree(std::string *path) {
-  Names directories;
-  Names others;
-  const bool isRead = ReadEntries(path->c_str(), [&directories, &others, path](Entry entry) {
-    (IsDirectoryEntry(*path, entry) ? directories : others).push_back(std::move(entry.name));
+  Contents contents;
+  const bool isRead = ReadEntries(path->c_str(), [&contents, path](Entry entry) {
+    ListFor(entry, *path, &contents)->push_back(std::move(entry.name));
   });
   if (!isRead) {
     return errno == ENOENT;
   }
-  bool isDone =
-      RemoveEach(others, path, [](const std::string *entry) { return IsGone(File_Unlink(entry->c_str())); });
+  // Most entries are known to be no links, so that nothing has to look for their targets.
+  bool isDone = RemoveEach(contents.others, path, [](const std::string *entry) {
+    return IsGone(File_UnlinkNoFollow(entry->c_str()));
+  });
+  isDone = RemoveEach(contents.links, path,
+                      [](const std::string *entry) { return IsGone(File_Unlink(entry->c_str())); }) &&
+           isDone;
   // The memory of these is free for the rest of the tree.
-  others = Names();
-  isDone = RemoveEach(directories, path, DeleteTree) && isDone;
+  contents.others = Names();
+  contents.links = Names();
+  isDone = RemoveEach(contents.directories, path, DeleteTree) && isDone;
   return IsGone(Posix_Rmdir(path->c_str())) && isDone;
 }
 
@@ -132,9 +146,8 @@ bool File_DeleteEmptyDirectory(const char *path) {
 
 bool File_DeleteDirectoryTree(const char *path) {
   FileData data;
-  const int error = FileAttributes(path, &data);
-  if (error != 0) {
-    return error == ENOENT || error == ENOTDIR;
+  if (!FileAttributes(path, &data)) {
+    return errno == ENOENT || errno == ENOTDIR;
   }
   std::string tree = path;
   return DeleteTree(&tree);

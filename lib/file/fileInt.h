@@ -31,10 +31,10 @@ struct FileData {
   gid_t fileGroup;
 };
 
-// Tells the facts of a file. Returns 0, or an errno value, which is in errno too and leaves `*data` alone.
-int FileAttributes(const char *path, FileData *data);
+// Tells the facts of a file. Returns false, with errno and `*data` left alone, on failure.
+bool FileAttributes(const char *path, FileData *data);
 // The same of a link itself.
-int FileLinkAttributes(const char *path, FileData *data);
+bool FileLinkAttributes(const char *path, FileData *data);
 
 // ---- Text
 

@@ -67,6 +67,7 @@ std::string_view WithoutExtension(std::string_view base, size_t count, va_list e
   const size_t dot = base.rfind('.');
   bool isStripped = count == 0;
   for (size_t index = 0; index < count; index++) {
+    // The list is started by the caller. NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
     const char *extension = va_arg(extensions, const char *);
     ASSERT(extension != nullptr && extension[0] == '.');
     isStripped = isStripped || (dot != std::string_view::npos && base.substr(dot) == extension);
