@@ -63,7 +63,7 @@ TEST_F(File, TestsTellKindsApart) {
 }
 
 TEST_F(File, TestsOfPathsThatAreTooLongAreFalse) {
-  for (const size_t size : {4096, 8192}) {
+  for (const size_t size : {4096U, 8192U}) {
     const std::string path = "/t/file" + std::string(size - 7, '/');
     EXPECT_FALSE(File_Exists(path.c_str()));
     EXPECT_FALSE(File_IsFile(path.c_str()));
@@ -270,7 +270,7 @@ TEST_F(File, TimesOfALinkAreItsOwn) {
   ASSERT_EQ(symlink("file", "/t/link"), 0);
   const timespec set[] = {{100, 0}, {200, 0}};
   ASSERT_EQ(utimensat(AT_FDCWD, "/t/link", set, AT_SYMLINK_NOFOLLOW), 0);
-  EXPECT_EQ(TimesOf("/t/link").write, kEpoch + 200 * 10000000);
+  EXPECT_EQ(TimesOf("/t/link").write, kEpoch + 200 * 10000000LL);
 }
 
 TEST_F(File, TimesOfAMissingFileAreNone) {
