@@ -55,6 +55,22 @@ struct BsdOutput_Spec {
   char conversion = '\0';  // D, O, U, S and C have become d, o, u, s and c with the length "l"
 };
 
+// Where the next argument is for what tells no position, counted from 1.
+class BsdOutput_Positions {
+ public:
+  // Of a width or a precision.
+  int Of(int from) { return from == BSDOUTPUT_NEXT ? next_++ : from; }
+  // Behind a value that tells its position the count goes on from there.
+  int OfValue(int from) {
+    const int position = from == BSDOUTPUT_NEXT ? next_ : from;
+    next_ = position + 1;
+    return position;
+  }
+
+ private:
+  int next_ = 1;
+};
+
 // A long double is reduced to a double, an integer is widened with its sign.
 union BsdOutput_Value {
   int64_t integer;

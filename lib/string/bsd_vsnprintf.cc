@@ -11,21 +11,7 @@
 namespace {
 
 using Kind = BsdOutput_Kind;
-
-// Where the next argument is for what tells no position, counted from 1.
-class Positions {
- public:
-  int Of(int from) { return from == BSDOUTPUT_NEXT ? next_++ : from; }
-  // Behind a value that tells its position the count goes on from there.
-  int OfValue(int from) {
-    const int position = from == BSDOUTPUT_NEXT ? next_ : from;
-    next_ = position + 1;
-    return position;
-  }
-
- private:
-  int next_ = 1;
-};
+using Positions = BsdOutput_Positions;
 
 bool HasPosition(const BsdOutput_Spec &spec) {
   return spec.position > 0 || spec.widthFrom > 0 || spec.precisionFrom > 0;

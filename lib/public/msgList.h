@@ -1,0 +1,39 @@
+// Messages as data, in a list: an id, the default wording and the arguments.
+//
+//   MsgList *messages = MsgList_Create(MSGID(disk.full) "No room on \"%s\".\n", path);
+//   MsgList_Log(messages);
+//   MsgList_Free(messages);
+//
+// Running out of memory stops the program.
+#ifndef OST_PUBLIC_MSGLIST_H
+#define OST_PUBLIC_MSGLIST_H
+
+#include <cstdarg>
+#include <cstdint>
+
+#include "msgFmt.h"
+
+struct MsgList {
+  MsgList *next;
+  char *id;      // owned, without marker and parentheses
+  char *format;  // owned, the default wording
+  MsgFmt_Arg *args;
+  int32_t numArgs;
+};
+
+// A new list of one message (MsgList_Free). A format without marker and an id that begins with "msg.", and
+// one that MsgFmt_GetArgs refuses, stop the program.
+MsgList *MsgList_Create(const char *idFormat, ...) __attribute__((format(printf, 1, 2)));
+MsgList *MsgList_VCreate(const char *idFormat, va_list args) __attribute__((format(printf, 1, 0)));
+
+// A deep copy (MsgList_Free); null of null. A wide string in an argument stops the program.
+MsgList *MsgList_Copy(const MsgList *messages);
+// Frees the whole list; null is allowed.
+void MsgList_Free(MsgList *messages);
+
+// Writes each message in its default wording to the log.
+void MsgList_Log(const MsgList *messages);
+// The id of the last message, borrowed; null for a null list.
+const char *MsgList_GetMsgID(const MsgList *messages);
+
+#endif

@@ -1,0 +1,27 @@
+// What taking and printing arguments share.
+#ifndef OST_USER_MSGFMTINT_H
+#define OST_USER_MSGFMTINT_H
+
+#include "msgFmt.h"
+
+// The record of a format's arguments while it is parsed.
+struct MsgFmtParseState {
+  MsgFmt_Arg *args = nullptr;
+  int numArgs = 0;
+  int maxArgs = 0;
+  char *error = nullptr;
+  // The buffer that all of this is in, or null for the heap. Its first bytes are the table, behind it are the
+  // strings; an error takes the place of both.
+  char *buf = nullptr;
+  char *bufPtr = nullptr;  // what is left begins here
+  char *bufEnd = nullptr;
+};
+
+// The specifier callback that claims a position in the table of a MsgFmtParseState.
+int MsgFmtGetArg1(void *clientData, const char *position, size_t positionLength, const char *type,
+                  size_t typeLength);
+
+// The type that a specifier takes, by the letters of MsgFmt_ParseSpec; MSGFMT_ARG_INVALID when there is none.
+MsgFmt_ArgType MsgFmtTypeOf(char lengthModifier, char conversion);
+
+#endif

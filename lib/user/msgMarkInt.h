@@ -1,0 +1,25 @@
+// The mark of a text that the user can see: "@&!*@*@(msg.id)text".
+#ifndef OST_USER_MSGMARKINT_H
+#define OST_USER_MSGMARKINT_H
+
+#include <cstring>
+#include <string_view>
+
+// What stands before the id.
+constexpr std::string_view MSG_MARK = "@&!*@*@(";
+
+// Returns the text behind marker and id, or null for a string that has none.
+inline const char *MsgMarkedText(const char *string) {
+  if (strncmp(string, MSG_MARK.data(), MSG_MARK.size()) != 0) {
+    return nullptr;
+  }
+  const char *close = strchr(string + MSG_MARK.size(), ')');
+  return close == nullptr ? nullptr : close + 1;
+}
+
+// The id of a string that is marked; `text` is its marked text.
+inline std::string_view MsgMarkedId(const char *string, const char *text) {
+  return {string + MSG_MARK.size(), text - 1};
+}
+
+#endif
