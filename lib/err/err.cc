@@ -1,5 +1,6 @@
 #include "err.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -26,6 +27,7 @@ struct ErrTables {
   HashTable *volatile byNumber;
   HashTable *volatile byAddress;
   HashTable *volatile byText;
+  std::atomic<size_t> longestText;
 };
 ErrTables errTables;
 
@@ -47,7 +49,11 @@ const void *ErrNumberKey(Err_Number errorNumber) {
   return reinterpret_cast<const void *>(static_cast<intptr_t>(errorNumber));
 }
 
+// A table that nobody has filled yet may be null.
 ErrInfo *ErrFind(const HashTable *table, const void *key) {
+  if (table == nullptr) {
+    return nullptr;
+  }
   void *info = nullptr;
   HashTable_Lookup(table, key, &info);
   return static_cast<ErrInfo *>(info);
@@ -63,6 +69,18 @@ ErrInfo *ErrNewInfo(Err_Number errorNumber) {
   return info;
 }
 
+void ErrNoteLength(size_t length) {
+  size_t longest = errTables.longestText;
+  while (length > longest && !errTables.longestText.compare_exchange_weak(longest, length)) {
+  }
+}
+
+// Whether no error has such a text, which is so of most texts that aren't of an error.
+bool ErrIsTooLong(const char *text) {
+  const size_t longest = errTables.longestText;
+  return strnlen(text, longest + 1) > longest;
+}
+
 // Puts the record into all tables, or gives it up for one that came first. Returns the one that stays.
 ErrInfo *ErrPublish(ErrInfo *info) {
   auto *winner =
@@ -74,6 +92,7 @@ ErrInfo *ErrPublish(ErrInfo *info) {
     free(info);
     return winner;
   }
+  ErrNoteLength(strlen(info->text));
   HashTable_Insert(ErrByAddress(), info->text, info);
   HashTable_Insert(ErrByText(), info->text, info);
   return info;
@@ -105,12 +124,15 @@ const char *Err_Errno2LocalString(Err_Number /*errorNumber*/) {
 }
 
 Err_Number Err_String2Errno(const char *text) {
-  const ErrInfo *info = ErrFind(ErrByAddress(), text);
+  const ErrInfo *info = ErrFind(errTables.byAddress, text);
   return info == nullptr ? -1 : info->errorNumber;
 }
 
 Err_Number Err_String2ErrnoDebug(const char *text) {
-  const ErrInfo *info = ErrFind(ErrByText(), text);
+  if (ErrIsTooLong(text)) {
+    return -1;
+  }
+  const ErrInfo *info = ErrFind(errTables.byText, text);
   if (info == nullptr) {
     return -1;
   }

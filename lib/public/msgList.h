@@ -15,9 +15,10 @@
 
 struct MsgList {
   MsgList *next;
-  char *id;      // owned, without marker and parentheses
-  char *format;  // owned, the default wording
-  MsgFmt_Arg *args;
+  // Both are in the block of the message, and stay there as long as it does.
+  char *id;          // without marker and parentheses
+  char *format;      // the default wording
+  MsgFmt_Arg *args;  // owned
   int32_t numArgs;
 };
 

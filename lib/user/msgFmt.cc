@@ -7,7 +7,6 @@
 #include <cstring>
 #include <string_view>
 
-#include "msgFmtInt.h"
 #include "panicUser.h"
 
 namespace {
@@ -130,6 +129,12 @@ const char *ReadWin32Specifier(const char *text, Specifier *spec) {
 
 // Takes a number off the front of a text, where a digit must be. Returns false when it has more than 31 bits.
 bool TakeNumber(std::string_view *text, int *number) {
+  // Most positions and widths are one digit.
+  if (text->size() == 1 || !IsDigit((*text)[1])) {
+    *number = text->front() - '0';
+    text->remove_prefix(1);
+    return true;
+  }
   const std::from_chars_result result = std::from_chars(text->data(), text->data() + text->size(), *number);
   text->remove_prefix(static_cast<size_t>(result.ptr - text->data()));
   return result.ec == std::errc();
@@ -286,39 +291,4 @@ int MsgFmt_ParseSpec(const char *position, size_t positionLength, const char *ty
   }
   *outConversion = rest.front();
   return 0;
-}
-
-MsgFmt_ArgType MsgFmtTypeOf(char lengthModifier, char conversion) {
-  const auto isOneOf = [lengthModifier](std::string_view letters) {
-    return letters.find(lengthModifier) != std::string_view::npos;
-  };
-  switch (conversion) {
-    case 'a':
-    case 'A':
-    case 'e':
-    case 'E':
-    case 'f':
-    case 'F':
-    case 'g':
-    case 'G':
-      return isOneOf("Lj") ? MSGFMT_ARG_INVALID : MSGFMT_ARG_FLOAT64;
-    case 'c':
-    case 'C':
-      return MSGFMT_ARG_INT32;
-    case 'd':
-    case 'i':
-    case 'o':
-    case 'u':
-    case 'x':
-    case 'X':
-      return isOneOf("lLjtz") ? MSGFMT_ARG_INT64 : MSGFMT_ARG_INT32;
-    case 'p':
-      return MSGFMT_ARG_PTR64;
-    case 's':
-      return isOneOf("lLj") ? MSGFMT_ARG_STRING32 : MSGFMT_ARG_STRING8;
-    case 'S':
-      return MSGFMT_ARG_STRING32;
-    default:
-      return MSGFMT_ARG_INVALID;
-  }
 }

@@ -1,10 +1,11 @@
 #include <benchmark/benchmark.h>
 #include <glib.h>
 
-#include <cstdarg>
+#include <cerrno>
 #include <memory>
 #include <string>
 
+#include "err.h"
 #include "msgFmt.h"
 #include "msgList.h"
 #include "owned.h"
@@ -22,8 +23,10 @@ struct {
   long size = 1234567890123;
 } given;
 
-// A message appended, rendered and dropped. Both sides print the same text.
+// A message appended, rendered and dropped, in a process that has met an error. Both sides print the same
+// text.
 void Ours(benchmark::State &state, MsgList *(*create)()) {
+  Err_Errno2String(ENOENT);
   while (state.KeepRunning()) {
     benchmark::DoNotOptimize(given);
     const OwnedList message(create());
@@ -68,6 +71,7 @@ std::string Text(const benchmark::State &state) {
 }
 
 void BM_Ours_Config_MessageSized(benchmark::State &state) {
+  Err_Errno2String(ENOENT);
   const std::string argument = Text(state);
   while (state.KeepRunning()) {
     const OwnedList message(MsgList_Create(MSGID_BENCH "<%s>\n", argument.c_str()));

@@ -2,10 +2,12 @@
 
 #include <strings.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 
 #include "log.h"
+#include "msgListInt.h"
 #include "msgMarkInt.h"
 #include "owned.h"
 #include "panicUser.h"
@@ -17,23 +19,24 @@ using OwnedList = std::unique_ptr<MsgList, Releaser<MsgList_Free>>;
 
 constexpr size_t kMaxIdLength = 127;
 
-MsgList *NewNode() {
-  return static_cast<MsgList *>(Util_SafeCalloc(1, sizeof(MsgList)));
-}
-
-char *CopyId(const char *idFormat, const char *text) {
+std::string_view IdOf(const char *idFormat, const char *text) {
   const std::string_view id = MsgMarkedId(idFormat, text);
   if (id.size() > kMaxIdLength) {
     NOT_IMPLEMENTED();
   }
   ASSERT(strncasecmp(id.data(), "msg.", 4) == 0);
-  return Util_SafeStrndup(id.data(), id.size());
+  return id;
+}
+
+// Copies a string with a NUL behind it. Returns where that ends.
+char *PutString(char *to, std::string_view string) {
+  char *end = std::copy(string.begin(), string.end(), to);
+  *end = '\0';
+  return end + 1;
 }
 
 MsgList *CopyNode(const MsgList &message) {
-  MsgList *copy = NewNode();
-  copy->id = Util_SafeStrdup(message.id);
-  copy->format = Util_SafeStrdup(message.format);
+  MsgList *copy = MsgListNew(message.id, message.format);
   copy->args = MsgFmt_CopyArgs(message.args, message.numArgs);
   ASSERT_MEM_ALLOC(copy->args != nullptr);
   copy->numArgs = message.numArgs;
@@ -41,6 +44,16 @@ MsgList *CopyNode(const MsgList &message) {
 }
 
 }  // namespace
+
+MsgList *MsgListNew(std::string_view id, std::string_view format) {
+  auto *message =
+      static_cast<MsgList *>(Util_SafeMalloc(sizeof(MsgList) + id.size() + 1 + format.size() + 1));
+  *message = {};
+  message->id = reinterpret_cast<char *>(message + 1);
+  message->format = PutString(message->id, id);
+  PutString(message->format, format);
+  return message;
+}
 
 MsgList *MsgList_Create(const char *idFormat, ...) {
   va_list args;
@@ -54,9 +67,7 @@ MsgList *MsgList_VCreate(const char *idFormat, va_list args) {
   ASSERT(idFormat != nullptr);
   const char *text = MsgMarkedText(idFormat);
   ASSERT(text != nullptr);
-  OwnedList message(NewNode());
-  message->id = CopyId(idFormat, text);
-  message->format = Util_SafeStrdup(text);
+  OwnedList message(MsgListNew(IdOf(idFormat, text), text));
   char *error = nullptr;
   if (!MsgFmt_GetArgs(text, args, &message->args, &message->numArgs, &error)) {
     Log("%s error: %s\nformat <%s>\n", __func__, error, idFormat);
@@ -78,8 +89,6 @@ MsgList *MsgList_Copy(const MsgList *messages) {
 void MsgList_Free(MsgList *messages) {
   while (messages != nullptr) {
     MsgList *next = messages->next;
-    free(messages->id);
-    free(messages->format);
     MsgFmt_FreeArgs(messages->args, messages->numArgs);
     free(messages);
     messages = next;

@@ -10,7 +10,8 @@ constexpr std::string_view MSG_MARK = "@&!*@*@(";
 
 // Returns the text behind marker and id, or null for a string that has none.
 inline const char *MsgMarkedText(const char *string) {
-  if (strncmp(string, MSG_MARK.data(), MSG_MARK.size()) != 0) {
+  // Most strings aren't, which their first byte tells.
+  if (*string != MSG_MARK.front() || strncmp(string, MSG_MARK.data(), MSG_MARK.size()) != 0) {
     return nullptr;
   }
   const char *close = strchr(string + MSG_MARK.size(), ')');
