@@ -7,6 +7,8 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <thread>
@@ -16,6 +18,7 @@
 #include "fileLockInt.h"
 #include "fileLockTestInt.h"
 #include "log.h"
+#include "random.h"
 #include "systemCalls.h"
 #include "testhost.h"
 
@@ -55,7 +58,7 @@ class FileLockFailure : public ::testing::Test {
   }
   [[nodiscard]] bool IsHeld() const { return token_ != nullptr; }
   [[nodiscard]] std::string Token() const { return static_cast<char *>(token_); }
-  void Unlock() { EXPECT_EQ(FileLock_Unlock(kFile, token_), 0); }
+  void Unlock(int expected = 0) { EXPECT_EQ(FileLock_Unlock(kFile, token_), expected); }
 
   static void ExpectNothingLeft() { EXPECT_EQ(Names("/t"), std::vector<std::string>{"file"}); }
   // What was warned of, with "NNNNN" for the contender's number.
@@ -215,6 +218,8 @@ TEST_F(FileLockFailure, FileInTheNameOfAChooserGoesAsOne) {
   EXPECT_EQ(Lock(), 0);
   ASSERT_TRUE(IsHeld());
   EXPECT_EQ(Names(kLockDir).size(), 1U);
+  EXPECT_TRUE(Logged("FILE: Scanner discarding D00007.lck data from '/t/file.lck'.\n"));
+  EXPECT_EQ(Warnings(), "");
   Unlock();
 }
 
@@ -246,6 +251,16 @@ TEST_F(FileLockFailure, MemberThatCannotBeLookedAtEndsTheWait) {
   calls.Clear();
   EXPECT_EQ(Names(kLockDir), std::vector<std::string>{"M00001.lck"});
   EXPECT_FALSE(Logged("timeout"));
+}
+
+TEST_F(FileLockFailure, TimeLimitThatIsJustReachedIsNotOver) {
+  WriteMember(kLockDir, "M00001.lck", RemoteLine("1 X"));
+  SystemCalls calls({SYS_clock_nanosleep});
+  EXPECT_EQ(Lock(99), 0);
+  EXPECT_EQ(calls.Count(SYS_clock_nanosleep), 1U);
+  EXPECT_EQ(Lock(100), 0);
+  EXPECT_EQ(calls.Count(SYS_clock_nanosleep), 3U);
+  EXPECT_FALSE(IsHeld());
 }
 
 TEST_F(FileLockFailure, DeadMemberThatCannotBeRemovedIsAnError) {
@@ -419,6 +434,89 @@ TEST_F(FileLockFailure, ForkedProcessNeitherHoldsNorReleases) {
   EXPECT_TRUE(fs::exists(Token()));
   Unlock();
   ExpectNothingLeft();
+}
+
+TEST_F(FileLockFailure, WhatIsUsualIsLoggedWithoutAWarning) {
+  const pid_t dead = Child([] { return 0; });
+  StatusOf(dead);
+  WriteMember(kLockDir, "M00001.lck", LocalLine(dead, "1 X"));
+  WriteMember(kLockDir, "noise", "");
+  WriteMember(kLockDir, "M00002.lck", LocalLine(getppid(), "1 X"));
+  EXPECT_EQ(Lock(50), 0);
+  EXPECT_FALSE(IsHeld());
+  WriteMember(kLockDir, "M00002.lck", RemoteLine("1 X"));
+  EXPECT_EQ(Lock(50), 0);
+  EXPECT_FALSE(IsHeld());
+  fs::remove_all(kLockDir);
+  testhost::WriteFile(kLockDir, "");
+  EXPECT_EQ(Lock(), 0);
+  EXPECT_FALSE(IsHeld());
+  fs::remove(kLockDir);
+  EXPECT_EQ(Lock(), 0);
+  ASSERT_TRUE(IsHeld());
+  fs::remove(Token());
+  Unlock(ENOENT);
+  for (const char *text : {"invalid file name", "invalid executionID", "due to a local process",
+                           "due to another machine", "old style lock file", "FileUnlockIntrinsic failed"}) {
+    EXPECT_TRUE(Logged(text)) << text;
+  }
+  EXPECT_EQ(Warnings(), "");
+}
+
+TEST_F(FileLockFailure, WhatIsUnusualIsWarnedOf) {
+  SystemCalls calls({SYS_mkdir});
+  calls.Fail(SYS_mkdir, EROFS, {.count = 2});
+  int error = -1;
+  EXPECT_NE(FileLockIntrinsic(kFile, false, 0, "", &error), nullptr);
+  EXPECT_EQ(error, 0);
+  EXPECT_EQ(FileLock_DeleteIfSoleOwner(kFile), EROFS);
+  const std::string creation =
+      "FILE: CreateEntryDirectory creation failure on '/t/file.lck': Read-only file system\n";
+  EXPECT_EQ(Warnings(), creation + "FILE: FileLockIntrinsic implicit S lock succeeded on '/t/file'.\n" +
+                            creation +
+                            "FILE: FileLockHackOST clean-up failure for '/t/file': Read-only file system\n");
+}
+
+TEST_F(FileLockFailure, HolderThatDiedDuringAWaitIsWarnedOf) {
+  const pid_t holder = Child([] { return pause(); });
+  WriteMember(kLockDir, "M00001.lck", LocalLine(holder, "1 X"));
+  std::thread killer([holder] {
+    Await([] { return Names(kLockDir).size() == 2 && Names(kLockDir)[0][0] == 'M'; });
+    kill(holder, SIGKILL);
+    StatusOf(holder);
+  });
+  EXPECT_EQ(Lock(FILELOCK_INFINITE_WAIT), 0);
+  killer.join();
+  ASSERT_TRUE(IsHeld());
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+            "FILE: WaitForPossession discarding file '/t/file.lck/M00001.lck'; invalid executionID.\n");
+  Unlock();
+}
+
+TEST_F(FileLockFailure, MemberIsWrittenByItsOwnerAlone) {
+  umask(0);
+  EXPECT_EQ(Lock(), 0);
+  ASSERT_TRUE(IsHeld());
+  EXPECT_EQ(fs::status(Token()).permissions(), static_cast<fs::perms>(0644));
+  EXPECT_EQ(fs::status(kLockDir).permissions(), static_cast<fs::perms>(0777));
+  Unlock();
+}
+
+TEST_F(FileLockFailure, NumberComesFromMachineAndProcess) {
+  uint32_t seed = 0;
+  for (const char byte : FileLockGetMachineID() + FileLockGetExecutionID()) {
+    seed += static_cast<uint32_t>(static_cast<signed char>(byte));
+  }
+  RandomQuickState *random = Random_QuickSeed(seed);
+  for (int turn = 0; turn < 3; turn++) {
+    char member[64];
+    snprintf(member, sizeof member, "/t/file.lck/M%05u.lck", (Random_Quick(random) >> 8) & 0xffff);
+    EXPECT_EQ(Lock(), 0);
+    ASSERT_TRUE(IsHeld());
+    EXPECT_EQ(Token(), member);
+    Unlock();
+  }
+  free(random);
 }
 
 TEST_F(FileLockFailure, UnlockAfterTheTreeWasMovedFindsNothing) {
