@@ -119,6 +119,24 @@ TEST_F(RunTest, LooksAtItsTasksEndsThoughItsCallerIgnoredItsOwn) {
   EXPECT_THAT(ServiceCalls(), ElementsAre("stop", "start"));
 }
 
+// Redirections with which the program's caller closes standard streams.
+class StreamTest : public RunTest, public testing::WithParamInterface<const char *> {};
+
+INSTANTIATE_TEST_SUITE_P(Closed, StreamTest, testing::Values("<&-", ">&-", "2>&-", "<&- >&- 2>&-"));
+
+TEST_P(StreamTest, RunsWithNothingInThePlaceOfAStreamThatItsCallerClosed) {
+  EnterWithModule();
+  product_->Service(
+      "streams=$(readlink /proc/$$/fd/0 /proc/$$/fd/1 /proc/$$/fd/2); echo \"$streams\" >/run/streams");
+  const std::string command = std::string("exec timeout 60 ostrel-kernprep --launcher=/bin/true ") +
+                              "--icon=product --appname=Bench </dev/null >/dev/null 2>/dev/null ";
+  EXPECT_EQ(testhost::Run(command + GetParam()), 0);
+  EXPECT_EQ(ReadFile("/run/streams"), "/dev/null\n/dev/null\n/dev/null\n");
+  EXPECT_TRUE(IsInstalled("ostlink"));
+  EXPECT_EQ(Added(), LinesFor("ostlink"));
+  EXPECT_THAT(ServiceCalls(), ElementsAre("stop", "start"));
+}
+
 TEST_F(RunTest, HasNothingToDoAfterARunThatSucceeded) {
   EnterWithModule();
   product_->Service(kWaitForProgress);
