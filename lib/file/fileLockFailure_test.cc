@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -25,6 +26,16 @@
 namespace fs = std::filesystem;
 using namespace locktest;
 using testhost::SystemCalls;
+
+// What sleeps this thread asked for since it was emptied, in microseconds.
+static thread_local std::vector<useconds_t> sleeps;
+
+// Stands in front of the library's.
+extern "C" int usleep(useconds_t microseconds) {
+  sleeps.push_back(microseconds);
+  std::this_thread::sleep_for(std::chrono::microseconds(microseconds));
+  return 0;
+}
 
 namespace {
 
@@ -491,6 +502,42 @@ TEST_F(FileLockFailure, HolderThatDiedDuringAWaitIsWarnedOf) {
   EXPECT_EQ(::testing::internal::GetCapturedStderr(),
             "FILE: WaitForPossession discarding file '/t/file.lck/M00001.lck'; invalid executionID.\n");
   Unlock();
+}
+
+TEST_F(FileLockFailure, SleepsAreLongerByAFewMilliseconds) {
+  uint32_t seed = 0;
+  for (const uint32_t msec : {0U, 0U, 1U, 49U, 49U, 50U, 50U, 50U, 50U, 51U}) {
+    seed = seed * 1103515245 + 12345;
+    sleeps.clear();
+    FileSleeper(msec);
+    EXPECT_EQ(sleeps, std::vector<useconds_t>{(msec + (seed & (msec < 50 ? 1 : 3))) * 1000});
+  }
+}
+
+TEST_F(FileLockFailure, LongSleepsAreTakenInPieces) {
+  WriteMember(kLockDir, "M00001.lck", RemoteLine("1 X"));
+  sleeps.clear();
+  // 21 of a tenth of a second, then 200 to 900, 1000 and 1100.
+  EXPECT_EQ(Lock(2100 + 4400 + 1000), 0);
+  EXPECT_FALSE(IsHeld());
+  const std::vector<useconds_t> rest = {200, 300, 400, 500, 600, 700, 800, 900, 900, 100, 900, 200};
+  ASSERT_EQ(sleeps.size(), 21 + rest.size());
+  for (size_t index = 0; index < sleeps.size(); index++) {
+    const useconds_t expected = index < 21 ? 100 : rest[index - 21];
+    EXPECT_EQ(sleeps[index] / 1000 - sleeps[index] / 1000 % 100, expected) << index;
+  }
+}
+
+TEST_F(FileLockFailure, NobodysFileIsNotDeleted) {
+  EXPECT_EQ(FileLock_DeleteIfSoleOwner(kFile), 0);
+  ExpectNothingLeft();
+}
+
+TEST_F(FileLockFailure, StartTimeThatCannotBeReadIsNoReasonToBeDead) {
+  EXPECT_FALSE(FileLockValidOwner(FileLockGetExecutionID().c_str(), "1"));
+  SystemCalls calls({SYS_openat});
+  calls.Fail(SYS_openat, EACCES, {.count = 1});
+  EXPECT_TRUE(FileLockValidOwner(FileLockGetExecutionID().c_str(), "1"));
 }
 
 TEST_F(FileLockFailure, MemberIsWrittenByItsOwnerAlone) {
