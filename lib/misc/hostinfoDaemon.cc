@@ -205,7 +205,8 @@ void OutliveFailedWrites() {
 
 // ---- The caller
 
-// Moves an end above the standard descriptors, which the daemon connects anew. Returns false with errno.
+// Moves the end that the daemon has above the standard descriptors, which it connects anew. Returns false
+// with errno.
 bool LiftAboveStandard(PipeEnd *end) {
   if (end->Get() > STDERR_FILENO) {
     return true;
@@ -226,7 +227,7 @@ bool MakePipe(PipeEnd *reader, PipeEnd *writer) {
   }
   reader->Reset(ends[0]);
   writer->Reset(ends[1]);
-  return LiftAboveStandard(reader) && LiftAboveStandard(writer);
+  return LiftAboveStandard(writer);
 }
 
 // The descriptor, and those of the request behind it; null with errno when memory is out.
