@@ -345,6 +345,34 @@ TEST_F(FileLockMemberFailure, PipeInItsPlaceIsNotWaitedFor) {
   EXPECT_FALSE(fs::exists(kMember));
 }
 
+// Keeps a lease on a file, as a file server does, until another process wants to open the file. Tells by a
+// byte when it has the lease.
+int KeepLease(const char *path, int ready) {
+  sigset_t broken;
+  sigemptyset(&broken);
+  sigaddset(&broken, SIGIO);
+  sigprocmask(SIG_BLOCK, &broken, nullptr);
+  const int fd = open(path, O_RDWR);
+  const bool leased = fcntl(fd, F_SETLEASE, F_WRLCK) == 0;
+  if (!leased || write(ready, "x", 1) != 1 || sigwaitinfo(&broken, nullptr) != SIGIO) {
+    return 1;
+  }
+  usleep(20000);
+  return fcntl(fd, F_SETLEASE, F_UNLCK) == 0 ? 0 : 1;
+}
+
+TEST_F(FileLockMemberFailure, LeaseOnItIsWaitedFor) {
+  int ready[2];
+  ASSERT_EQ(pipe(ready), 0);
+  const pid_t server = Child([&ready] { return KeepLease(kMember, ready[1]); });
+  close(ready[1]);
+  char byte = 0;
+  ASSERT_EQ(read(ready[0], &byte, 1), 1) << "no lease";
+  EXPECT_EQ(Read(), 0);
+  EXPECT_EQ(StatusOf(server), 0);
+  EXPECT_EQ(Warnings(), "");
+}
+
 TEST_F(FileLockMemberFailure, SixteenFieldsAreLogged) {
   std::string line = RemoteLine("1 X [");
   for (int number = 5; number < 30; number++) {
