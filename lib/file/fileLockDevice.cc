@@ -165,8 +165,8 @@ Holder RemoveStaleLock(const std::string &lockPath) {
 
 // Looks who holds the lock file that is there, and removes it when that is nobody.
 Holder ExamineLockFile(const std::string &lockPath) {
-  OwnedStream stream(Posix_Fopen(lockPath.c_str(), "r"));
-  if (stream == nullptr) {
+  const int fd = FileLockOpen(lockPath);
+  if (fd == -1) {
     const int error = errno;
     Warning("FILE: Failed to open existing lock file %s (%s).\n", lockPath.c_str(), Err_Errno2String(error));
     if (error != ENOENT) {
@@ -175,6 +175,8 @@ Holder ExamineLockFile(const std::string &lockPath) {
     // A link that leads nowhere is in the way of a new lock file for ever.
     return IsLink(lockPath) ? RemoveStaleLock(lockPath) : Holder::kGone;
   }
+  OwnedStream stream(fdopen(fd, "r"));
+  ASSERT_MEM_ALLOC(stream != nullptr);
   char line[kLineSize];
   errno = 0;
   if (fgets(line, sizeof line, stream.get()) == nullptr) {

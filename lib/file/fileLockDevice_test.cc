@@ -135,6 +135,13 @@ TEST_F(FileLockDevice, EmptyLockFileIsReplaced) {
   EXPECT_FALSE(Logged("Badly formatted"));
 }
 
+TEST_F(FileLockDevice, PipeInItsPlaceIsReplaced) {
+  ASSERT_EQ(mkfifo(kLockFile, 0666), 0);
+  alarm(5);
+  EXPECT_EQ(FileLock_LockDevice("tty"), 1);
+  EXPECT_EQ(testhost::ReadFile(kLockFile), Line(getpid()));
+}
+
 TEST_F(FileLockDevice, OnlyTheFirst999BytesOfALineAreRead) {
   const std::string mine = FileLockGetMachineID();
   const std::string pid = std::to_string(DeadPid());

@@ -6,7 +6,10 @@
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <thread>
@@ -16,12 +19,23 @@
 #include "fileLockInt.h"
 #include "fileLockTestInt.h"
 #include "log.h"
+#include "random.h"
 #include "systemCalls.h"
 #include "testhost.h"
 
 namespace fs = std::filesystem;
 using namespace locktest;
 using testhost::SystemCalls;
+
+// What sleeps this thread asked for since it was emptied, in microseconds.
+static thread_local std::vector<useconds_t> sleeps;
+
+// Stands in front of the library's.
+extern "C" int usleep(useconds_t microseconds) {
+  sleeps.push_back(microseconds);
+  std::this_thread::sleep_for(std::chrono::microseconds(microseconds));
+  return 0;
+}
 
 namespace {
 
@@ -55,7 +69,7 @@ class FileLockFailure : public ::testing::Test {
   }
   [[nodiscard]] bool IsHeld() const { return token_ != nullptr; }
   [[nodiscard]] std::string Token() const { return static_cast<char *>(token_); }
-  void Unlock() { EXPECT_EQ(FileLock_Unlock(kFile, token_), 0); }
+  void Unlock(int expected = 0) { EXPECT_EQ(FileLock_Unlock(kFile, token_), expected); }
 
   static void ExpectNothingLeft() { EXPECT_EQ(Names("/t"), std::vector<std::string>{"file"}); }
   // What was warned of, with "NNNNN" for the contender's number.
@@ -215,6 +229,8 @@ TEST_F(FileLockFailure, FileInTheNameOfAChooserGoesAsOne) {
   EXPECT_EQ(Lock(), 0);
   ASSERT_TRUE(IsHeld());
   EXPECT_EQ(Names(kLockDir).size(), 1U);
+  EXPECT_TRUE(Logged("FILE: Scanner discarding D00007.lck data from '/t/file.lck'.\n"));
+  EXPECT_EQ(Warnings(), "");
   Unlock();
 }
 
@@ -246,6 +262,16 @@ TEST_F(FileLockFailure, MemberThatCannotBeLookedAtEndsTheWait) {
   calls.Clear();
   EXPECT_EQ(Names(kLockDir), std::vector<std::string>{"M00001.lck"});
   EXPECT_FALSE(Logged("timeout"));
+}
+
+TEST_F(FileLockFailure, TimeLimitThatIsJustReachedIsNotOver) {
+  WriteMember(kLockDir, "M00001.lck", RemoteLine("1 X"));
+  SystemCalls calls({SYS_clock_nanosleep});
+  EXPECT_EQ(Lock(99), 0);
+  EXPECT_EQ(calls.Count(SYS_clock_nanosleep), 1U);
+  EXPECT_EQ(Lock(100), 0);
+  EXPECT_EQ(calls.Count(SYS_clock_nanosleep), 3U);
+  EXPECT_FALSE(IsHeld());
 }
 
 TEST_F(FileLockFailure, DeadMemberThatCannotBeRemovedIsAnError) {
@@ -317,6 +343,34 @@ TEST_F(FileLockMemberFailure, PipeInItsPlaceIsNotWaitedFor) {
   alarm(5);
   EXPECT_EQ(Read(), ENOENT);
   EXPECT_FALSE(fs::exists(kMember));
+}
+
+// Keeps a lease on a file, as a file server does, until another process wants to open the file. Tells by a
+// byte when it has the lease.
+int KeepLease(const char *path, int ready) {
+  sigset_t broken;
+  sigemptyset(&broken);
+  sigaddset(&broken, SIGIO);
+  sigprocmask(SIG_BLOCK, &broken, nullptr);
+  const int fd = open(path, O_RDWR);
+  const bool leased = fcntl(fd, F_SETLEASE, F_WRLCK) == 0;
+  if (!leased || write(ready, "x", 1) != 1 || sigwaitinfo(&broken, nullptr) != SIGIO) {
+    return 1;
+  }
+  usleep(20000);
+  return fcntl(fd, F_SETLEASE, F_UNLCK) == 0 ? 0 : 1;
+}
+
+TEST_F(FileLockMemberFailure, LeaseOnItIsWaitedFor) {
+  int ready[2];
+  ASSERT_EQ(pipe(ready), 0);
+  const pid_t server = Child([&ready] { return KeepLease(kMember, ready[1]); });
+  close(ready[1]);
+  char byte = 0;
+  ASSERT_EQ(read(ready[0], &byte, 1), 1) << "no lease";
+  EXPECT_EQ(Read(), 0);
+  EXPECT_EQ(StatusOf(server), 0);
+  EXPECT_EQ(Warnings(), "");
 }
 
 TEST_F(FileLockMemberFailure, SixteenFieldsAreLogged) {
@@ -419,6 +473,125 @@ TEST_F(FileLockFailure, ForkedProcessNeitherHoldsNorReleases) {
   EXPECT_TRUE(fs::exists(Token()));
   Unlock();
   ExpectNothingLeft();
+}
+
+TEST_F(FileLockFailure, WhatIsUsualIsLoggedWithoutAWarning) {
+  const pid_t dead = Child([] { return 0; });
+  StatusOf(dead);
+  WriteMember(kLockDir, "M00001.lck", LocalLine(dead, "1 X"));
+  WriteMember(kLockDir, "noise", "");
+  WriteMember(kLockDir, "M00002.lck", LocalLine(getppid(), "1 X"));
+  EXPECT_EQ(Lock(50), 0);
+  EXPECT_FALSE(IsHeld());
+  WriteMember(kLockDir, "M00002.lck", RemoteLine("1 X"));
+  EXPECT_EQ(Lock(50), 0);
+  EXPECT_FALSE(IsHeld());
+  fs::remove_all(kLockDir);
+  testhost::WriteFile(kLockDir, "");
+  EXPECT_EQ(Lock(), 0);
+  EXPECT_FALSE(IsHeld());
+  fs::remove(kLockDir);
+  EXPECT_EQ(Lock(), 0);
+  ASSERT_TRUE(IsHeld());
+  fs::remove(Token());
+  Unlock(ENOENT);
+  for (const char *text : {"invalid file name", "invalid executionID", "due to a local process",
+                           "due to another machine", "old style lock file", "FileUnlockIntrinsic failed"}) {
+    EXPECT_TRUE(Logged(text)) << text;
+  }
+  EXPECT_EQ(Warnings(), "");
+}
+
+TEST_F(FileLockFailure, WhatIsUnusualIsWarnedOf) {
+  SystemCalls calls({SYS_mkdir});
+  calls.Fail(SYS_mkdir, EROFS, {.count = 2});
+  int error = -1;
+  EXPECT_NE(FileLockIntrinsic(kFile, false, 0, "", &error), nullptr);
+  EXPECT_EQ(error, 0);
+  EXPECT_EQ(FileLock_DeleteIfSoleOwner(kFile), EROFS);
+  const std::string creation =
+      "FILE: CreateEntryDirectory creation failure on '/t/file.lck': Read-only file system\n";
+  EXPECT_EQ(Warnings(), creation + "FILE: FileLockIntrinsic implicit S lock succeeded on '/t/file'.\n" +
+                            creation +
+                            "FILE: FileLockHackOST clean-up failure for '/t/file': Read-only file system\n");
+}
+
+TEST_F(FileLockFailure, HolderThatDiedDuringAWaitIsWarnedOf) {
+  const pid_t holder = Child([] { return pause(); });
+  WriteMember(kLockDir, "M00001.lck", LocalLine(holder, "1 X"));
+  std::thread killer([holder] {
+    Await([] { return Names(kLockDir).size() == 2 && Names(kLockDir)[0][0] == 'M'; });
+    kill(holder, SIGKILL);
+    StatusOf(holder);
+  });
+  EXPECT_EQ(Lock(FILELOCK_INFINITE_WAIT), 0);
+  killer.join();
+  ASSERT_TRUE(IsHeld());
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+            "FILE: WaitForPossession discarding file '/t/file.lck/M00001.lck'; invalid executionID.\n");
+  Unlock();
+}
+
+TEST_F(FileLockFailure, SleepsAreLongerByAFewMilliseconds) {
+  uint32_t seed = 0;
+  for (const uint32_t msec : {0U, 0U, 1U, 49U, 49U, 50U, 50U, 50U, 50U, 51U}) {
+    seed = seed * 1103515245 + 12345;
+    sleeps.clear();
+    FileSleeper(msec);
+    EXPECT_EQ(sleeps, std::vector<useconds_t>{(msec + (seed & (msec < 50 ? 1 : 3))) * 1000});
+  }
+}
+
+TEST_F(FileLockFailure, LongSleepsAreTakenInPieces) {
+  WriteMember(kLockDir, "M00001.lck", RemoteLine("1 X"));
+  sleeps.clear();
+  // 21 of a tenth of a second, then 200 to 900, 1000 and 1100.
+  EXPECT_EQ(Lock(2100 + 4400 + 1000), 0);
+  EXPECT_FALSE(IsHeld());
+  const std::vector<useconds_t> rest = {200, 300, 400, 500, 600, 700, 800, 900, 900, 100, 900, 200};
+  ASSERT_EQ(sleeps.size(), 21 + rest.size());
+  for (size_t index = 0; index < sleeps.size(); index++) {
+    const useconds_t expected = index < 21 ? 100 : rest[index - 21];
+    EXPECT_EQ(sleeps[index] / 1000 - sleeps[index] / 1000 % 100, expected) << index;
+  }
+}
+
+TEST_F(FileLockFailure, NobodysFileIsNotDeleted) {
+  EXPECT_EQ(FileLock_DeleteIfSoleOwner(kFile), 0);
+  ExpectNothingLeft();
+}
+
+TEST_F(FileLockFailure, StartTimeThatCannotBeReadIsNoReasonToBeDead) {
+  EXPECT_FALSE(FileLockValidOwner(FileLockGetExecutionID().c_str(), "1"));
+  SystemCalls calls({SYS_openat});
+  calls.Fail(SYS_openat, EACCES, {.count = 1});
+  EXPECT_TRUE(FileLockValidOwner(FileLockGetExecutionID().c_str(), "1"));
+}
+
+TEST_F(FileLockFailure, MemberIsWrittenByItsOwnerAlone) {
+  umask(0);
+  EXPECT_EQ(Lock(), 0);
+  ASSERT_TRUE(IsHeld());
+  EXPECT_EQ(fs::status(Token()).permissions(), static_cast<fs::perms>(0644));
+  EXPECT_EQ(fs::status(kLockDir).permissions(), static_cast<fs::perms>(0777));
+  Unlock();
+}
+
+TEST_F(FileLockFailure, NumberComesFromMachineAndProcess) {
+  uint32_t seed = 0;
+  for (const char byte : FileLockGetMachineID() + FileLockGetExecutionID()) {
+    seed += static_cast<uint32_t>(static_cast<signed char>(byte));
+  }
+  RandomQuickState *random = Random_QuickSeed(seed);
+  for (int turn = 0; turn < 3; turn++) {
+    char member[64];
+    snprintf(member, sizeof member, "/t/file.lck/M%05u.lck", (Random_Quick(random) >> 8) & 0xffff);
+    EXPECT_EQ(Lock(), 0);
+    ASSERT_TRUE(IsHeld());
+    EXPECT_EQ(Token(), member);
+    Unlock();
+  }
+  free(random);
 }
 
 TEST_F(FileLockFailure, UnlockAfterTheTreeWasMovedFindsNothing) {

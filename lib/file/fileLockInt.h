@@ -68,6 +68,9 @@ int FileUnlockIntrinsic(const std::string &path, void *token);
 int FileLockHackOST(const std::string &path);
 bool FileLockIsLocked(const std::string &path, int *err);
 
+// Opens a lock's file for reading. Waits until another program gives its lease on the file back, but for no
+// writer of a pipe in the file's place. Returns -1 with errno set when it fails.
+int FileLockOpen(const std::string &path);
 // Reads a member file. One that can't be understood is deleted and counts as missing. Returns an error
 // number, or 0.
 int FileLockMemberValues(const std::string &lockDir, const std::string &fileName, LockValues *member);

@@ -731,10 +731,14 @@ bool FileLockIsLocked(const std::string &path, int *err) {
          std::any_of(names->begin(), names->end(), [](const std::string &name) { return name[0] == 'M'; });
 }
 
+int FileLockOpen(const std::string &path) {
+  const int fd = Posix_Open(path.c_str(), O_RDONLY | O_NONBLOCK);
+  return fd == -1 && errno == EAGAIN ? Posix_Open(path.c_str(), O_RDONLY) : fd;
+}
+
 int FileLockMemberValues(const std::string &lockDir, const std::string &fileName, LockValues *member) {
   const std::string path = lockDir + '/' + fileName;
-  // A pipe in a member's place would be waited for.
-  const int fd = Posix_Open(path.c_str(), O_RDONLY | O_NONBLOCK);
+  const int fd = FileLockOpen(path);
   if (fd == -1) {
     const int error = errno;
     if (error != ENOENT) {
