@@ -106,6 +106,18 @@ TEST_F(FileBlockDevice, KeepsWhatFollowedABindMount) {
   EXPECT_EQ(DeviceOf("/t/small/dir/a/b"), "/dev/inner");
 }
 
+TEST_F(FileBlockDevice, FollowsABindMountOfTheRoot) {
+  WriteTable("/dev/root / ext4 rw 0 0\n/dev/inner /t/dir ext4 rw 0 0\n/ /t/small none bind 0 0\n");
+  testhost::WriteFile("/t/small/t/dir/file", "");
+  EXPECT_EQ(DeviceOf("/t/small/t/dir/file"), "/dev/inner");
+}
+
+TEST_F(FileBlockDevice, CanHaveALongName) {
+  const std::string name = "/dev/" + std::string(3000, 'x');
+  WriteTable(name + " /t ext4 rw 0 0\n");
+  EXPECT_EQ(DeviceOf("/t/file"), name);
+}
+
 TEST_F(FileBlockDevice, ARootThatIsABindMountIsReplacedWhole) {
   WriteTable("/source / none bind 0 0\n/dev/inner /source/t ext4 rw 0 0\n/dev/outer /source ext4 rw 0 0\n");
   EXPECT_EQ(DeviceOf("/t/file"), "/dev/inner");

@@ -130,7 +130,7 @@ TEST_F(FileCopy, OverwritesOnlyWhenTold) {
   EXPECT_EQ(testhost::ReadFile("/t/copy"), "a longer content that was there");
   EXPECT_TRUE(
       HasMessage("[msg.File.CopyFromFdToName.create.failure] Unable to create a new '/t/copy' file: "
-                 "The file already exists.\n"));
+                 "The file already exists.\n\n"));
   EXPECT_TRUE(File_Copy("/t/file", "/t/copy", true));
   EXPECT_EQ(testhost::ReadFile("/t/copy"), "content");
   EXPECT_EQ(ModeOf("/t/copy"), 0640U);
@@ -212,17 +212,17 @@ TEST_F(FileCopy, OfAMissingSourceLeavesAMessage) {
   EXPECT_FALSE(File_CopyFromNameToName("/t/missing", "/t/copy", FILE_PROMPT_OVERWRITE));
   EXPECT_TRUE(
       HasMessage("[msg.File.CopyFromNameToName.open.failure] Unable to open the '/t/missing' file for "
-                 "read access: Could not find the file.\n"));
+                 "read access: Could not find the file.\n\n"));
   EXPECT_FALSE(File_Copy("/t/missing", "/t/copy", true));
   EXPECT_TRUE(
       HasMessage("[msg.File.Copy.open.failure] Unable to open the '/t/missing' file for read access: "
-                 "Could not find the file.\n"));
+                 "Could not find the file.\n\n"));
   EXPECT_FALSE(IsThere("/t/copy"));
 }
 
 TEST_F(FileCopyUser, OfAnUnreadableFileLeavesAMessage) {
   EXPECT_FALSE(File_Copy("/t/secret", "/t/open/copy", true));
-  EXPECT_TRUE(HasMessage("Insufficient permission to access the file.\n"));
+  EXPECT_TRUE(HasMessage("Insufficient permission to access the file.\n\n"));
   EXPECT_FALSE(IsThere("/t/open/copy"));
 }
 
@@ -230,7 +230,7 @@ TEST_F(FileCopy, ToAMissingDirectoryLeavesAMessage) {
   EXPECT_FALSE(File_CopyFromNameToName("/t/file", "/t/missing/copy", FILE_PROMPT_CANCEL));
   EXPECT_TRUE(
       HasMessage("[msg.File.CopyFromFdToName.create.failure] Unable to create a new "
-                 "'/t/missing/copy' file: Could not find the file.\n"));
+                 "'/t/missing/copy' file: Could not find the file.\n\n"));
 }
 
 TEST_F(FileCopy, WithoutANameFails) {
@@ -239,7 +239,7 @@ TEST_F(FileCopy, WithoutANameFails) {
   EXPECT_FALSE(File_Copy("", "/t/copy", true));
   EXPECT_FALSE(File_Copy("/t/file", "", true));
   EXPECT_FALSE(File_Copy("/t/file", ("/t/" + std::string(256, 'x')).c_str(), true));
-  EXPECT_TRUE(HasMessage("The file name is too long.\n"));
+  EXPECT_TRUE(HasMessage("The file name is too long.\n\n"));
 }
 
 TEST_F(FileCopy, ThatFillsTheDiskLeavesNoDestination) {
@@ -250,7 +250,7 @@ TEST_F(FileCopy, ThatFillsTheDiskLeavesNoDestination) {
     EXPECT_FALSE(IsThere("/t/small/copy"));
     EXPECT_TRUE(
         HasMessage("[msg.File.CopyFromFdToFd.write.failure] Write error: There is no space left on the "
-                   "device.\n"));
+                   "device.\n\n"));
     testhost::WriteFile("/t/small/copy", "old");
   }
 }
@@ -270,7 +270,7 @@ TEST_F(FileCopy, BeyondTheLimitOfFileSizesLeavesNoDestination) {
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
   EXPECT_FALSE(File_Copy("/t/file", "/t/copy", false));
   EXPECT_FALSE(IsThere("/t/copy"));
-  EXPECT_TRUE(HasMessage("[msg.File.CopyFromFdToFd.write.failure] Write error: The file is too large.\n"));
+  EXPECT_TRUE(HasMessage("[msg.File.CopyFromFdToFd.write.failure] Write error: The file is too large.\n\n"));
 }
 
 TEST_F(FileCopy, BeyondTheQuotaLeavesNoDestination) {
@@ -281,7 +281,7 @@ TEST_F(FileCopy, BeyondTheQuotaLeavesNoDestination) {
     EXPECT_FALSE(File_Copy("/t/file", "/t/copy", false));
   }
   EXPECT_FALSE(IsThere("/t/copy"));
-  EXPECT_TRUE(HasMessage("Write error: There is no space left on the device.\n"));
+  EXPECT_TRUE(HasMessage("Write error: There is no space left on the device.\n\n"));
 }
 
 TEST_F(FileCopy, ThatCannotReadOnLeavesNoDestination) {
@@ -291,14 +291,24 @@ TEST_F(FileCopy, ThatCannotReadOnLeavesNoDestination) {
   EXPECT_FALSE(File_CopyFromNameToName("/t/file", "/t/copy", FILE_PROMPT_CANCEL));
   EXPECT_FALSE(IsThere("/t/copy"));
   calls.Clear();
-  EXPECT_TRUE(HasMessage("[msg.File.CopyFromFdToFd.read.failure] Read error: Error.\n"));
+  EXPECT_TRUE(HasMessage("[msg.File.CopyFromFdToFd.read.failure] Read error: Error.\n\n"));
   EXPECT_TRUE(HasLogged("read failed, errno=5, Input/output error\n"));
+}
+
+TEST_F(FileCopy, ThatMayNotReadOnLeavesNoDestination) {
+  testhost::WriteFile("/t/file", std::string(100000, 'x'));
+  testhost::SystemCalls calls({SYS_read});
+  calls.Fail(SYS_read, EACCES, {.from = 3});
+  EXPECT_FALSE(File_Copy("/t/file", "/t/copy", false));
+  EXPECT_FALSE(IsThere("/t/copy"));
+  calls.Clear();
+  EXPECT_TRUE(HasMessage("Read error: Insufficient permission to access the file.\n\n"));
 }
 
 TEST_F(FileCopy, OfADirectoryFailsInReading) {
   EXPECT_FALSE(File_Copy("/t/dir", "/t/copy", true));
   EXPECT_FALSE(IsThere("/t/copy"));
-  EXPECT_TRUE(HasMessage("[msg.File.CopyFromFdToFd.read.failure] Read error: Error.\n"));
+  EXPECT_TRUE(HasMessage("[msg.File.CopyFromFdToFd.read.failure] Read error: Error.\n\n"));
   EXPECT_TRUE(HasLogged("read failed, errno=21, Is a directory\n"));
 }
 
@@ -322,7 +332,7 @@ TEST_F(FileCopy, WhoseDestinationCannotBeClosedLeavesNone) {
   EXPECT_FALSE(IsThere("/t/copy"));
   EXPECT_TRUE(
       HasMessage("[msg.File.CopyFromFdToName.close.failure] Unable to close the '/t/copy' file: "
-                 "Input/output error.\n"));
+                 "Input/output error.\n\n"));
   EXPECT_FALSE(HasLogged("File.Copy.close.failure"));
 }
 
@@ -339,10 +349,10 @@ TEST_F(FileCopy, WhoseSourceCannotBeClosedFailsAndKeepsTheCopy) {
   EXPECT_EQ(testhost::ReadFile("/t/copy2"), "content");
   EXPECT_TRUE(
       HasMessage("[msg.File.Copy.close.failure] Unable to close the '/t/file' file: Input/output "
-                 "error.\n"));
+                 "error.\n\n"));
   EXPECT_TRUE(
       HasMessage("[msg.File.CopyFromNameToName.close.failure] Unable to close the '/t/file' file: Disk "
-                 "quota exceeded.\n"));
+                 "quota exceeded.\n\n"));
 }
 
 // ---- Moving
@@ -384,7 +394,7 @@ TEST_F(FileCopy, MoveThatFailsKeepsTheSource) {
   EXPECT_FALSE(File_Move("/t/file", "/t/small/there"));
   EXPECT_FALSE(IsThere("/t/small/there"));
   EXPECT_EQ(File_GetSize("/t/file"), 100000);
-  EXPECT_TRUE(HasMessage("Write error: There is no space left on the device.\n"));
+  EXPECT_TRUE(HasMessage("Write error: There is no space left on the device.\n\n"));
   EXPECT_FALSE(File_Move("/t/missing", "/t/x"));
   EXPECT_TRUE(
       HasMessage("[msg.File.Copy.open.failure] Unable to open the '/t/missing' file for read access"));

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -7,6 +8,7 @@
 
 #include "file.h"
 #include "fileTestInt.h"
+#include "systemCalls.h"
 #include "testhost.h"
 
 namespace {
@@ -104,6 +106,20 @@ TEST_F(FileDelete, UnlinkKeepsALinkWhoseTargetStays) {
   EXPECT_EQ(File_UnlinkIfExists("/t/link"), -1);
   EXPECT_EQ(File_UnlinkNoFollow("/t/link"), 0);
   EXPECT_TRUE(IsThere("/t/dir"));
+  ASSERT_EQ(symlink("file/x", "/t/link"), 0);
+  EXPECT_EQ(File_Unlink("/t/link"), -1);
+  EXPECT_EQ(errno, ENOTDIR);
+  EXPECT_TRUE(IsThere("/t/link"));
+}
+
+TEST_F(FileDelete, UnlinkKeepsALinkThatCannotBeRead) {
+  ASSERT_EQ(symlink("file", "/t/link"), 0);
+  testhost::SystemCalls calls({SYS_readlink});
+  calls.Fail(SYS_readlink, EIO);
+  EXPECT_EQ(File_Unlink("/t/link"), -1);
+  EXPECT_EQ(errno, EIO);
+  EXPECT_TRUE(File_IsSymLink("/t/link"));
+  EXPECT_TRUE(IsThere("/t/file"));
 }
 
 TEST_F(FileDeleteUser, UnlinkKeepsALinkToWhatMayNotBeDeleted) {

@@ -198,6 +198,8 @@ TEST_F(FileDirectory, ListFailsInTheMiddle) {
   EXPECT_EQ(errno, EIO);
   EXPECT_EQ(calls.Count(SYS_getdents64), 2U);
   EXPECT_FALSE(File_IsEmptyDirectory("/t/dir"));
+  calls.Clear();
+  calls.Fail(SYS_getdents64, EIO, {.from = 1});
   EXPECT_FALSE(File_DeleteDirectoryTree("/t/dir"));
   calls.Clear();
   EXPECT_EQ(File_ListDirectory("/t/dir", nullptr), 3000) << "nothing is deleted after a failed listing";
@@ -292,13 +294,17 @@ TEST_F(FileDirectory, TreeBehindALinkIsEmptiedAndTheLinkStays) {
 }
 
 TEST_F(FileDirectory, TreeIsDeletedOnAfterAFailure) {
-  fs::create_directories("/t/tree/mounted");
-  for (const char *name : {"/t/tree/a", "/t/tree/z", "/t/tree/x/file"}) {
-    testhost::WriteFile(name, "x");
+  // What can't be deleted is in the middle of its kind, wherever the system begins.
+  for (int number = 0; number < 9; number++) {
+    const std::string name = "/t/tree/" + std::to_string(number);
+    testhost::WriteFile(name + ".file", "x");
+    testhost::WriteFile(name + ".directory/file", "x");
+    ASSERT_EQ(symlink(number == 4 ? "/t/dir" : "missing", (name + ".link").c_str()), 0);
   }
-  ASSERT_EQ(mount("none", "/t/tree/mounted", "tmpfs", 0, "size=64k"), 0);
+  ASSERT_EQ(mount("/t/file", "/t/tree/4.file", nullptr, MS_BIND, nullptr), 0);
+  ASSERT_EQ(mount("none", "/t/tree/4.directory", "tmpfs", 0, "size=64k"), 0);
   EXPECT_FALSE(File_DeleteDirectoryTree("/t/tree"));
-  EXPECT_EQ(List("/t/tree"), (std::vector<std::string>{"mounted"}));
+  EXPECT_EQ(Sorted(List("/t/tree")), (std::vector<std::string>{"4.directory", "4.file", "4.link"}));
 }
 
 TEST_F(FileDirectory, TreeThatManyDeleteIsGoneForEach) {

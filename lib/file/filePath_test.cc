@@ -132,6 +132,7 @@ TEST(FilePathText, ANullTextStopsTheProgram) {
 TEST(FilePathText, PrependsAnElementThatStandsOnceAndFirst) {
   EXPECT_EQ(Take(File_PrependToPath("a;b;c", "b")), "b;a;c");
   EXPECT_EQ(Take(File_PrependToPath("a;b", "c")), "c;a;b");
+  EXPECT_EQ(Take(File_PrependToPath("a;b;c;d;e", "d")), "d;a;b;c;e");
   EXPECT_EQ(Take(File_PrependToPath("b;c", "b")), "b;c");
   EXPECT_EQ(Take(File_PrependToPath("a;b", "b")), "b;a");
   EXPECT_EQ(Take(File_PrependToPath("b", "b")), "b");
@@ -360,6 +361,7 @@ TEST_F(FilePathSearch, WhatIsNotThereIsNotFound) {
   EXPECT_EQ(Find("missing", "/t/one;sub;."), "not");
   EXPECT_EQ(Find("name", ""), "not");
   EXPECT_EQ(Find("name", ";;"), "not");
+  EXPECT_EQ(Find("missing/here", ";;"), "not") << "an empty item isn't the working directory";
   char leftAlone[] = "left alone";
   char *result = leftAlone;
   EXPECT_FALSE(File_FindFileInSearchPath("missing", "sub", "/t/work", &result));

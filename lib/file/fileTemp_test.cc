@@ -14,6 +14,7 @@
 #include "fileInt.h"
 #include "fileTestInt.h"
 #include "msg.h"
+#include "owned.h"
 #include "systemCalls.h"
 #include "testhost.h"
 
@@ -144,7 +145,11 @@ TEST_F(FileTemp, WithoutTheGroupsTheOtherBitsCount) {
   BecomeMemberOf({2000});
   testhost::SystemCalls calls({SYS_getgroups});
   calls.Fail(SYS_getgroups, EPERM);
+  testing::internal::CaptureStderr();
   EXPECT_EQ(TmpDir(), "/tmp");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "FILE: FileIsGroupsMember: Couldn't getgroups\nFILE: FileIsGroupsMember: Couldn't getgroups\n")
+      << "for each directory";
   calls.Clear();
   EXPECT_TRUE(HasLogged("| FILE: FileIsGroupsMember: Couldn't getgroups\n"));
 }
@@ -164,6 +169,7 @@ TEST_F(FileTemp, WithoutMemoryForTheGroupsTheOtherBitsCount) {
   BecomeMemberOf({2000});
   const size_t count = testhost::CountAllocations([] { EXPECT_EQ(TmpDir(), "/t/dir"); });
   bool isOther = false;
+  testing::internal::CaptureStderr();
   for (size_t nth = 0; nth < count && !isOther; nth++) {
     // Most of the others stop the program.
     const pid_t child = fork();
@@ -176,6 +182,8 @@ TEST_F(FileTemp, WithoutMemoryForTheGroupsTheOtherBitsCount) {
     isOther = status == 0 && HasLogged("realloc");
   }
   EXPECT_TRUE(isOther);
+  EXPECT_NE(testing::internal::GetCapturedStderr().find("FILE: FileIsGroupsMember: Couldn't realloc\n"),
+            std::string::npos);
   EXPECT_TRUE(HasLogged("| FILE: FileIsGroupsMember: Couldn't realloc\n"));
 }
 
@@ -207,6 +215,9 @@ TEST_F(FileTemp, SlashTmpIsTriedTwice) {
 }
 
 TEST_F(FileTemp, ThatThereIsNoDirectoryIsTold) {
+  // Made now, since the user can make no file.
+  const OwnedStream warnings(tmpfile());
+  ASSERT_NE(dup2(fileno(warnings.get()), STDERR_FILENO), -1);
   ASSERT_EQ(chmod("/tmp", 0755), 0);
   ASSERT_EQ(mkdir("/t/work", 0700), 0);
   ASSERT_EQ(chdir("/t/work"), 0);
@@ -214,6 +225,9 @@ TEST_F(FileTemp, ThatThereIsNoDirectoryIsTold) {
   setenv("HOME", "/t/missing", 1);
   BecomeMemberOf({});
   EXPECT_EQ(TmpDir(), "null");
+  EXPECT_EQ(TextOf(warnings.get()),
+            "FILE: File_Cwd: getcwd() failed: No such file or directory\n"
+            "File_GetTmpDir: Couldn't get a temporary directory\n");
   EXPECT_TRUE(HasLogged("| File_GetTmpDir: Couldn't get a temporary directory\n"));
   EXPECT_TRUE(HasLogged("| FILE: File_Cwd: getcwd() failed: No such file or directory\n"));
   char *path = nullptr;
@@ -236,6 +250,7 @@ std::string Made(int fd, char *path) {
   EXPECT_EQ(open.st_ino, named.st_ino);
   EXPECT_EQ(named.st_mode, static_cast<mode_t>(S_IFREG | 0600));
   EXPECT_EQ(fcntl(fd, F_GETFL) & O_ACCMODE, O_RDWR);
+  EXPECT_EQ(fcntl(fd, F_GETFD), 0);
   close(fd);
   return Take(path);
 }

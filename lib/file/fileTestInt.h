@@ -8,9 +8,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -36,18 +38,26 @@ class FileHost : public ::testing::Test {
   }
   virtual void Describe(testhost::Host & /*host*/) {}
 
-  // What the log holds.
-  std::string LogText() {
-    rewind(log_.get());
+  // What an open file holds.
+  static std::string TextOf(FILE *file) {
+    rewind(file);
     std::string text(100000, '\0');
-    text.resize(fread(text.data(), 1, text.size(), log_.get()));
+    text.resize(fread(text.data(), 1, text.size(), file));
     return text;
   }
+  // What the log holds.
+  std::string LogText() { return TextOf(log_.get()); }
   bool HasLogged(const std::string &text) { return LogText().find(text) != std::string::npos; }
-  // Whether the text is logged; drops what is pending into the log first.
+  // Whether the text, which may be of several lines, is a message's; drops what is pending into the log
+  // first.
   bool HasMessage(const std::string &text) {
     Msg_Reset(true);
-    return HasLogged(text);
+    std::istringstream log(LogText());
+    std::string messages;
+    for (std::string line; std::getline(log, line);) {
+      messages += line.substr(line.find("| ") + 2) + '\n';
+    }
+    return messages.find(text) != std::string::npos;
   }
 
   // Gives up root for the rest of the test.
