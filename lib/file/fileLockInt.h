@@ -41,6 +41,14 @@ struct LockValues {
   std::list<ActiveLock> lockList;
 };
 
+// Where a contender's entries are: its directory, its entry file and its member file.
+struct LockEntry {
+  std::string memberName;
+  std::string directoryPath;
+  std::string filePath;
+  std::string memberPath;
+};
+
 // fileLockPosix.cc
 
 // The process id that locks are taken for, as a number and as a text.
@@ -68,16 +76,30 @@ int FileUnlockIntrinsic(const std::string &path, void *token);
 int FileLockHackOST(const std::string &path);
 bool FileLockIsLocked(const std::string &path, int *err);
 
+// How long a waiter sleeps, in milliseconds, before it looks again. `*loops` counts the sleeps so far.
+uint32_t FileLockWaitStep(uint32_t *loops);
+
+// fileLockMember.cc
+
+LockEntry FileLockEntryOfNumber(const std::string &lockDir, uint32_t number);
+// Whether a name is one that a contender's entries may have.
+bool FileLockIsValidName(const std::string &name);
+// What a name stands for, the name itself and not what a link leads to. Returns an error number, or 0.
+int FileLockFileType(const std::string &path, mode_t *type);
+// Writes the entry file and makes it the member file by one rename, so that nobody sees half a member. Closes
+// the file. Returns an error number, or 0.
+int FileLockCreateMember(int fd, const LockValues &myValues, const LockEntry &entry);
 // Opens a lock's file for reading. Waits until another program gives its lease on the file back, but for no
 // writer of a pipe in the file's place. Returns -1 with errno set when it fails.
 int FileLockOpen(const std::string &path);
 // Reads a member file. One that can't be understood is deleted and counts as missing. Returns an error
 // number, or 0.
 int FileLockMemberValues(const std::string &lockDir, const std::string &fileName, LockValues *member);
+
+// fileLockMachineID.cc
+
 // This machine's identity, borrowed for ever.
 const char *FileLockGetMachineID();
 bool FileLockMachineIDMatch(const char *hostMachineID, const char *secondMachineID);
-// How long a waiter sleeps, in milliseconds, before it looks again. `*loops` counts the sleeps so far.
-uint32_t FileLockWaitStep(uint32_t *loops);
 
 #endif

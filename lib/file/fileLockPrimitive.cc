@@ -3,57 +3,34 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
-#include <cctype>
 #include <cerrno>
-#include <cstdlib>
-#include <cstring>
 #include <mutex>
 #include <optional>
 #include <string_view>
 #include <vector>
 
-#include "base64.h"
 #include "err.h"
 #include "file.h"
 #include "fileLock.h"
 #include "fileLockInt.h"
 #include "log.h"
-#include "machineID.h"
 #include "owned.h"
 #include "panicUser.h"
 #include "posixPosix.h"
 #include "random.h"
 #include "str.h"
-#include "strutil.h"
 #include "util_misc.h"
 
 namespace {
 
 constexpr mode_t kDirectoryMode = 0777;
 constexpr mode_t kMemberMode = 0644;
-constexpr size_t kDigits = 5;
-constexpr size_t kMinFields = 4;
-constexpr size_t kMaxFields = 16;
-constexpr size_t kRawMachineID = 12;
-constexpr size_t kHardwareIDOffset = 4;
 constexpr uint32_t kScanInterval = 200;  // milliseconds, as are those that follow
 constexpr uint32_t kMaxChoosingTime = 8000;
 constexpr uint32_t kMaxSleep = 900;
 
-// ".lck" and "/Mnnnnn.lck" are all that a member's path has beyond the locked path's.
-static_assert((sizeof kLockSuffix - 1) + 2 + kDigits + (sizeof kLockSuffix - 1) <= 15);
-
 // The token of a reader's lock where nothing can be written.
 char implicitReadToken[] = "implicit";
-
-// Where a contender's entries are.
-struct Entry {
-  std::string memberName;
-  std::string directoryPath;
-  std::string filePath;
-  std::string memberPath;
-};
 
 // Works on a member during a scan. Returns an error number to end the scan, or 0.
 using ScanFunction = int (*)(const std::string &lockDir, const std::string &fileName,
@@ -78,16 +55,6 @@ int MakeDirectory(const std::string &path) {
   return error;
 }
 
-// What a name stands for, the name itself and not what a link leads to. Returns an error number, or 0.
-int FileLockFileType(const std::string &path, mode_t *type) {
-  struct stat data;
-  if (Posix_Lstat(path.c_str(), &data) == -1) {
-    return errno;
-  }
-  *type = data.st_mode & S_IFMT;
-  return 0;
-}
-
 int RemoveLockingFile(const std::string &lockDir, const std::string &fileName) {
   const std::string path = lockDir + '/' + fileName;
   const int error = Unlink(path);
@@ -106,44 +73,6 @@ std::string LocationChecksum(const std::string &lockDir) {
   char text[16];
   Str_Snprintf(text, sizeof text, "%u", hash);
   return text;
-}
-
-// Machine identity
-
-// The identity in its written form, as a new string.
-char *MakeMachineID() {
-  uint32_t hostNameHash = 0;
-  uint64_t hardwareID = 0;
-  Hostinfo_MachineID(&hostNameHash, &hardwareID);
-  uint8_t raw[kRawMachineID];
-  memcpy(raw, &hostNameHash, kHardwareIDOffset);
-  memcpy(raw + kHardwareIDOffset, &hardwareID, sizeof hardwareID);
-  char *text = nullptr;
-  ASSERT_MEM_ALLOC(Base64_EasyEncode(raw, sizeof raw, &text));
-  std::replace(text, text + strlen(text), '/', '-');
-  return text;
-}
-
-bool DecodeMachineID(std::string text, uint8_t raw[kRawMachineID]) {
-  std::replace(text.begin(), text.end(), '-', '/');
-  size_t length = 0;
-  return Base64_Decode(text.c_str(), raw, kRawMachineID, &length) && length == kRawMachineID;
-}
-
-// Whether two identities share their hardware, whatever the host is called now.
-bool OldMachineIDMatch(const char *secondMachineID) {
-  uint8_t first[kRawMachineID];
-  uint8_t second[kRawMachineID];
-  if (!DecodeMachineID(FileLockGetMachineID(), first)) {
-    Warning("%s: unexpected decode problem #1 (%s)\n", __func__, FileLockGetMachineID());
-    return false;
-  }
-  if (!DecodeMachineID(secondMachineID, second)) {
-    Warning("%s: unexpected decode problem #2 (%s)\n", __func__, secondMachineID);
-    return false;
-  }
-  return memcmp(first + kHardwareIDOffset, second + kHardwareIDOffset, kRawMachineID - kHardwareIDOffset) ==
-         0;
 }
 
 // Choosing a number
@@ -166,15 +95,6 @@ uint32_t ChooseNumber(const LockValues &myValues) {
     ASSERT_MEM_ALLOC(generator != nullptr);
   }
   return (Random_Quick(generator) >> 8) & 0xffff;
-}
-
-Entry EntryOfNumber(const std::string &lockDir, uint32_t number) {
-  const OwnedString member(Str_SafeAsprintf(nullptr, "M%05u%s", number, kLockSuffix));
-  const OwnedString directory(Str_SafeAsprintf(nullptr, "D%05u%s", number, kLockSuffix));
-  const OwnedString file(Str_SafeAsprintf(nullptr, "E%05u%s", number, kLockSuffix));
-  // cppcheck-suppress returnDanglingLifetime ; the entry copies the texts
-  return {member.get(), lockDir + '/' + directory.get(), lockDir + '/' + file.get(),
-          lockDir + '/' + member.get()};
 }
 
 // Makes sure that the lock directory is there. Returns an error number, or 0.
@@ -214,13 +134,13 @@ int CreateLockDirectory(const std::string &lockDir) {
 
 // Begins the choosing: takes a number that nobody has, by making its entry directory. Returns an error
 // number, or 0.
-int CreateEntryDirectory(const LockValues &myValues, const std::string &lockDir, Entry *entry) {
+int CreateEntryDirectory(const LockValues &myValues, const std::string &lockDir, LockEntry *entry) {
   for (;;) {
     const int lockDirError = CreateLockDirectory(lockDir);
     if (lockDirError != 0) {
       return lockDirError;
     }
-    *entry = EntryOfNumber(lockDir, ChooseNumber(myValues));
+    *entry = FileLockEntryOfNumber(lockDir, ChooseNumber(myValues));
     const int entryError = MakeDirectory(entry->directoryPath);
     if (entryError == EEXIST || entryError == ENOENT) {
       continue;
@@ -243,146 +163,7 @@ int CreateEntryDirectory(const LockValues &myValues, const std::string &lockDir,
   }
 }
 
-// Members
-
-// The fields are parts of `text`.
-std::vector<std::string_view> SplitAtBlanks(std::string_view text) {
-  std::vector<std::string_view> fields;
-  fields.reserve(kMaxFields);
-  while (!text.empty()) {
-    const size_t length = std::min(text.find(' '), text.size());
-    if (length > 0) {
-      fields.push_back(text.substr(0, length));
-    }
-    text.remove_prefix(std::min(length + 1, text.size()));
-  }
-  return fields;
-}
-
-bool ParseAttribute(std::string_view field, LockValues *member) {
-  const size_t equals = field.find('=');
-  if (equals == 0 || equals == std::string_view::npos || equals + 1 == field.size()) {
-    return false;
-  }
-  if (field.substr(0, equals) == "lc") {
-    member->locationChecksum = field.substr(equals + 1);
-  }
-  return true;
-}
-
-bool ParseMember(const std::vector<std::string_view> &fields, LockValues *member) {
-  if (fields.size() < kMinFields || fields.size() > kMaxFields) {
-    return false;
-  }
-  member->machineID = fields[0];
-  member->executionID = fields[1];
-  const std::string number(fields[2]);
-  const char *end = number.c_str();
-  if (!StrUtil_DecimalStrToUint(&member->lamportNumber, &end) || end != number.c_str() + number.size()) {
-    return false;
-  }
-  member->lockType = fields[3];
-  if (member->lockType != kSharedLock && member->lockType != kExclusiveLock) {
-    return false;
-  }
-  if (fields.size() == kMinFields) {
-    return true;
-  }
-  member->payload = fields[kMinFields] == "[" ? std::string_view() : fields[kMinFields];
-  return std::all_of(fields.begin() + kMinFields + 1, fields.end(),
-                     [member](std::string_view field) { return ParseAttribute(field, member); });
-}
-
-// Deletes a member file that says nothing. Returns an error number; ENOENT when it is gone.
-int RemoveProblematicFile(const std::string &path, const std::vector<std::string_view> &fields) {
-  constexpr const char *kReader = "FileLockMemberValues";
-  Warning("FILE: %s removing problematic lock file '%s'\n", kReader, path.c_str());
-  if (!fields.empty()) {
-    Log("FILE: %s '%s' contents are:\n", kReader, path.c_str());
-    for (size_t index = 0; index < std::min(fields.size(), kMaxFields); index++) {
-      Log("FILE: %s %s argv[%d]: '%s'\n", kReader, path.c_str(), static_cast<int>(index),
-          std::string(fields[index]).c_str());
-    }
-  }
-  const int error = Unlink(path);
-  return error == 0 ? ENOENT : error;
-}
-
-// Reads a member file of the right size. Returns an error number, or 0; `*problematic` tells a wrong size.
-int ReadMemberFile(int fd, const std::string &path, char buffer[kMemberSize], bool *problematic) {
-  constexpr const char *kReader = "FileLockMemberValues";
-  struct stat data;
-  if (fstat(fd, &data) == -1) {
-    const int error = errno;
-    Warning("FILE: %s file size failure on '%s': %s\n", kReader, path.c_str(), Err_Errno2String(error));
-    return error;
-  }
-  *problematic = data.st_size != static_cast<off_t>(kMemberSize);
-  if (*problematic) {
-    Warning("FILE: %s file '%s': size %lu, required size %u\n", kReader, path.c_str(),
-            static_cast<unsigned long>(data.st_size), static_cast<unsigned>(kMemberSize));
-    return 0;
-  }
-  const ssize_t length = read(fd, buffer, kMemberSize);
-  if (length == -1) {
-    const int error = errno;
-    Warning("FILE: %s read failure on '%s': %s\n", kReader, path.c_str(), Err_Errno2String(error));
-    return error;
-  }
-  if (static_cast<size_t>(length) != kMemberSize) {
-    Warning("FILE: %s read length issue on '%s': %u and %u\n", kReader, path.c_str(),
-            static_cast<unsigned>(length), static_cast<unsigned>(kMemberSize));
-    return EIO;
-  }
-  return 0;
-}
-
-// Writes the entry file and makes it the member file by one rename, so that nobody sees half a member. Closes
-// the file. Returns an error number, or 0.
-int CreateMemberFile(int fd, const LockValues &myValues, const Entry &entry) {
-  char buffer[kMemberSize] = "";
-  Str_Snprintf(buffer, sizeof buffer, "%s %s %u %s %s lc=%s", myValues.machineID.c_str(),
-               myValues.executionID.c_str(), myValues.lamportNumber, myValues.lockType.c_str(),
-               myValues.payload.empty() ? "[" : myValues.payload.c_str(), myValues.locationChecksum.c_str());
-  const ssize_t length = write(fd, buffer, sizeof buffer);
-  const int writeError = length == -1 ? errno : 0;
-  const int closeError = close(fd) == -1 ? errno : 0;
-  const char *path = entry.filePath.c_str();
-  if (writeError != 0) {
-    Warning("FILE: %s write of '%s' failed: %s\n", __func__, path, Err_Errno2String(writeError));
-    return writeError;
-  }
-  if (closeError != 0) {
-    Warning("FILE: %s close of '%s' failed: %s\n", __func__, path, Err_Errno2String(closeError));
-    return closeError;
-  }
-  if (static_cast<size_t>(length) != sizeof buffer) {
-    Warning("FILE: %s write length issue on '%s': %u and %zd\n", __func__, path,
-            static_cast<unsigned>(sizeof buffer), length);
-    return EIO;
-  }
-  if (Posix_Rename(path, entry.memberPath.c_str()) == 0) {
-    return 0;
-  }
-  const int error = errno;
-  Warning("FILE: %s FileRename of '%s' to '%s' failed: %s\n", __func__, path, entry.memberPath.c_str(),
-          Err_Errno2String(error));
-  for (const std::string *name : {&entry.filePath, &entry.memberPath}) {
-    mode_t type = 0;
-    Log("FILE: %s FileLockFileType() of '%s': %s\n", __func__, name->c_str(),
-        Err_Errno2String(FileLockFileType(*name, &type)));
-  }
-  return error;
-}
-
 // Scanning
-
-bool IsValidName(const std::string &name) {
-  return name.size() > kDigits && std::string_view("MDE").find(name[0]) != std::string_view::npos &&
-         std::all_of(name.begin() + 1, name.begin() + 1 + kDigits,
-                     [](char byte) { return isdigit(static_cast<unsigned char>(byte)) != 0; }) &&
-         name.ends_with(kLockSuffix);
-}
 
 std::optional<std::vector<std::string>> ListLockDirectory(const std::string &lockDir) {
   char **names = nullptr;
@@ -410,7 +191,7 @@ void MarkActiveLock(const std::string &dirName, std::list<ActiveLock> *lockList)
 void TakeOtherNames(const std::string &lockDir, bool cleanUp, std::vector<std::string> *names,
                     LockValues *myValues) {
   std::erase_if(*names, [&](const std::string &name) {
-    if (!IsValidName(name)) {
+    if (!FileLockIsValidName(name)) {
       Log("FILE: %s discarding %s from %s'; invalid file name.\n", "ScanDirectory", name.c_str(),
           lockDir.c_str());
       RemoveLockingFile(lockDir, name);
@@ -625,7 +406,7 @@ LockValues MyValues(const std::string &lockDir) {
 
 // Takes a ticket behind all that are there, with the entry directory standing. Returns an error number, or 0,
 // with the member file in its place.
-int TakeTicket(const std::string &lockDir, const Entry &entry, LockValues *myValues) {
+int TakeTicket(const std::string &lockDir, const LockEntry &entry, LockValues *myValues) {
   const int fd = Posix_Open(entry.filePath.c_str(), O_CREAT | O_WRONLY, kMemberMode);
   if (fd == -1) {
     return errno;
@@ -638,7 +419,7 @@ int TakeTicket(const std::string &lockDir, const Entry &entry, LockValues *myVal
   }
   myValues->lamportNumber++;
   myValues->memberName = entry.memberName;
-  const int error = CreateMemberFile(fd, *myValues, entry);
+  const int error = FileLockCreateMember(fd, *myValues, entry);
   if (error != 0) {
     Unlink(entry.filePath);
     Unlink(entry.memberPath);
@@ -647,7 +428,7 @@ int TakeTicket(const std::string &lockDir, const Entry &entry, LockValues *myVal
 }
 
 // Stands in the queue until the lock is ours. Returns an error number, or 0.
-int WaitForTurn(const std::string &lockDir, const Entry &entry, LockValues *myValues) {
+int WaitForTurn(const std::string &lockDir, const LockEntry &entry, LockValues *myValues) {
   int error = ScanDirectory(lockDir, WaitForPossession, myValues, true);
   if (error == 0) {
     // Who chose for too long was taken for dead, and lost its place.
@@ -670,7 +451,7 @@ void *FileLockIntrinsic(const std::string &path, bool exclusive, uint32_t msecMa
   myValues.lockType = exclusive ? kExclusiveLock : kSharedLock;
   myValues.msecMaxWaitTime = msecMaxWaitTime;
 
-  Entry entry;
+  LockEntry entry;
   *err = CreateEntryDirectory(myValues, lockDir, &entry);
   if (!exclusive && (*err == EACCES || *err == EROFS)) {
     Warning("FILE: %s implicit %s lock succeeded on '%s'.\n", __func__, kSharedLock, path.c_str());
@@ -708,7 +489,7 @@ int FileUnlockIntrinsic(const std::string &path, void *token) {
 int FileLockHackOST(const std::string &path) {
   const std::string lockDir = path + kLockSuffix;
   LockValues myValues = MyValues(lockDir);
-  Entry entry;
+  LockEntry entry;
   int error = CreateEntryDirectory(myValues, lockDir, &entry);
   if (error == 0) {
     error = ScanDirectory(lockDir, CountScan, &myValues, false);
@@ -729,59 +510,6 @@ bool FileLockIsLocked(const std::string &path, int *err) {
   *err = names ? 0 : errno;
   return names &&
          std::any_of(names->begin(), names->end(), [](const std::string &name) { return name[0] == 'M'; });
-}
-
-int FileLockOpen(const std::string &path) {
-  const int fd = Posix_Open(path.c_str(), O_RDONLY | O_NONBLOCK);
-  return fd == -1 && errno == EAGAIN ? Posix_Open(path.c_str(), O_RDONLY) : fd;
-}
-
-int FileLockMemberValues(const std::string &lockDir, const std::string &fileName, LockValues *member) {
-  const std::string path = lockDir + '/' + fileName;
-  const int fd = FileLockOpen(path);
-  if (fd == -1) {
-    const int error = errno;
-    if (error != ENOENT) {
-      Warning("FILE: %s open failure on '%s': %s\n", __func__, path.c_str(), Err_Errno2String(error));
-    }
-    return error;
-  }
-  char buffer[kMemberSize];
-  bool problematic = false;
-  const int error = ReadMemberFile(fd, path, buffer, &problematic);
-  close(fd);
-  if (error != 0) {
-    return error;
-  }
-  if (problematic) {
-    return RemoveProblematicFile(path, {});
-  }
-  const auto fields = SplitAtBlanks({buffer, strnlen(buffer, sizeof buffer)});
-  member->memberName = fileName;
-  return ParseMember(fields, member) ? 0 : RemoveProblematicFile(path, fields);
-}
-
-const char *FileLockGetMachineID() {
-  // Made by the first question and kept.
-  static std::atomic<char *> machineID;
-  if (machineID == nullptr) {
-    char *made = MakeMachineID();
-    char *none = nullptr;
-    if (!machineID.compare_exchange_strong(none, made)) {
-      free(made);
-    }
-  }
-  return machineID;
-}
-
-bool FileLockMachineIDMatch(const char *hostMachineID, const char *secondMachineID) {
-  constexpr std::string_view kPrefix = "uuid=";
-  const std::string_view host(hostMachineID);
-  const std::string_view second(secondMachineID);
-  if (host.starts_with(kPrefix) && !second.starts_with(kPrefix)) {
-    return OldMachineIDMatch(secondMachineID);
-  }
-  return host == second;
 }
 
 uint32_t FileLockWaitStep(uint32_t *loops) {
