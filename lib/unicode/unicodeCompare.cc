@@ -49,40 +49,40 @@ bool IsContinuationAt(std::string_view text, size_t at) {
   return at < text.size() && (text[at] & 0xC0) == 0x80;
 }
 
-// How many bytes the texts begin with in common, in whole characters, as far as CodeSet_Validate takes them.
+// How many bytes the texts begin with in common, in whole characters.
 size_t CommonCharacters(std::string_view text1, std::string_view text2) {
-  size_t length = std::min<size_t>(CommonLength(text1, text2), INT_MAX);
+  size_t length = CommonLength(text1, text2);
   while (length > 0 && (IsContinuationAt(text1, length) || IsContinuationAt(text2, length))) {
     length--;
   }
   return length;
 }
 
-// Drops what both texts begin with in common. Returns false when that isn't valid.
-bool DropCommonCharacters(std::string_view *text1, std::string_view *text2) {
-  while (const size_t common = CommonCharacters(*text1, *text2)) {
-    if (!CodeSet_Validate(text1->data(), common, "UTF-8")) {
+// Of any size, while CodeSet_Validate takes INT_MAX bytes.
+bool IsValid(std::string_view text) {
+  while (!text.empty()) {
+    size_t length = std::min<size_t>(text.size(), INT_MAX);
+    while (length > 0 && IsContinuationAt(text, length)) {
+      length--;
+    }
+    if (length == 0 || !CodeSet_Validate(text.data(), length, "UTF-8")) {
       return false;
     }
-    text1->remove_prefix(common);
-    text2->remove_prefix(common);
+    text.remove_prefix(length);
   }
   return true;
 }
 
-// Drops all but the first character, which decides where the texts differ in it, if CodeSet_Validate takes
-// that much. Returns false when what is dropped isn't valid.
+// Drops all but the first character, which decides where the texts differ in it. Returns false when what is
+// dropped isn't valid.
 bool KeepFirstCharacter(std::string_view *text) {
   size_t length = std::min<size_t>(text->size(), 1);
   while (IsContinuationAt(*text, length)) {
     length++;
   }
   const std::string_view rest = text->substr(length);
-  if (rest.size() > INT_MAX) {
-    return true;
-  }
   *text = text->substr(0, length);
-  return CodeSet_Validate(rest.data(), rest.size(), "UTF-8");
+  return IsValid(rest);
 }
 
 // What a unit is ordered by: the code point that begins with it. A second half of a pair differs from another
@@ -120,10 +120,13 @@ int Unicode_CompareRange(Unicode str1, UnicodeIndex str1Start, UnicodeIndex str1
                          UnicodeIndex str2Start, UnicodeIndex str2Length, bool ignoreCase) {
   std::string_view text1 = UnicodeRange(str1, str1Start, str1Length);
   std::string_view text2 = UnicodeRange(str2, str2Start, str2Length);
-  // What is the same in both needs no conversion to be compared, only to be valid.
-  if (!DropCommonCharacters(&text1, &text2)) {
+  // What is the same in both, or stands behind what decides, needs no conversion, only to be valid.
+  const size_t common = CommonCharacters(text1, text2);
+  if (!IsValid(text1.substr(0, common))) {
     return -1;
   }
+  text1.remove_prefix(common);
+  text2.remove_prefix(common);
   if (!ignoreCase && (!KeepFirstCharacter(&text1) || !KeepFirstCharacter(&text2))) {
     return -1;
   }

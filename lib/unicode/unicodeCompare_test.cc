@@ -54,7 +54,8 @@ TEST_P(CompareRange, OrdersByCodePoint) {
   EXPECT_EQ(Compare("x" + wideTilde, "x" + last), -1);
   EXPECT_EQ(Compare(last, "\xEF\xBF\xBF"), 1);
   EXPECT_EQ(Compare(linearB, last), -1);
-  EXPECT_EQ(Compare("\xF0\x90\x80\x80", "\xF0\x90\x80\x81"), -1);  // their low surrogates differ
+  EXPECT_EQ(Compare("\xF0\x90\x80\x80", "\xF0\x90\x80\x81"),
+            -1);  // their low surrogates differ
   EXPECT_EQ(Compare("\xF0\x90\x80\x81", "\xF0\x90\x80\x80"), 1);
   EXPECT_EQ(Compare("\xED\x9F\xBF", linearB), -1);  // U+D7FF
 }
@@ -90,16 +91,18 @@ TEST_P(CompareRange, OrdersAsTheCodePointsDo) {
 TEST_P(CompareRange, FoldsCase) {
   EXPECT_EQ(Compare("STRASSE", "strasse", true), 0);
   EXPECT_EQ(Compare("\xC3\x89", "\xC3\xA9", true), 0);
-  EXPECT_EQ(Compare("\xCE\xA3", "\xCF\x82", true), 0);          // capital and final sigma
+  EXPECT_EQ(Compare("\xCE\xA3", "\xCF\x82", true),
+            0);                                                 // capital and final sigma
   EXPECT_EQ(Compare("\xE2\x84\xA6", "\xCF\x89", true), 0);      // ohm and omega
   EXPECT_EQ(Compare("\xEF\xBC\xA1", "\xEF\xBD\x81", true), 0);  // wide A
   EXPECT_EQ(Compare("_", "a", true), -1);
   EXPECT_EQ(Compare("_", "A", true), -1);
   EXPECT_EQ(Compare("B", "a", true), 1);
   EXPECT_EQ(Compare("\xC3\x9F", "ss", true), 1);
-  EXPECT_EQ(Compare("\xE1\xBA\x9E", "\xC3\x9F", true), 1);  // capital sharp s stays
-  EXPECT_EQ(Compare("\xC4\xB0", "i", true), 1);             // I with a dot stays
-  EXPECT_EQ(Compare("\xC4\xB1", "I", true), 1);             // i without one stays
+  EXPECT_EQ(Compare("\xE1\xBA\x9E", "\xC3\x9F", true),
+            1);                                  // capital sharp s stays
+  EXPECT_EQ(Compare("\xC4\xB0", "i", true), 1);  // I with a dot stays
+  EXPECT_EQ(Compare("\xC4\xB1", "I", true), 1);  // i without one stays
   // Above the Basic Multilingual Plane nothing is folded.
   EXPECT_EQ(Compare("\xF0\x90\x90\x80", "\xF0\x90\x90\xA8", true), -1);
 }
@@ -125,7 +128,8 @@ TEST_P(CompareRange, IsLessWithMalformedText) {
   EXPECT_EQ(Unicode_CompareRange("\xC3\xA9", 1, 1, "", 0, -1, false), -1);
 }
 
-// Both texts converted as a whole, and their code points compared; -1 when one can't be.
+// Both texts converted as a whole, and their code points compared; -1 when one
+// can't be.
 int CompareWhole(const std::string &a, const std::string &b, bool ignoreCase) {
   std::u32string points[2];
   for (int i = 0; i < 2; i++) {
@@ -187,26 +191,47 @@ TEST_P(CompareRange, ComparesAsWholeConversionsDo) {
   EXPECT_GT(*std::min_element(std::begin(results), std::end(results)), 500);
 }
 
-// More than CodeSet_Validate takes, of one block over and over.
-TEST_P(CompareRange, ComparesMoreThanTwoGibibytes) {
-  constexpr size_t kBlock = 1 << 20;
-  constexpr size_t kSize = size_t{INT_MAX} + 1 + kBlock;
-  const int file = memfd_create("block", 0);
-  const std::string block(kBlock, 'a');
-  ASSERT_EQ(write(file, block.data(), kBlock), static_cast<ssize_t>(kBlock));
-  auto *text = static_cast<char *>(
-      mmap(nullptr, kSize, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
-  ASSERT_NE(text, MAP_FAILED);
-  for (size_t at = 0; at < kSize; at += kBlock) {
-    ASSERT_NE(mmap(text + at, kBlock, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_FIXED, file, 0), MAP_FAILED);
-  }
-  close(file);
-  text[kSize - 2] = 'b';
-  text[kSize - 1] = '\0';
+// Twice as much text as CodeSet_Validate takes, of one block over and over, whose characters don't end where
+// that is cut.
+class CompareLongRange : public ::testing::Test {
+ protected:
+  static constexpr size_t kBlock = size_t{3} << 20;
+  static constexpr size_t kHalf = size_t{INT_MAX} / kBlock * kBlock + kBlock;
+  static constexpr size_t kSize = 2 * kHalf;
+  static_assert(INT_MAX % 3 != 0);
 
-  constexpr UnicodeIndex kLength = kSize - 2;
-  EXPECT_EQ(Unicode_CompareRange(text, 0, kLength, text, 1, kLength, false), -1);
-  munmap(text, kSize);
+  void SetUp() override {
+    std::string block;
+    while (block.size() < kBlock) {
+      block += "\xE2\x82\xAC";
+    }
+    const int file = memfd_create("block", 0);
+    ASSERT_EQ(write(file, block.data(), kBlock), static_cast<ssize_t>(kBlock));
+    void *room = mmap(nullptr, kSize, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    ASSERT_NE(room, MAP_FAILED);
+    text = static_cast<char *>(room);
+    for (size_t at = 0; at < kSize; at += kBlock) {
+      ASSERT_NE(mmap(text + at, kBlock, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_FIXED, file, 0),
+                MAP_FAILED);
+    }
+    close(file);
+    text[kSize - 1] = '\0';
+  }
+  void TearDown() override { munmap(text, kSize); }
+
+  char *text = nullptr;
+};
+
+TEST_F(CompareLongRange, DiffersBehindTwoGibibytes) {
+  text[kHalf + 2]--;
+  EXPECT_EQ(Unicode_CompareRange(text, 0, kHalf + 3, text, 3, kHalf, false), 1);
+}
+
+TEST_F(CompareLongRange, HasTwoGibibytesBehindTheDifference) {
+  const Unicode rest = text + kHalf - kBlock;
+  EXPECT_EQ(Unicode_CompareRange(rest, 0, kHalf + kBlock - 3, "a", 0, -1, false), 1);
+  // Half a character is left of the last one.
+  EXPECT_EQ(Unicode_CompareRange(rest, 0, -1, "a", 0, -1, false), -1);
 }
 
 TEST_P(CompareRange, IsLessWithoutMemory) {
