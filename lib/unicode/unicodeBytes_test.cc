@@ -263,6 +263,14 @@ TEST(UnicodeBytesRequired, AddsUpCharacters) {
   }
 }
 
+TEST(UnicodeBytesRequired, KnowsEachLength) {
+  for (const std::string text : {"\x7F", "\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xEF\xBF\xBF",
+                                 "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {
+    EXPECT_EQ(Unicode_BytesRequired((text + "b").c_str(), STRING_ENCODING_UTF32_LE), 4U + 4 + 40)
+        << testing::PrintToString(text);
+  }
+}
+
 TEST(UnicodeBytesRequired, StopsAtAnInvalidLeadByte) {
   for (const char *lead : {"\x80", "\xBF", "\xC0", "\xC1", "\xF5", "\xFF"}) {
     const std::string text = std::string("ab") + lead + "cdef";

@@ -89,7 +89,9 @@ TEST_F(EncodingNames, AreUnknownWithTheirCodePage) {
 }
 
 TEST_F(EncodingNames, AreUnknown) {
-  for (const char *name : {"", "-", "_.:", "UTF-9", "UTF", "UTF-88", "\xC3\xBCTF-8 \xFF!", "8"}) {
+  // The last two are numbers of code pages, but not behind what tells them.
+  for (const char *name : {"", "-", "_.:", "UTF-9", "UTF", "UTF-88", "\xC3\xBCTF-8 \xFF!", "8",
+                           "WINDOWS-28591", "windows_28591"}) {
     EXPECT_EQ(UnicodeIANALookup(name), -1) << name;
   }
   EXPECT_EQ(EncodingOf(std::string(100000, 'x')), STRING_ENCODING_UNKNOWN);
@@ -163,6 +165,15 @@ TEST(EncodingNamesInAnEncoding, OfTheHostSwitchIcuOff) {
   EXPECT_EQ(Unicode_GetCurrentEncoding(), encoding);
   // And iconv converts it.
   EXPECT_EQ(unicodetest::Text(Unicode_Alloc("\xC1", STRING_ENCODING_DEFAULT)), "\xD0\xB0");
+}
+
+// Asking again would switch ICU off again.
+TEST(EncodingNamesInAnEncoding, OfTheCurrentEncodingAreAskedForOnce) {
+  EnterHost("KOI8-R");
+  EXPECT_STREQ(Unicode_EncodingEnumToName(STRING_ENCODING_DEFAULT), "KOI8-R");
+  UseIcu();
+  EXPECT_STREQ(Unicode_EncodingEnumToName(STRING_ENCODING_DEFAULT), "KOI8-R");
+  EXPECT_TRUE(CodeSet_IsEncodingSupported("IBM037"));
 }
 
 TEST(EncodingNamesInAnEncoding, OfTheHostMeanOneRow) {

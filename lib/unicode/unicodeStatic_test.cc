@@ -46,11 +46,12 @@ TEST(AllocStatic, Unescapes) {
 }
 
 TEST(AllocStatic, StopsAtWhatItDoesNotKnow) {
-  for (const char *literal :
-       {"caf\xC3\xA9", "\x80",           "\\\xC3\xA9",  "\\\xE9x",     "\\",          "text\\",
-        "\\u",         "\\u12",          "\\u12g4",     "\\u-123",     "\\u 123",     "\\U",
-        "\\U0001F60",  "\\U0001F60x",    "\\U00110000", "\\UFFFFFFFF", "\\U04010000", "\\u00\xC3",
-        "\\uD83D",     "\\uDE00\\uD83D", "\\U0000D800x"}) {
+  for (const char *literal : {"caf\xC3\xA9", "\x80",        "\\\xC3\xA9", "\\\xE9x",     "\\",
+                              "text\\",      "\\u",         "\\u12",      "\\u12g4",     "\\u-123",
+                              "\\u 123",     "\\U",         "\\U0001F60", "\\U0001F60x", "\\U00110000",
+                              "\\UFFFFFFFF", "\\U04010000", "\\u00\xC3",  "\\u00/0",     "\\u00:0",
+                              "\\u00@0",     "\\u00G0",     "\\u00`0",    "\\uD83D",     "\\uDE00\\uD83D",
+                              "\\U0000D800x"}) {
     EXPECT_EXIT(Unicode_AllocStatic(literal, true), kPanic,
                 "NOT_IMPLEMENTED lib/unicode/unicodeStatic\\.cc:[0-9]+")
         << literal;

@@ -1,6 +1,10 @@
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <csignal>
+#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
@@ -48,6 +52,58 @@ TEST(UnicodeThreads, StartOnce) {
     }
   }
   EXPECT_EQ(replaced, 1);
+}
+
+// An argument that can't be read for a time, so that the start-up that reads it lasts as long.
+struct {
+  char *page;
+  std::atomic<bool> isRead;
+  std::atomic<bool> mayBeRead;
+} slowArgument;
+
+constexpr size_t kPage = 4096;
+
+void WaitAtThePage(int /*signal*/) {
+  slowArgument.isRead = true;
+  while (!slowArgument.mayBeRead) {
+    usleep(1000);
+  }
+  mprotect(slowArgument.page, kPage, PROT_READ);
+}
+
+TEST(UnicodeThreads, WaitForAStartThatLasts) {
+  slowArgument.page =
+      static_cast<char *>(mmap(nullptr, kPage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+  ASSERT_NE(slowArgument.page, MAP_FAILED);
+  memcpy(slowArgument.page, "word", sizeof "word");
+  ASSERT_EQ(mprotect(slowArgument.page, kPage, PROT_NONE), 0);
+  signal(SIGSEGV, WaitAtThePage);
+
+  char *vector[] = {slowArgument.page, nullptr};
+  char **first = vector;
+  std::thread starting([&] { Unicode_Init(1, &first, nullptr); });
+  while (!slowArgument.isRead) {
+    usleep(1000);
+  }
+  char **second = vector;
+  std::atomic<bool> isDone = false;
+  std::thread waiting([&] {
+    Unicode_Init(1, &second, nullptr);
+    isDone = true;
+  });
+  // More than two of its looks at the lock.
+  usleep(600000);
+  EXPECT_FALSE(isDone);
+
+  slowArgument.mayBeRead = true;
+  starting.join();
+  waiting.join();
+  signal(SIGSEGV, SIG_DFL);
+  EXPECT_NE(first, vector);
+  EXPECT_STREQ(first[0], "word");
+  EXPECT_EQ(second, vector);
+  Unicode_FreeList(first, -1);
+  munmap(slowArgument.page, kPage);
 }
 
 TEST(UnicodeThreads, LookNamesUpTogether) {
