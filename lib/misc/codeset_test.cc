@@ -284,6 +284,14 @@ TEST_P(CodeSetGeneric, KeepsTheLastLetterOfAnEncodingThatHasMarks) {
   EXPECT_EQ(Generic("windows-1258", "x\xC3", "ISO-8859-1"), std::nullopt);
 }
 
+// Braille has no Latin letters, nor what could stand for them.
+TEST(CodeSetIconv, EndsAtALastLetterThatTheTargetLacksAsAtAnyOther) {
+  Use(Engine::kIconv);
+  EXPECT_EQ(Generic("windows-1258", "a.", "ISO_11548-1", CODESET_SKIP), "");
+  EXPECT_EQ(Generic("windows-1258", "a", "ISO_11548-1", CODESET_SKIP), "");
+  EXPECT_EQ(Generic("windows-1258", "a", "ISO_11548-1"), std::nullopt);
+}
+
 TEST_P(CodeSetGeneric, StopsAtABadSequence) {
   EXPECT_EQ(Generic("UTF-8", kBadMiddle, "UTF-8"), std::nullopt);
   EXPECT_EQ(Generic("UTF-8", kBadMiddle, "ISO-8859-1"), std::nullopt);
@@ -440,23 +448,53 @@ TEST(CodeSetIconv, GivesTheSameWhereverTheRoomEnds) {
   }
 }
 
-// It does so, too, where its own room between two steps ends, however much there is for the result.
-TEST(CodeSetIconv, ConvertsLongTextOfCharactersThatAreTwo) {
+// It does so, too, or repeats it once and loses another, where its own room between two steps ends, however
+// much there is for the result.
+TEST(CodeSetIconv, ConvertsLongTextOfCharactersThatAreSeveral) {
   constexpr size_t kFewAllocations = 8;
   Use(Engine::kIconv);
-  std::string many;
-  for (size_t i = 0; i < 20000; i++) {
-    many += "\u304B\u309A";
-  }
-  for (const char *code : {"EUC-JISX0213", "SHIFT_JISX0213", "ISO-2022-JP-3"}) {
-    for (const char *before : {"", "a", "ab"}) {
-      const std::string utf8 = before + many;
+  for (const char *code : {"EUC-JISX0213", "SHIFT_JISX0213", "ISO-2022-JP-3", "TSCII"}) {
+    const std::string several = code == "TSCII"s ? "ab\u0BB8\u0BCD\u0BB0\u0BC0" : "\u304B\u309A";
+    for (size_t before = 0; before < 6; before++) {
+      std::string utf8(before, 'a');
+      for (size_t i = 0; i < 20000; i++) {
+        utf8 += several;
+      }
       const Text text = Generic("UTF-8", utf8, code);
       ASSERT_TRUE(text.has_value()) << code;
       const testhost::AllocationFault fault(kFewAllocations);
       EXPECT_TRUE(Generic(code, *text, "UTF-8") == utf8) << code << " " << before;
       EXPECT_FALSE(fault.Happened());
     }
+  }
+}
+
+// Long text is converted in pieces, which cut it inside characters, shift states and pairs of surrogates.
+TEST_P(CodeSetGeneric, ConvertsLongTextInOne) {
+  for (const char *code :
+       {"UTF-7", "UTF-16", "UTF-16BE", "UTF-32", "ISO-2022-JP", "ISO-2022-KR", "Shift_JIS"}) {
+    const std::string characters = code == "ISO-2022-KR"s ? "\uAC00\uB098z" : "\u65E5\u672Cz";
+    const bool isUnicode = strncmp(code, "UTF", 3) == 0;
+    for (size_t before = 0; before < 12; before++) {
+      std::string utf8(before, 'a');
+      for (size_t i = 0; i < 10000; i++) {
+        utf8 += characters;
+        utf8 += isUnicode ? "\U0001F600" : "";
+      }
+      const Text text = Generic("UTF-8", utf8, code);
+      ASSERT_TRUE(text.has_value()) << code;
+      EXPECT_TRUE(Generic(code, *text, "UTF-8") == utf8) << code << " " << before;
+    }
+  }
+}
+
+TEST_P(CodeSetGeneric, TreatsTheEndOfLongTextAsThatOfShort) {
+  for (size_t size = 7990; size < 8010; size++) {
+    const std::string latin(size, 'a');
+    EXPECT_EQ(Generic("UTF-8", latin + "\xE6\x97", "UTF-16BE"), std::nullopt) << size;
+    EXPECT_EQ(Generic("UTF-8", latin + "\xFFz", "ISO-8859-1"), std::nullopt) << size;
+    const Text skipped = Generic("UTF-8", latin + "\xFFz", "ISO-8859-1", CODESET_SKIP);
+    EXPECT_TRUE(skipped == Of((latin + "z").c_str(), latin.c_str())) << size;
   }
 }
 
