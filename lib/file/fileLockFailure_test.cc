@@ -11,8 +11,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "fileLock.h"
@@ -29,10 +31,15 @@ using testhost::SystemCalls;
 
 // What sleeps this thread asked for since it was emptied, in microseconds.
 static thread_local std::vector<useconds_t> sleeps;
+// What happens at this thread's next sleep.
+static thread_local std::function<void()> atSleep;
 
 // Stands in front of the library's.
 extern "C" int usleep(useconds_t microseconds) {
   sleeps.push_back(microseconds);
+  if (const auto event = std::exchange(atSleep, nullptr)) {
+    event();
+  }
   std::this_thread::sleep_for(std::chrono::microseconds(microseconds));
   return 0;
 }
@@ -157,6 +164,19 @@ TEST_F(FileLockFailure, EntryDirectoryThatCannotBeMadeLeavesNothing) {
   ExpectNothingLeft();
 }
 
+TEST_F(FileLockFailure, NumberThatIsTakenAndLockDirectoryThatIsGoneAreTriedAnew) {
+  SystemCalls calls({SYS_mkdir});
+  for (const int error : {EEXIST, ENOENT}) {
+    calls.Clear();
+    calls.Fail(SYS_mkdir, error, {.from = 1, .count = 1});
+    EXPECT_EQ(Lock(), 0);
+    ASSERT_TRUE(IsHeld()) << error;
+    Unlock();
+  }
+  EXPECT_EQ(calls.Count(SYS_mkdir), 6U);
+  EXPECT_EQ(Warnings(), "");
+}
+
 TEST_F(FileLockFailure, PathTooLongForItsMembersLeavesNothing) {
   std::string path = "/t";
   while (path.size() + 201 < 4085) {
@@ -232,6 +252,21 @@ TEST_F(FileLockFailure, FileInTheNameOfAChooserGoesAsOne) {
   EXPECT_TRUE(Logged("FILE: Scanner discarding D00007.lck data from '/t/file.lck'.\n"));
   EXPECT_EQ(Warnings(), "");
   Unlock();
+}
+
+TEST_F(FileLockFailure, FilesOfADeadChooserAreNamedByTheLastDOfItsPath) {
+  const std::string path = "/t/D1/file";
+  const std::string lockDir = path + ".lck/";
+  fs::create_directories(lockDir + "D00007.lck");
+  fs::create_directories(lockDir + "D00008D.lck");
+  testhost::WriteFile(lockDir + "E00007.lck", "");
+  testhost::WriteFile(lockDir + "E00008D.lck", "");
+  WriteMember(lockDir, "M00007.lck", RemoteLine("1 X"));
+  int error = -1;
+  void *token = FileLock_Lock(path.c_str(), false, 0, &error);
+  ASSERT_NE(token, nullptr) << error;
+  EXPECT_EQ(FileLock_Unlock(path.c_str(), token), 0);
+  EXPECT_EQ(Names(lockDir), std::vector<std::string>{"E00008D.lck"});
 }
 
 TEST_F(FileLockFailure, ChooserThatCannotBeRemovedIsNotWaitedForForEver) {
@@ -519,13 +554,11 @@ TEST_F(FileLockFailure, WhatIsUnusualIsWarnedOf) {
 TEST_F(FileLockFailure, HolderThatDiedDuringAWaitIsWarnedOf) {
   const pid_t holder = Child([] { return pause(); });
   WriteMember(kLockDir, "M00001.lck", LocalLine(holder, "1 X"));
-  std::thread killer([holder] {
-    Await([] { return Names(kLockDir).size() == 2 && Names(kLockDir)[0][0] == 'M'; });
+  atSleep = [holder] {
     kill(holder, SIGKILL);
     StatusOf(holder);
-  });
+  };
   EXPECT_EQ(Lock(FILELOCK_INFINITE_WAIT), 0);
-  killer.join();
   ASSERT_TRUE(IsHeld());
   EXPECT_EQ(::testing::internal::GetCapturedStderr(),
             "FILE: WaitForPossession discarding file '/t/file.lck/M00001.lck'; invalid executionID.\n");
