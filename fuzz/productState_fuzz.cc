@@ -123,7 +123,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     return 0;
   }
   const std::string bytes(reinterpret_cast<const char *>(data) + 1, size - 1);
-  const std::string text = bytes.c_str();
+  const std::string text = bytes.substr(0, bytes.find('\0'));
   ProductState_Set(7, "name", "version", 7, 7);
   const Items items = Read(text);
   Expect(ProductState_Deserialize(text.c_str()) == MaskOf(items));

@@ -139,7 +139,11 @@ TEST(BuildTask, ShowsTheThemesOwnIconWhereItHasOne) {
   const Row row(task);
   task.SetState(BuildTask::STATE_SUCCESS);
   EXPECT_EQ(task.GetImage()->get_storage_type(), Gtk::IMAGE_ICON_NAME);
-  EXPECT_EQ(task.GetImage()->get_icon_name(), "ostrel-kernprep-success");
+  const char *name = nullptr;
+  GtkIconSize size = GTK_ICON_SIZE_INVALID;
+  gtk_image_get_icon_name(task.GetImage()->gobj(), &name, &size);
+  EXPECT_STREQ(name, "ostrel-kernprep-success");
+  EXPECT_EQ(size, GTK_ICON_SIZE_SMALL_TOOLBAR);
   task.SetState(BuildTask::STATE_PENDING);
   EXPECT_EQ(StockOf(task), "ostrel-kernprep-pending");
 }
@@ -176,6 +180,23 @@ TEST(BuildTask, RunsInAGroupOfItsOwnFromTheStart) {
   int status = -1;
   waitpid(pid, &status, 0);
   EXPECT_EQ(status, 0);
+}
+
+TEST(BuildTask, RunsInAGroupOfItsOwnThoughTheProgramComesLate) {
+  testhost::Host().Enter();
+  const TestDesktop desktop;
+  // The program goes on only when the work is done.
+  ASSERT_EQ(pthread_atfork(
+                nullptr,
+                [] {
+                  siginfo_t end = {};
+                  EXPECT_EQ(waitid(P_ALL, 0, &end, WEXITED | WNOWAIT), 0);
+                },
+                nullptr),
+            0);
+  WorkTask task([] { return getpgrp() == getpid(); });
+  const Row row(task);
+  EXPECT_EQ(StatusOf(task), 0);
 }
 
 TEST(BuildTask, RunsNoExitHandlersOfTheParent) {

@@ -270,6 +270,16 @@ TEST_F(BuildTest, IsAModalDialogOverItsParentWithOneCancelButton) {
   EXPECT_EQ(TableOf(window).get_default_row_spacing(), 10U);
   EXPECT_EQ(TableOf(window).get_default_col_spacing(), 10U);
   EXPECT_FALSE(TableOf(window).get_homogeneous());
+  gboolean expand = FALSE;
+  gboolean fill = FALSE;
+  guint padding = 1;
+  GtkPackType end = GTK_PACK_END;
+  gtk_box_query_child_packing(window.get_vbox()->Gtk::Box::gobj(), TableOf(window).Gtk::Widget::gobj(),
+                              &expand, &fill, &padding, &end);
+  EXPECT_TRUE(expand);
+  EXPECT_TRUE(fill);
+  EXPECT_EQ(padding, 0U);
+  EXPECT_EQ(end, GTK_PACK_START);
   EXPECT_EQ(CancelButton(window).get_label(), Gtk::StockID(Gtk::Stock::CANCEL).get_string());
   EXPECT_EQ(window.get_response_for_widget(CancelButton(window)), Gtk::RESPONSE_CANCEL);
 }
@@ -395,7 +405,7 @@ TEST_F(BuildTest, EndsWhenTheServicesCannotBeStopped) {
   EXPECT_TRUE(modules.HasUnsatisfied());
 }
 
-TEST_F(BuildTest, ShowsAFatalFailureInItsRowBeforeTheBox) {
+TEST_F(BuildTest, ShowsAFatalFailureInItsRowThenTheBoxAndThenEnds) {
   product.Service("exit 1");
   Build &window = Make();
   auto &image = dynamic_cast<Gtk::Image &>(*WidgetsOf(window).front());
@@ -405,8 +415,11 @@ TEST_F(BuildTest, ShowsAFatalFailureInItsRowBeforeTheBox) {
       boxes = user->seen.size();
     }
   });
+  std::vector<size_t> boxesAtResponses;
+  window.signal_response().connect([&](int) { boxesAtResponses.push_back(user->seen.size()); });
   EXPECT_EQ(window.Run(), Gtk::RESPONSE_NO);
   EXPECT_EQ(boxes, 0U);
+  EXPECT_EQ(boxesAtResponses, std::vector<size_t>{1});
   ExpectBox("Unable to stop services.");
 }
 

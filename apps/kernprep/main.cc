@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -17,12 +18,27 @@
 #include "tmpLogs.h"
 #include "unicode.h"
 
+namespace {
+
+// A standard stream that the program's caller closed would be the next file opened here: what is meant for
+// standard error would go to the display.
+void HoldStandardStreams() {
+  int descriptor = STDIN_FILENO;
+  while (descriptor >= 0 && descriptor <= STDERR_FILENO) {
+    descriptor = open("/dev/null", O_RDWR);
+  }
+  close(descriptor);
+}
+
+}  // namespace
+
 // The order of start matters, and each guard ends its subsystem on every way out of the scope.
 int main(int argc, char **argv) {
   Glib::ustring launcher, icon, appName, gcc, headers;
   Glib::ustring quotedLauncher, iconArgument, nameArgument, launcherCommand;
   bool ignoreMinor = false;
 
+  HoldStandardStreams();
   // Where the program's caller ignored it, no child's end could be told from a success.
   std::signal(SIGCHLD, SIG_DFL);
   CleanTmpLogs("setup");

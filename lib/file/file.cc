@@ -38,10 +38,10 @@ FileType TypeOfMode(mode_t mode) {
   }
 }
 
-int AttributesBy(int (*call)(const char *, struct stat *), const char *path, FileData *data) {
+bool AttributesBy(int (*call)(const char *, struct stat *), const char *path, FileData *data) {
   struct stat found;
   if (call(path, &found) == -1) {
-    return errno;
+    return false;
   }
   *data = {
       .fileAccessTime = found.st_atime,
@@ -53,12 +53,12 @@ int AttributesBy(int (*call)(const char *, struct stat *), const char *path, Fil
       .fileOwner = found.st_uid,
       .fileGroup = found.st_gid,
   };
-  return 0;
+  return true;
 }
 
 bool IsOfType(const char *path, FileType type) {
   FileData data;
-  return FileAttributes(path, &data) == 0 && data.fileType == type;
+  return FileAttributes(path, &data) && data.fileType == type;
 }
 
 // Looks at a file, or at the link itself, in the name of a public function.
@@ -86,23 +86,23 @@ timeval TimeToSet(int64_t fileTime, time_t present) {
 
 }  // namespace
 
-int FileAttributes(const char *path, FileData *data) {
+bool FileAttributes(const char *path, FileData *data) {
   return AttributesBy(Posix_Stat, path, data);
 }
 
-int FileLinkAttributes(const char *path, FileData *data) {
+bool FileLinkAttributes(const char *path, FileData *data) {
   return AttributesBy(Posix_Lstat, path, data);
 }
 
-OwnedUnicode FileFromSystem(const char *bytes) {
-  if (Unicode_GetCurrentEncoding() == STRING_ENCODING_UTF8) {
+OwnedUnicode FileFromSystem(const char *bytes, StringEncoding current) {
+  if (current == STRING_ENCODING_UTF8) {
     return OwnedUnicode(Unicode_Duplicate(bytes));
   }
-  if (!Unicode_IsBufferValid(bytes, -1, STRING_ENCODING_DEFAULT)) {
+  if (!Unicode_IsBufferValid(bytes, -1, current)) {
     errno = EINVAL;
     return nullptr;
   }
-  return OwnedUnicode(Unicode_Alloc(bytes, STRING_ENCODING_DEFAULT));
+  return OwnedUnicode(Unicode_Alloc(bytes, current));
 }
 
 bool FileIsConvertible(const char *path) {
@@ -131,17 +131,17 @@ bool File_IsCharDevice(const char *path) {
 
 bool File_IsSymLink(const char *path) {
   FileData data;
-  return FileLinkAttributes(path, &data) == 0 && data.fileType == FILE_TYPE_SYMLINK;
+  return FileLinkAttributes(path, &data) && data.fileType == FILE_TYPE_SYMLINK;
 }
 
 int64_t File_GetSize(const char *path) {
   FileData data;
-  return FileAttributes(path, &data) == 0 ? data.fileSize : -1;
+  return FileAttributes(path, &data) ? data.fileSize : -1;
 }
 
 int64_t File_GetModTime(const char *path) {
   FileData data;
-  return FileAttributes(path, &data) == 0 ? data.fileModificationTime : -1;
+  return FileAttributes(path, &data) ? data.fileModificationTime : -1;
 }
 
 char *File_GetModTimeString(const char *path) {
@@ -160,7 +160,7 @@ char *File_GetModTimeString(const char *path) {
 bool File_GetFilePermissions(const char *path, mode_t *mode) {
   ASSERT(mode != nullptr);
   FileData data;
-  if (FileAttributes(path, &data) != 0) {
+  if (!FileAttributes(path, &data)) {
     return false;
   }
   *mode = data.fileMode;

@@ -2,15 +2,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <string>
 
 #include "file.h"
 #include "fileInt.h"
 #include "fileTestInt.h"
 #include "testhost.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 

@@ -63,7 +63,7 @@ std::string ManyBytes(size_t count) {
 
 TEST_F(FileCopy, TakesTheContent) {
   const std::string content = ManyBytes(100000);
-  for (const size_t size : {0, 1, 8191, 8192, 8193, 16384, 100000}) {
+  for (const size_t size : {0U, 1U, 8191U, 8192U, 8193U, 16384U, 100000U}) {
     testhost::WriteFile("/t/file", content.substr(0, size));
     EXPECT_TRUE(File_Copy("/t/file", "/t/copy", true));
     EXPECT_EQ(testhost::ReadFile("/t/copy"), content.substr(0, size)) << size;

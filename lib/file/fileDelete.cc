@@ -44,17 +44,21 @@ int FileDeletion(const char *path, bool handleLink) {
   if (path == nullptr) {
     return EFAULT;
   }
-  if (!FileIsConvertible(path)) {
-    Log("FILE: %s: failed to convert \"%s\" to current encoding\n", __func__, path);
-    return EINVAL;
-  }
   if (handleLink && File_IsSymLink(path)) {
     const int error = UnlinkTarget(path);
     if (error != 0) {
       return error;
     }
   }
-  return Posix_Unlink(path) == -1 ? errno : 0;
+  if (Posix_Unlink(path) == 0) {
+    return 0;
+  }
+  const int error = errno;
+  // No call was made with such a path.
+  if (error == EINVAL && !FileIsConvertible(path)) {
+    Log("FILE: %s: failed to convert \"%s\" to current encoding\n", __func__, path);
+  }
+  return error;
 }
 
 int File_Unlink(const char *path) {

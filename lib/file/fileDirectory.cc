@@ -22,54 +22,57 @@ bool IsDotName(const char *name) {
   return strcmp(name, ".") == 0 || strcmp(name, "..") == 0;
 }
 
-// Hands each entry of a directory, in the system's order, to `take`, which returns false with errno to end
-// the reading. Returns false with errno when something failed.
+// An entry of a directory.
+struct Entry {
+  OwnedUnicode name;
+  unsigned char type;  // DT_UNKNOWN where the file system doesn't tell
+};
+
+// Hands each entry of a directory, in the system's order, to `take`. Returns false with errno when something
+// failed: also for a name that can't be converted, since it could be given to no call.
 template <typename Take>
 bool ReadEntries(const char *path, Take take) {
   const OwnedDirectory directory(Posix_OpenDir(path));
   if (directory == nullptr) {
     return false;
   }
+  const StringEncoding current = Unicode_GetCurrentEncoding();
   for (;;) {
     errno = 0;
     const dirent *entry = readdir(directory.get());
     if (entry == nullptr) {
       return errno == 0;
     }
-    if (!IsDotName(entry->d_name) && !take(*entry)) {
+    if (IsDotName(entry->d_name)) {
+      continue;
+    }
+    OwnedUnicode name = FileFromSystem(entry->d_name, current);
+    if (name == nullptr) {
       return false;
     }
+    take(Entry{std::move(name), entry->d_type});
   }
 }
 
 using Names = std::vector<OwnedUnicode>;
 
-// Adds the name of an entry. One that can't be converted could be given to no call, so it is a failure, with
-// errno.
-bool AddName(const dirent &entry, Names *names) {
-  OwnedUnicode name = FileFromSystem(entry.d_name);
-  const bool isConverted = name != nullptr;
-  if (isConverted) {
-    names->push_back(std::move(name));
-  }
-  return isConverted;
-}
-
 // What a directory holds.
-struct Entries {
+struct Contents {
   Names directories;
+  Names links;
   Names others;
 };
 
-// Whether the entry itself is a directory. One that is gone isn't.
-bool IsDirectoryEntry(const std::string &directory, const dirent &entry) {
-  if (entry.d_type != DT_UNKNOWN) {
-    return entry.d_type == DT_DIR;
-  }
+// The list that an entry belongs to. The file system may not have told what it is.
+Names *ListFor(const Entry &entry, const std::string &directory, Contents *contents) {
   FileData data;
-  const OwnedUnicode name = FileFromSystem(entry.d_name);
-  return name != nullptr && FileLinkAttributes((directory + '/' + name.get()).c_str(), &data) == 0 &&
-         data.fileType == FILE_TYPE_DIRECTORY;
+  const bool isAsked =
+      entry.type == DT_UNKNOWN && FileLinkAttributes((directory + '/' + entry.name.get()).c_str(), &data);
+  if (isAsked ? data.fileType == FILE_TYPE_DIRECTORY : entry.type == DT_DIR) {
+    return &contents->directories;
+  }
+  const bool isLink = isAsked ? data.fileType == FILE_TYPE_SYMLINK : entry.type == DT_LNK;
+  return isLink ? &contents->links : &contents->others;
 }
 
 // Whether a deletion left nothing behind: another's may have come first, such as that of a link to the file.
@@ -92,18 +95,24 @@ bool RemoveEach(const Names &names, std::string *directory, Remove remove) {
 }
 
 bool DeleteTree(std::string *path) {
-  Entries entries;
-  const bool isRead = ReadEntries(path->c_str(), [&entries, path](const dirent &entry) {
-    return AddName(entry, IsDirectoryEntry(*path, entry) ? &entries.directories : &entries.others);
+  Contents contents;
+  const bool isRead = ReadEntries(path->c_str(), [&contents, path](Entry entry) {
+    ListFor(entry, *path, &contents)->push_back(std::move(entry.name));
   });
   if (!isRead) {
     return errno == ENOENT;
   }
-  bool isDone = RemoveEach(entries.others, path,
-                           [](const std::string *entry) { return IsGone(File_Unlink(entry->c_str())); });
-  // The rest of the tree doesn't have to share the memory with them.
-  entries.others = Names();
-  isDone = RemoveEach(entries.directories, path, DeleteTree) && isDone;
+  // Most entries are known to be no links, so that nothing has to look for their targets.
+  bool isDone = RemoveEach(contents.others, path, [](const std::string *entry) {
+    return IsGone(File_UnlinkNoFollow(entry->c_str()));
+  });
+  isDone = RemoveEach(contents.links, path,
+                      [](const std::string *entry) { return IsGone(File_Unlink(entry->c_str())); }) &&
+           isDone;
+  // The memory of these is free for the rest of the tree.
+  contents.others = Names();
+  contents.links = Names();
+  isDone = RemoveEach(contents.directories, path, DeleteTree) && isDone;
   return IsGone(Posix_Rmdir(path->c_str())) && isDone;
 }
 
@@ -137,9 +146,8 @@ bool File_DeleteEmptyDirectory(const char *path) {
 
 bool File_DeleteDirectoryTree(const char *path) {
   FileData data;
-  const int error = FileAttributes(path, &data);
-  if (error != 0) {
-    return error == ENOENT || error == ENOTDIR;
+  if (!FileAttributes(path, &data)) {
+    return errno == ENOENT || errno == ENOTDIR;
   }
   std::string tree = path;
   return DeleteTree(&tree);
@@ -151,7 +159,7 @@ bool File_IsEmptyDirectory(const char *path) {
 
 int File_ListDirectory(const char *path, char ***names) {
   Names found;
-  if (!ReadEntries(path, [&found](const dirent &entry) { return AddName(entry, &found); })) {
+  if (!ReadEntries(path, [&found](Entry entry) { found.push_back(std::move(entry.name)); })) {
     return -1;
   }
   const int count = static_cast<int>(found.size());

@@ -311,6 +311,28 @@ TEST_F(FileDirectory, TreeThatManyDeleteIsGoneForEach) {
   EXPECT_FALSE(IsThere("/t/tree"));
 }
 
+TEST_F(FileDirectory, TreeOnAFileSystemThatTellsNoTypesGoes) {
+  std::string output;
+  ASSERT_EQ(
+      testhost::Run("truncate --size=4M /t/image && /usr/sbin/mke2fs -q -F -t ext2 -O ^filetype /t/image "
+                    "&& mount -o loop /t/image /t/small",
+                    &output),
+      0)
+      << output;
+  fs::create_directories("/t/small/tree/sub");
+  testhost::WriteFile("/t/small/tree/sub/file", "x");
+  testhost::WriteFile("/t/small/target", "x");
+  ASSERT_EQ(symlink("/t/small/target", "/t/small/tree/sub/link"), 0);
+  {
+    const OwnedDirectory directory(opendir("/t/small/tree"));
+    ASSERT_EQ(readdir(directory.get())->d_type, DT_UNKNOWN);
+  }
+  EXPECT_TRUE(File_DeleteDirectoryTree("/t/small/tree"));
+  EXPECT_FALSE(IsThere("/t/small/tree"));
+  EXPECT_FALSE(IsThere("/t/small/target"));
+  ASSERT_EQ(umount("/t/small"), 0);
+}
+
 TEST_F(FileDirectoryLatin1, TreeWithNamesOfAnotherEncodingGoes) {
   EXPECT_TRUE(File_DeleteDirectoryTree("/t/dir"));
   EXPECT_FALSE(IsThere("/t/dir"));

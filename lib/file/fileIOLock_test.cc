@@ -1,6 +1,8 @@
 // The lock of a file that is opened, held against other processes.
 #include <gtest/gtest.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,6 +13,7 @@
 
 #include "fileIO.h"
 #include "fileIOTestInt.h"
+#include "systemCalls.h"
 #include "testhost.h"
 
 namespace {
@@ -63,9 +66,8 @@ TEST_F(FileIOLock, ReadersShareTheLock) {
 }
 
 TEST_F(FileIOLock, FailedOpenGivesTheLockBack) {
-  EXPECT_EQ(FileIO_Open(&file_, "/t/missing", FILEIO_ACCESS_READ | FILEIO_ACCESS_LOCK, FILEIO_OPEN),
-            FILEIO_FILE_NOT_FOUND);
-  EXPECT_EQ(errno, ENOENT);
+  EXPECT_FAILS(FILEIO_FILE_NOT_FOUND, ENOENT,
+               FileIO_Open(&file_, "/t/missing", FILEIO_ACCESS_READ | FILEIO_ACCESS_LOCK, FILEIO_OPEN));
   ExpectInvalid(file_);
   EXPECT_FALSE(std::filesystem::exists("/t/missing.lck"));
 }
@@ -88,13 +90,15 @@ TEST_F(FileIOLock, LockErrorsAreMapped) {
       {"/t/below/file", FILEIO_ERROR, ENOTDIR, "Not a directory"},
   };
   for (const auto &row : rows) {
+    errno = EXDEV;
+    testing::internal::CaptureStderr();
     EXPECT_EQ(FileIO_Open(&file_, row.path, kReadWrite | FILEIO_ACCESS_LOCK, FILEIO_OPEN_CREATE), row.result)
         << row.path;
     EXPECT_EQ(errno, row.error) << row.path;
     ExpectInvalid(file_);
-    EXPECT_NE(LogText().find("FILE: FileIO_Lock on '" + std::string(row.path) + "' failed: " + row.reason),
-              std::string::npos)
-        << row.path;
+    const std::string warning = "FILE: FileIO_Lock on '" + std::string(row.path) + "' failed: " + row.reason;
+    EXPECT_NE(testing::internal::GetCapturedStderr().find(warning + '\n'), std::string::npos) << row.path;
+    EXPECT_EQ(LogCount("| " + warning + '\n'), 1) << row.path;
   }
 }
 
@@ -150,6 +154,37 @@ TEST_F(FileIOLock, UnlockThatFailsForgetsTheLock) {
   EXPECT_EQ(file_.lockToken, nullptr);
   EXPECT_EQ(LogCount("FILE: FileIO_Unlock on '/t/file' failed: No such file or directory\n"), 1);
   EXPECT_EQ(FileIO_Unlock(&file_), FILEIO_SUCCESS);
+}
+
+TEST_F(FileIOLock, UnlockTellsTheFirstOfItsFailures) {
+  Open("/t/file", FILEIO_ACCESS_READ | FILEIO_ACCESS_LOCK);
+  testhost::SystemCalls calls({SYS_unlink});
+  calls.Fail(SYS_unlink, EIO);
+  testing::internal::CaptureStderr();
+  EXPECT_FAILS(FILEIO_ERROR, EIO, FileIO_Unlock(&file_));
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "FILE: FileIO_Unlock on '/t/file' failed: Input/output error\n");
+  EXPECT_EQ(file_.lockToken, nullptr);
+}
+
+TEST_F(FileIOLock, PathThatCannotBeResolvedIsAnError) {
+  ASSERT_EQ(mkdir("/t/gone", 0700), 0);
+  ASSERT_EQ(chdir("/t/gone"), 0);
+  ASSERT_EQ(rmdir("/t/gone"), 0);
+  EXPECT_FAILS(FILEIO_ERROR, EINVAL,
+               FileIO_Open(&file_, "file", FILEIO_ACCESS_READ | FILEIO_ACCESS_LOCK, FILEIO_OPEN));
+  ExpectInvalid(file_);
+  EXPECT_EQ(LogCount("| FILE: FileIO_Lock on 'file' failed: Invalid argument\n"), 1);
+}
+
+TEST_F(FileIOLock, FailedUnlinkGivesTheLockBack) {
+  const long before = fileiotest::OpenDescriptors();
+  EXPECT_FAILS(FILEIO_ERROR, EISDIR,
+               FileIO_Open(&file_, "/t/small",
+                           FILEIO_ACCESS_READ | FILEIO_ACCESS_LOCK | FILEIO_ACCESS_UNLINK_OPEN, FILEIO_OPEN));
+  ExpectInvalid(file_);
+  EXPECT_EQ(fileiotest::OpenDescriptors(), before);
+  EXPECT_FALSE(std::filesystem::exists("/t/small.lck"));
 }
 
 TEST_F(FileIOLock, LockOutlivesAFileThatIsUnlinked) {

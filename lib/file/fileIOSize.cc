@@ -78,7 +78,8 @@ bool FileIO_Preallocate(FileIODescriptor *file, uint64_t size) {
     errno = EINVAL;
     return false;
   }
-  return fallocate(file->posix, FALLOC_FL_KEEP_SIZE, allocated, static_cast<off_t>(size) - allocated) == 0;
+  const uint64_t wanted = size - static_cast<uint64_t>(allocated);
+  return fallocate(file->posix, FALLOC_FL_KEEP_SIZE, allocated, static_cast<off_t>(wanted)) == 0;
 }
 
 bool FileIO_SupportsPreallocate(const char *path, bool checkFileSystem) {

@@ -173,6 +173,7 @@ TEST_F(FileIOSize, PreallocateOfNoMoreThanThereIsIsInvalid) {
   EXPECT_FAILS(false, EINVAL, FileIO_Preallocate(&file_, 0));
   EXPECT_EQ(calls.Count(SYS_fallocate), 0U);
   EXPECT_FAILS(false, EINVAL, FileIO_Preallocate(&file_, 4096));
+  EXPECT_EQ(calls.Count(SYS_fallocate), 1U);
   EXPECT_EQ(FileIO_GetAllocatedSize(&file_), 4096);
 }
 
@@ -183,6 +184,11 @@ TEST_F(FileIOSize, PreallocateThatFailsIsFalse) {
   EXPECT_FAILS(false, ENOSPC, FileIO_Preallocate(&file_, 1 << 20));
   EXPECT_EQ(FileIO_GetAllocatedSize(&file_), 0);
   EXPECT_FAILS(false, EINVAL, FileIO_Preallocate(&file_, std::numeric_limits<uint64_t>::max()));
+  ASSERT_EQ(FileIO_Write(&file_, "x", 1, nullptr), FILEIO_SUCCESS);
+  EXPECT_FAILS(false, EFBIG, FileIO_Preallocate(&file_, uint64_t{1} << 63));
+  EXPECT_FAILS(false, EINVAL, FileIO_Preallocate(&file_, (uint64_t{1} << 63) + 4096));
+  EXPECT_FAILS(false, ENOSPC, FileIO_Preallocate(&file_, std::numeric_limits<int64_t>::max()));
+  EXPECT_EQ(FileIO_GetAllocatedSize(&file_), 4096);
   EXPECT_FALSE(FileIO_Close(&file_));
   Open("/t/file", FILEIO_ACCESS_READ);
   EXPECT_FAILS(false, EBADF, FileIO_Preallocate(&file_, 1 << 20));
@@ -284,6 +290,23 @@ TEST_F(FileIOSize, SupportedSizeIsWhereASeekArrives) {
   EXPECT_FALSE(FileIO_SupportsFileSize(&file_, std::numeric_limits<uint64_t>::max() - 4));
   EXPECT_EQ(FileIO_Seek(&file_, 0, FILEIO_SEEK_CURRENT), 5);
   EXPECT_EQ(FileIO_GetSize(&file_), 0);
+}
+
+TEST_F(FileIOSize, SizeWhereASeekArrivesElsewhereIsNotSupported) {
+  Open("/t/file", FILEIO_ACCESS_READ);
+  testhost::SystemCalls calls({SYS_lseek});
+  const auto posix = static_cast<uint32_t>(file_.posix);
+  calls.Return(SYS_lseek, 4, {.from = 1, .count = 1, .first = posix});
+  EXPECT_FALSE(FileIO_SupportsFileSize(&file_, 5));
+  EXPECT_TRUE(FileIO_SupportsFileSize(&file_, 5));
+}
+
+TEST_F(FileIOSize, FileWithoutAPositionIsNotMoved) {
+  Open("/t/file", FILEIO_ACCESS_READ);
+  testhost::SystemCalls calls({SYS_lseek});
+  calls.Fail(SYS_lseek, ESPIPE, {.count = 1});
+  EXPECT_FAILS(false, ESPIPE, FileIO_SupportsFileSize(&file_, 5));
+  EXPECT_EQ(calls.Count(SYS_lseek), 1U);
 }
 
 TEST_F(FileIOSize, PipeSupportsNoSize) {

@@ -66,7 +66,7 @@ class Vector {
   [[nodiscard]] const struct iovec *end() const { return begin() + Count(); }
   [[nodiscard]] int Count() const { return buffer_ != nullptr ? 1 : count_; }
 
-  // Gives the caller's entries what was read.
+  // Gives the caller's entries what was read. Keeps errno.
   void Scatter(size_t actual) const {
     if (buffer_ == nullptr) {
       return;
@@ -184,9 +184,7 @@ FileIOResult FileIO_Readv(FileIODescriptor *file, const struct iovec *entries, i
     got = readv(file->posix, vector.begin(), vector.Count());
   } while (got == -1 && errno == EINTR);
   const FileIOResult result = WholeResult(got, totalSize, FILEIO_READ_PAST_EOF, actual);
-  if (got != -1) {
-    vector.Scatter(static_cast<size_t>(got));
-  }
+  vector.Scatter(got == -1 ? 0 : static_cast<size_t>(got));
   return result;
 }
 
@@ -216,9 +214,7 @@ FileIOResult FileIO_Preadv(FileIODescriptor *file, const struct iovec *entries, 
       break;
     }
   }
-  const int error = errno;
   vector.Scatter(actual);
-  errno = error;
   return result;
 }
 

@@ -1,6 +1,7 @@
 // Reads and writes by vectors.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -10,6 +11,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -104,6 +106,22 @@ TEST_F(FileIOVector, ManySmallEntriesAreOneToTheSystem) {
   EXPECT_EQ(calls.Count(SYS_writev), 7U);
   EXPECT_EQ(calls.Count(SYS_readv), 7U);
   EXPECT_EQ(LogCount("NOT_TESTED"), 0);
+}
+
+TEST_F(FileIOVector, AverageIsOfWholeBytes) {
+  Open("/t/file", FILEIO_ACCESS_WRITE);
+  const testhost::SystemCalls calls({SYS_writev});
+  constexpr size_t kSize = 16384;
+  std::string text(6 * kSize, 'x');
+  struct iovec list[6];
+  for (size_t i = 0; i < 6; i++) {
+    list[i] = {&text[i * kSize], kSize};
+  }
+  EXPECT_EQ(FileIO_Writev(&file_, list, 6, 6 * kSize, nullptr), FILEIO_SUCCESS);
+  EXPECT_EQ(calls.LastArguments(SYS_writev)[2], 6U);
+  list[5].iov_len--;
+  EXPECT_EQ(FileIO_Writev(&file_, list, 6, 6 * kSize - 1, nullptr), FILEIO_SUCCESS);
+  EXPECT_EQ(calls.LastArguments(SYS_writev)[2], 1U);
 }
 
 TEST_F(FileIOVector, TuningDecidesWhatIsGathered) {
@@ -410,7 +428,9 @@ TEST_F(FileIOVector, QuotaAndFailingDisksHaveTheirResults) {
   actual = 9;
   EXPECT_FAILS(FILEIO_ERROR, EIO, Readv(entries, &actual));
   EXPECT_EQ(actual, 0U);
+  EXPECT_EQ(LogCount(kNotTested), 1);
   EXPECT_FAILS(FILEIO_ERROR, EIO, Preadv(entries, 0));
+  EXPECT_EQ(LogCount(kNotTested), 2);
 }
 
 TEST_F(FileIOVector, WrongFilesAreErrors) {
@@ -431,6 +451,22 @@ TEST_F(FileIOVector, WrongFilesAreErrors) {
   Open("/t/file", kReadWrite);
   EXPECT_FAILS(FILEIO_ERROR, EINVAL, Preadv(entries, uint64_t{1} << 63));
   EXPECT_FAILS(FILEIO_ERROR, EINVAL, Pwritev(entries, uint64_t{1} << 63));
+  EXPECT_FAILS(FILEIO_ERROR, EINVAL, Preadv(entries, std::numeric_limits<int64_t>::max()));
+  EXPECT_FAILS(FILEIO_ERROR, EINVAL, Pwritev(entries, std::numeric_limits<int64_t>::max()));
+}
+
+TEST_F(FileIOVector, MostThatAPositionedCallTakes) {
+  constexpr size_t kMost = 0x7fffffff;
+  void *room =
+      mmap(nullptr, kMost, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  ASSERT_NE(room, MAP_FAILED);
+  Open("/t/file", FILEIO_ACCESS_READ);
+  EXPECT_EQ(FileIO_Pread(&file_, room, kMost, 0), FILEIO_READ_PAST_EOF);
+  EXPECT_EQ(std::string(static_cast<char *>(room), 8), std::string("content\0", 8));
+  EXPECT_FALSE(FileIO_Close(&file_));
+  Open("/dev/null", FILEIO_ACCESS_WRITE);
+  EXPECT_EQ(FileIO_Pwrite(&file_, room, kMost, 0), FILEIO_SUCCESS);
+  munmap(room, kMost);
 }
 
 TEST_F(FileIOVector, AsynchronousFilesAndBadArgumentsEndTheProcess) {

@@ -314,6 +314,15 @@ TEST_F(FileIO, SuperuserOpensWhatTheUserMayNot) {
   ASSERT_EQ(setresuid(0, 0, 0), 0);
 }
 
+TEST_F(FileIO, ChangeBackFromSuperuserLeavesErrnoAlone) {
+  testhost::SystemCalls calls({SYS_setresuid});
+  ASSERT_EQ(setresuid(1234, 1234, 0), 0);
+  calls.Fail(SYS_setresuid, EAGAIN, {.from = 1});
+  EXPECT_FAILS(FILEIO_FILE_NOT_FOUND, ENOENT,
+               FileIO_Open(&file_, "/t/missing", FILEIO_ACCESS_READ | FILEIO_ACCESS_SUPERUSER, FILEIO_OPEN));
+  EXPECT_EQ(calls.Count(SYS_setresuid), 3U);
+}
+
 TEST_F(FileIO, SuperuserThatMayNotBeIsNoPermission) {
   testhost::WriteFile("/t/secret", "content", 0600);
   ASSERT_EQ(setresuid(1234, 1234, 1234), 0);
@@ -445,8 +454,11 @@ TEST_F(FileIO, ProgrammingErrorsEndTheProcess) {
   EXPECT_EXIT(FileIO_Write(&file_, &byte, 0x80000000, nullptr), kPanic, missing);
   EXPECT_EXIT(FileIO_ErrorEnglish(FILEIO_NOT_IMPLEMENTED), kPanic, missing);
   EXPECT_EXIT(FileIO_MsgError(FILEIO_NOT_IMPLEMENTED), kPanic, missing);
-  EXPECT_EXIT(FileIO_MsgError(static_cast<FileIOResult>(13)), kPanic,
-              "FileIO_MsgError was passed bad code 13\n(.|\n)*ASSERT lib/file/fileIO\\.cc:[0-9]+\n");
+  for (const int code : {-1, 13, 1000}) {
+    const std::string warning = "FileIO_MsgError was passed bad code " + std::to_string(code);
+    EXPECT_EXIT(FileIO_MsgError(static_cast<FileIOResult>(code)), kPanic,
+                warning + "\n(.|\n)*ASSERT lib/file/fileIO\\.cc:[0-9]+\n");
+  }
   FileIODescriptor open{0, 0, nullptr, nullptr};
   EXPECT_EXIT(FileIO_Open(&open, "/", FILEIO_ACCESS_READ, FILEIO_OPEN), kPanic, assertion);
   FileIODescriptor locked{-1, 0, nullptr, &byte};

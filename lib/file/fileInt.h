@@ -31,16 +31,18 @@ struct FileData {
   gid_t fileGroup;
 };
 
-// Tells the facts of a file. Returns 0, or an errno value, which is in errno too and leaves `*data` alone.
-int FileAttributes(const char *path, FileData *data);
+// Tells the facts of a file. Returns false, with errno and `*data` left alone, on failure.
+bool FileAttributes(const char *path, FileData *data);
 // The same of a link itself.
-int FileLinkAttributes(const char *path, FileData *data);
+bool FileLinkAttributes(const char *path, FileData *data);
 
 // ---- Text
 
 // A name that the system gave, or null with EINVAL when it can't be converted. Where the system's names are
 // UTF-8 one that is no text stays as it is, so that its file can still be reached.
-OwnedUnicode FileFromSystem(const char *bytes);
+//
+// current  the current encoding, which takes longer to find than most names to convert
+OwnedUnicode FileFromSystem(const char *bytes, StringEncoding current);
 // Whether the current encoding can express a path, so that a call can be made with it; EINVAL when it can't.
 bool FileIsConvertible(const char *path);
 

@@ -69,6 +69,9 @@ int RemoveDirectory(const std::string &path) {
 
 // Makes a directory that everyone can use. Returns an error number, or 0.
 int MakeDirectory(const std::string &path) {
+  // The mask is the process's. Of two threads here at once one would keep the other's 0 and leave that.
+  static std::mutex guard;
+  const std::lock_guard<std::mutex> locked(guard);
   const mode_t mask = umask(0);
   const int error = Posix_Mkdir(path.c_str(), kDirectoryMode) == -1 ? errno : 0;
   umask(mask);
@@ -200,7 +203,9 @@ int CreateLockDirectory(const std::string &lockDir) {
       Log("FILE: %s: '%s' exists; an old style lock file?\n", "CreateEntryDirectory", lockDir.c_str());
       return EAGAIN;
     }
-    if (Unlink(lockDir) != 0) {
+    error = Unlink(lockDir);
+    // Another contender may have deleted it, and made the directory.
+    if (error != 0 && error != ENOENT && error != EISDIR) {
       Warning("FILE: %s: '%s' exists and is not a directory.\n", "CreateEntryDirectory", lockDir.c_str());
       return ENOTDIR;
     }
@@ -294,7 +299,7 @@ int RemoveProblematicFile(const std::string &path, const std::vector<std::string
   Warning("FILE: %s removing problematic lock file '%s'\n", kReader, path.c_str());
   if (!fields.empty()) {
     Log("FILE: %s '%s' contents are:\n", kReader, path.c_str());
-    for (size_t index = 0; index < fields.size(); index++) {
+    for (size_t index = 0; index < std::min(fields.size(), kMaxFields); index++) {
       Log("FILE: %s %s argv[%d]: '%s'\n", kReader, path.c_str(), static_cast<int>(index),
           std::string(fields[index]).c_str());
     }
@@ -470,8 +475,9 @@ int ScanMembers(const std::string &lockDir, const std::vector<std::string> &name
   return 0;
 }
 
-// Removes all that a contender left which died while choosing.
-void RemoveActiveLock(const std::string &lockDir, const std::string &dirName) {
+// Removes all that a contender left which died while choosing. Returns an error number when something stays
+// that looks like one that is choosing, or 0.
+int RemoveActiveLock(const std::string &lockDir, const std::string &dirName) {
   Log("FILE: %s discarding %s data from '%s'.\n", "Scanner", dirName.c_str(), lockDir.c_str());
   const std::string directory = lockDir + '/' + dirName;
   std::string file = directory;
@@ -479,23 +485,31 @@ void RemoveActiveLock(const std::string &lockDir, const std::string &dirName) {
     file[directory.rfind('D')] = kind;
     Unlink(file);
   }
-  RemoveDirectory(directory);
+  int error = RemoveDirectory(directory);
+  if (error == ENOTDIR) {
+    error = Unlink(directory);
+  }
+  return error == ENOENT ? 0 : error;
 }
 
-// Takes those off the list that are done or were choosing for too long, and makes the others older.
-void AgeActiveLocks(const std::string &lockDir, std::list<ActiveLock> *lockList) {
-  lockList->remove_if([&lockDir](ActiveLock &lock) {
+// Takes those off the list that are done or were choosing for too long, and makes the others older. Returns
+// an error number, or 0.
+int AgeActiveLocks(const std::string &lockDir, std::list<ActiveLock> *lockList) {
+  int error = 0;
+  lockList->remove_if([&lockDir, &error](ActiveLock &lock) {
     if (!lock.marked) {
       return true;
     }
     if (lock.age > kMaxChoosingTime) {
-      RemoveActiveLock(lockDir, lock.dirName);
+      const int removalError = RemoveActiveLock(lockDir, lock.dirName);
+      error = removalError != 0 ? removalError : error;
       return true;
     }
     lock.age += kScanInterval;
     lock.marked = false;
     return false;
   });
+  return error;
 }
 
 // Gives every member to `func`, with `cleanUp` only when nobody is choosing. Returns an error number, or 0.
@@ -512,7 +526,10 @@ int ScanDirectory(const std::string &lockDir, ScanFunction func, LockValues *myV
     if (myValues->lockList.empty()) {
       return ScanMembers(lockDir, *names, func, myValues);
     }
-    AgeActiveLocks(lockDir, &myValues->lockList);
+    const int error = AgeActiveLocks(lockDir, &myValues->lockList);
+    if (error != 0) {
+      return error;
+    }
     FileSleeper(kScanInterval);
   }
 }
@@ -631,7 +648,12 @@ int TakeTicket(const std::string &lockDir, const Entry &entry, LockValues *myVal
 
 // Stands in the queue until the lock is ours. Returns an error number, or 0.
 int WaitForTurn(const std::string &lockDir, const Entry &entry, LockValues *myValues) {
-  const int error = ScanDirectory(lockDir, WaitForPossession, myValues, true);
+  int error = ScanDirectory(lockDir, WaitForPossession, myValues, true);
+  if (error == 0) {
+    // Who chose for too long was taken for dead, and lost its place.
+    mode_t type = 0;
+    error = FileLockFileType(entry.memberPath, &type);
+  }
   if (error != 0) {
     Unlink(entry.memberPath);
   }
@@ -664,8 +686,8 @@ void *FileLockIntrinsic(const std::string &path, bool exclusive, uint32_t msecMa
     if (*err == 0) {
       return Util_SafeStrdup(entry.memberPath.c_str());
     }
-    RemoveDirectory(lockDir);
   }
+  RemoveDirectory(lockDir);
   *err = *err == EAGAIN ? 0 : *err;
   return nullptr;
 }
@@ -694,8 +716,8 @@ int FileLockHackOST(const std::string &path) {
       error = Unlink(path);
     }
     RemoveDirectory(entry.directoryPath);
-    RemoveDirectory(lockDir);
   }
+  RemoveDirectory(lockDir);
   if (error != 0) {
     Warning("FILE: %s clean-up failure for '%s': %s\n", __func__, path.c_str(), Err_Errno2String(error));
   }
@@ -711,7 +733,8 @@ bool FileLockIsLocked(const std::string &path, int *err) {
 
 int FileLockMemberValues(const std::string &lockDir, const std::string &fileName, LockValues *member) {
   const std::string path = lockDir + '/' + fileName;
-  const int fd = Posix_Open(path.c_str(), O_RDONLY);
+  // A pipe in a member's place would be waited for.
+  const int fd = Posix_Open(path.c_str(), O_RDONLY | O_NONBLOCK);
   if (fd == -1) {
     const int error = errno;
     if (error != ENOENT) {

@@ -67,6 +67,7 @@ std::string_view WithoutExtension(std::string_view base, size_t count, va_list e
   const size_t dot = base.rfind('.');
   bool isStripped = count == 0;
   for (size_t index = 0; index < count; index++) {
+    // The list is started by the caller. NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
     const char *extension = va_arg(extensions, const char *);
     ASSERT(extension != nullptr && extension[0] == '.');
     isStripped = isStripped || (dot != std::string_view::npos && base.substr(dot) == extension);
@@ -236,7 +237,9 @@ char *File_Cwd(const char *drive) {
     Warning("FILE: %s: Drive letter %s on Linux?\n", __func__, drive);
   }
   char buffer[kPathSize];
-  const OwnedUnicode directory(getcwd(buffer, sizeof buffer) == nullptr ? nullptr : FileFromSystem(buffer));
+  const OwnedUnicode directory(getcwd(buffer, sizeof buffer) == nullptr
+                                   ? nullptr
+                                   : FileFromSystem(buffer, Unicode_GetCurrentEncoding()));
   if (directory == nullptr) {
     const char *reason = Err_ErrString();
     Msg_Append(MSGID(filePosix.getcwd) "Unable to retrieve the current working directory: %s. Check if the "

@@ -204,7 +204,7 @@ TEST_F(FilePath, FullPathKeepsTheWordsOfWhatCannotBeResolved) {
 }
 
 TEST_F(FilePath, FullPathOfAnyLength) {
-  for (const size_t size : {4095, 4096, 8192}) {
+  for (const size_t size : {4095U, 4096U, 8192U}) {
     std::string path = "/t/missing";
     path.resize(size, 'x');
     EXPECT_EQ(Take(File_FullPath(path.c_str())), path) << size;

@@ -65,7 +65,7 @@ bool FileIsGroupsMember(gid_t group) {
 // Whether this user can write and search a directory.
 bool IsWritableDirectory(const char *path) {
   FileData data;
-  if (FileAttributes(path, &data) != 0 || data.fileType != FILE_TYPE_DIRECTORY) {
+  if (!FileAttributes(path, &data) || data.fileType != FILE_TYPE_DIRECTORY) {
     return false;
   }
   const uid_t user = geteuid();

@@ -63,7 +63,7 @@ TEST_F(File, TestsTellKindsApart) {
 }
 
 TEST_F(File, TestsOfPathsThatAreTooLongAreFalse) {
-  for (const size_t size : {4096, 8192}) {
+  for (const size_t size : {4096U, 8192U}) {
     const std::string path = "/t/file" + std::string(size - 7, '/');
     EXPECT_FALSE(File_Exists(path.c_str()));
     EXPECT_FALSE(File_IsFile(path.c_str()));
@@ -101,7 +101,7 @@ TEST_F(File, AttributesAreAllThatStatTells) {
   struct stat expected;
   ASSERT_EQ(stat("/t/file", &expected), 0);
   FileData data;
-  ASSERT_EQ(FileAttributes("/t/file", &data), 0);
+  ASSERT_TRUE(FileAttributes("/t/file", &data));
   EXPECT_EQ(data.fileAccessTime, 1000);
   EXPECT_EQ(data.fileCreationTime, expected.st_ctime);
   EXPECT_EQ(data.fileModificationTime, 2000);
@@ -123,9 +123,9 @@ TEST_F(File, AttributesTellTheType) {
               {"/dev/null", 3, 3}, {"/t/link", 1, 4}, {"/t/fifo", 7, 7}};
   for (const auto &row : rows) {
     FileData data;
-    ASSERT_EQ(FileAttributes(row.path, &data), 0);
+    ASSERT_TRUE(FileAttributes(row.path, &data));
     EXPECT_EQ(data.fileType, row.type) << row.path;
-    ASSERT_EQ(FileLinkAttributes(row.path, &data), 0);
+    ASSERT_TRUE(FileLinkAttributes(row.path, &data));
     EXPECT_EQ(data.fileType, row.linkType) << row.path;
   }
 }
@@ -133,9 +133,12 @@ TEST_F(File, AttributesTellTheType) {
 TEST_F(File, AttributesOfNothingTellWhy) {
   FileData data = {};
   data.fileSize = 99;
-  EXPECT_EQ(FileAttributes("/t/missing", &data), ENOENT);
-  EXPECT_EQ(FileAttributes("/t/file/x", &data), ENOTDIR);
-  EXPECT_EQ(FileAttributes(nullptr, &data), EFAULT);
+  EXPECT_FALSE(FileAttributes("/t/missing", &data));
+  EXPECT_EQ(errno, ENOENT);
+  EXPECT_FALSE(FileAttributes("/t/file/x", &data));
+  EXPECT_EQ(errno, ENOTDIR);
+  EXPECT_FALSE(FileLinkAttributes(nullptr, &data));
+  EXPECT_EQ(errno, EFAULT);
   EXPECT_EQ(data.fileSize, 99);
 }
 
@@ -267,7 +270,7 @@ TEST_F(File, TimesOfALinkAreItsOwn) {
   ASSERT_EQ(symlink("file", "/t/link"), 0);
   const timespec set[] = {{100, 0}, {200, 0}};
   ASSERT_EQ(utimensat(AT_FDCWD, "/t/link", set, AT_SYMLINK_NOFOLLOW), 0);
-  EXPECT_EQ(TimesOf("/t/link").write, kEpoch + 200 * 10000000);
+  EXPECT_EQ(TimesOf("/t/link").write, kEpoch + 200 * 10000000LL);
 }
 
 TEST_F(File, TimesOfAMissingFileAreNone) {

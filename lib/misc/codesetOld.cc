@@ -24,6 +24,12 @@ using Result = CodeSetUtf_Result;
 
 constexpr size_t kIconvFailed = static_cast<size_t>(-1);
 
+// Hardly a text becomes so many times as large. One that does is given to iconv in pieces of so many bytes,
+// each of fewer characters than glibc has room for between two steps: a byte is four at most, and the room
+// 8160.
+constexpr size_t kMostGrowth = 8;
+constexpr size_t kPiece = 2000;
+
 // What iconv_open returns for failure.
 iconv_t NoIconv() {
   return reinterpret_cast<iconv_t>(-1);  // NOLINT(performance-no-int-to-ptr): that is its interface
@@ -52,19 +58,35 @@ int IconvStep(iconv_t iconvHandle, char **bufIn, size_t *sizeIn, DynBuf *dynBuf)
   return error;
 }
 
+// Converts the first `piece` bytes of what is at `*bufIn`, or all. Leaves what of a sequence they end in to
+// the next. Returns 0 or an errno value.
+int IconvPiece(iconv_t iconvHandle, size_t piece, char **bufIn, size_t *sizeIn, DynBuf *dynBuf) {
+  piece = std::min(piece, *sizeIn);
+  size_t left = piece;
+  const int error = IconvStep(iconvHandle, bufIn, &left, dynBuf);
+  const bool isCut = error == EINVAL && left < piece && piece < *sizeIn;
+  *sizeIn -= piece - left;
+  return isCut ? 0 : error;
+}
+
 // Converts the text and what its encoding holds back until the end, from the beginning on, into the room that
 // there is. With flags, an invalid sequence ends the text. Returns 0 or an errno value.
-int IconvFromBeginning(iconv_t iconvHandle, const char *bufIn, size_t sizeIn, unsigned flags,
+int IconvFromBeginning(iconv_t iconvHandle, size_t piece, const char *bufIn, size_t sizeIn, unsigned flags,
                        DynBuf *dynBuf) {
   auto *rest = const_cast<char *>(bufIn);
   iconv(iconvHandle, nullptr, nullptr, nullptr, nullptr);
-  const int error = IconvStep(iconvHandle, &rest, &sizeIn, dynBuf);
+  int error = 0;
+  do {
+    error = IconvPiece(iconvHandle, piece, &rest, &sizeIn, dynBuf);
+  } while (error == 0 && sizeIn != 0);
   const bool isEnd = error == 0 || (flags != CODESET_STOP && error == EILSEQ);
   return isEnd ? IconvStep(iconvHandle, nullptr, nullptr, dynBuf) : error;
 }
 
 // Converts all of the text. More room means a new beginning: where a character becomes two, glibc can repeat
-// the first of them without end when it goes on in new room.
+// the first of them without end when it goes on in new room. It does so, too, where its own room between two
+// steps ends, which pieces keep from filling. They are the last resort, because some encodings of glibc treat
+// what a cut separates otherwise.
 bool IconvText(iconv_t iconvHandle, const char *bufIn, size_t sizeIn, unsigned flags, DynBuf *dynBuf) {
   const size_t before = dynBuf->size;
   size_t room = CodeSetUtf_LikelySize(sizeIn);
@@ -74,7 +96,8 @@ bool IconvText(iconv_t iconvHandle, const char *bufIn, size_t sizeIn, unsigned f
     if (!CodeSetUtf_Reserve(dynBuf, room)) {
       return false;
     }
-    error = IconvFromBeginning(iconvHandle, bufIn, sizeIn, flags, dynBuf);
+    const size_t piece = room / kMostGrowth < sizeIn ? sizeIn : kPiece;
+    error = IconvFromBeginning(iconvHandle, piece, bufIn, sizeIn, flags, dynBuf);
     room *= 4;
   } while (error == E2BIG);
   return error == 0;

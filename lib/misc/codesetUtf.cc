@@ -432,15 +432,17 @@ bool Transcode(const char *text, size_t size, char *out, size_t room) {
     text += kBlockSize;
     out += kBlockRoom;
   }
-  while (text < end) {
-    const auto left = static_cast<size_t>(end - text);
-    const auto roomLeft = static_cast<size_t>(outEnd - out);
-    size_t units = 1;
-    if (left >= kStripeAndBeyond * From::kUnitSize && roomLeft >= kStripeAndBeyond * From::kLargest) {
-      units = TranscodeStripe<From>(text, out);
-    } else if (!From::CopyAscii(text, out)) {
-      units = From::Convert(text, end, left > From::kRun * From::kUnitSize, out);
+  while (static_cast<size_t>(end - text) >= kStripeAndBeyond * From::kUnitSize &&
+         static_cast<size_t>(outEnd - out) >= kStripeAndBeyond * From::kLargest) {
+    const size_t units = TranscodeStripe<From>(text, out);
+    if (units == 0) {
+      return false;
     }
+    text += units * From::kUnitSize;
+  }
+  while (text < end) {
+    const bool mayBeRun = static_cast<size_t>(end - text) > From::kRun * From::kUnitSize;
+    const size_t units = From::CopyAscii(text, out) ? 1 : From::Convert(text, end, mayBeRun, out);
     if (units == 0) {
       return false;
     }

@@ -440,6 +440,26 @@ TEST(CodeSetIconv, GivesTheSameWhereverTheRoomEnds) {
   }
 }
 
+// It does so, too, where its own room between two steps ends, however much there is for the result.
+TEST(CodeSetIconv, ConvertsLongTextOfCharactersThatAreTwo) {
+  constexpr size_t kFewAllocations = 8;
+  Use(Engine::kIconv);
+  std::string many;
+  for (size_t i = 0; i < 20000; i++) {
+    many += "\u304B\u309A";
+  }
+  for (const char *code : {"EUC-JISX0213", "SHIFT_JISX0213", "ISO-2022-JP-3"}) {
+    for (const char *before : {"", "a", "ab"}) {
+      const std::string utf8 = before + many;
+      const Text text = Generic("UTF-8", utf8, code);
+      ASSERT_TRUE(text.has_value()) << code;
+      const testhost::AllocationFault fault(kFewAllocations);
+      EXPECT_TRUE(Generic(code, *text, "UTF-8") == utf8) << code << " " << before;
+      EXPECT_FALSE(fault.Happened());
+    }
+  }
+}
+
 // As much text as ICU counts, and more; the pages are never touched.
 TEST_P(CodeSetGeneric, RefusesMoreThanIcuCanCount) {
   const size_t size = size_t{INT_MAX} + 2;
@@ -650,7 +670,7 @@ TEST_P(CodeSetGeneric, FixedConversionsTakeNullForNothing) {
       },
   };
   for (const Converter converter : converters) {
-    for (const size_t size : {0, 1, 64}) {
+    for (const size_t size : {size_t{0}, size_t{1}, size_t{64}}) {
       EXPECT_EQ(Take([&](char **out, size_t *sizeOut) { return converter(nullptr, size, out, sizeOut); }),
                 "");
     }

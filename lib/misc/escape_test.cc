@@ -3,6 +3,8 @@
 #include <gmock/gmock-matchers.h>
 #include <gtest/gtest.h>
 #include <malloc.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <array>
 #include <cstdint>
@@ -355,6 +357,32 @@ TEST(Escape, LooksAtNothingBehindTheSize) {
   EXPECT_STREQ(OwnedString(Escape_AnsiToUnix("\r\n", 1, nullptr)).get(), "\r");
   EXPECT_STREQ(OwnedString(Escape_Do('%', flags.data(), "a%", 1, nullptr)).get(), "a");
   EXPECT_STREQ(OwnedString(Escape_Sh("a'", 1, nullptr)).get(), "'a'");
+}
+
+// Behind the text's NUL is nothing that can be read or written.
+TEST(Escape, LooksAtNothingBehindTheEndOfAString) {
+  const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+  void *pages = mmap(nullptr, 2 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(pages, MAP_FAILED);
+  ASSERT_EQ(mprotect(pages, page, PROT_READ | PROT_WRITE), 0);
+  const auto atEnd = [&](const std::string &text) {
+    char *copy = static_cast<char *>(pages) + page - text.size() - 1;
+    return static_cast<char *>(memcpy(copy, text.c_str(), text.size() + 1));
+  };
+  EXPECT_EQ(Escape_Strchr('\\', atEnd("a\\"), ','), nullptr);
+  EXPECT_STREQ(OwnedString(Escape_Unescape('\\', atEnd("a\\"))).get(), "a");
+  EXPECT_STREQ(OwnedString(Escape_Unescape('\\', atEnd("a\\\\"))).get(), "a\\");
+  for (const std::string behind : {"", "x", " ", "-", "8"}) {
+    char *text = atEnd("a\\" + behind);
+    Escape_UnescapeCString(text);
+    EXPECT_EQ(text, "a\\" + behind);
+  }
+  for (const char *octal : {"\\7", "\\07", "\\007", "\\ 7"}) {
+    char *text = atEnd(octal);
+    Escape_UnescapeCString(text);
+    EXPECT_STREQ(text, "\a");
+  }
+  munmap(pages, 2 * page);
 }
 
 using Operation = std::function<char *(size_t *outSize)>;

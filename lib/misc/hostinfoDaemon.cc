@@ -173,10 +173,21 @@ void UnblockSignals() {
   sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
+// Lets a write that fails say so, to a pipe that nobody reads or to a file at its limit, where a default
+// action would end the child without a word to the caller. The program doesn't inherit handlers.
+void OutliveFailedWrites() {
+  struct sigaction action {};
+  action.sa_handler = [](int) {};
+  for (const int signal : {SIGPIPE, SIGXFSZ}) {
+    sigaction(signal, &action, nullptr);
+  }
+}
+
 // Children end by _exit: what the caller has buffered, and its exit handlers, are the caller's.
 [[noreturn]] void RunFirstChild(const Plan &plan) {
   Hostinfo_ResetProcessState(plan.keepFds, plan.keepCount);
   UnblockSignals();
+  OutliveFailedWrites();
   if (!plan.request.Has(HOSTINFO_DAEMONIZE_KEEP_SESSION) && setsid() == -1) {
     Warning("%s: Couldn't create new session, error %d.\n", kCaller, errno);
     _exit(1);
@@ -297,6 +308,7 @@ int Start(const Request &request) {
     return error;
   }
   if (child == 0) {
+    reader.Close();  // its number may be one to keep
     RunFirstChild({request, path.Bytes(), pidPath.Bytes(), arguments.Bytes(), writer.Get(), keepFds.get(),
                    request.keepCount + 1});
   }

@@ -32,6 +32,15 @@ bool Start(unsigned flags, const char *path = kSleep, const char *pidPath = kPid
   return Hostinfo_Daemonize(path, arguments, flags, pidPath, keepFds.data(), keepFds.size());
 }
 
+std::vector<int> OpenDescriptors(pid_t process) {
+  std::vector<int> found;
+  for (const auto &entry : std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/fd")) {
+    found.push_back(std::stoi(entry.path().filename()));
+  }
+  std::sort(found.begin(), found.end());
+  return found;
+}
+
 // What can be seen of a daemon.
 class Running {
  public:
@@ -71,13 +80,13 @@ class Running {
     return "(none)";
   }
 
+  // Those of the program at its work: before that its loader has some, too.
   [[nodiscard]] std::vector<int> Descriptors() const {
-    std::vector<int> found;
-    for (const auto &entry : std::filesystem::directory_iterator(Path("fd"))) {
-      found.push_back(std::stoi(entry.path().filename()));
+    const std::string sleeping = std::to_string(SYS_clock_nanosleep) + " ";
+    for (int turn = 0; turn < 10000 && !File("syscall").starts_with(sleeping); turn++) {
+      usleep(1000);
     }
-    std::sort(found.begin(), found.end());
-    return found;
+    return OpenDescriptors(pid_);
   }
   // How a descriptor was opened: O_RDONLY or O_WRONLY and the like.
   [[nodiscard]] int Access(int fd) const {
@@ -191,14 +200,19 @@ TEST_F(Daemon, KeepsTheDescriptorsItIsGiven) {
   EXPECT_EQ(Running().Descriptors(), (std::vector<int>{0, 1, 2, 4, 20, 40}));
 }
 
+// One that isn't open may get the number that the pipe has.
+TEST_F(Daemon, KeepsNoDescriptorThatIsNotOpen) {
+  const int next = testhost::NextDescriptor();
+  ASSERT_TRUE(Start(0, kSleep, kPidPath, {next, next + 1, -1, 1000000, next}));
+  EXPECT_EQ(Running().Descriptors(), (std::vector<int>{0, 1, 2}));
+}
+
 TEST_F(Daemon, LeavesTheCallersDescriptorsAsTheyWere) {
-  const auto open = [] { return Running("/t/self").Descriptors(); };
-  testhost::WriteFile("/t/self", std::to_string(getpid()) + "\n");
-  const std::vector<int> before = open();
+  const std::vector<int> before = OpenDescriptors(getpid());
   ASSERT_TRUE(Start(0));
-  EXPECT_EQ(open(), before);
+  EXPECT_EQ(OpenDescriptors(getpid()), before);
   EXPECT_FALSE(Start(0, kMissing));
-  EXPECT_EQ(open(), before);
+  EXPECT_EQ(OpenDescriptors(getpid()), before);
 }
 
 TEST_F(Daemon, HasFreshSignals) {
@@ -408,6 +422,34 @@ TEST_F(Daemon, FailsWhenThePidFileTakesTooLittle) {
   }));
 }
 
+TEST_F(Daemon, FailsWhenNoFileMayTakeAnything) {
+  EXPECT_TRUE(HoldsInChild([] {
+    dup2(open("/dev/null", O_WRONLY), STDERR_FILENO);
+    const rlimit none = {0, 0};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &none), 0);
+    EXPECT_FAILS(false, EFBIG, Start(0));
+    EXPECT_FALSE(Exists(kPidPath));
+  }));
+}
+
+// Standard error is a pipe that nobody reads.
+TEST_F(Daemon, FailsWhereNoWarningCanBeWritten) {
+  EXPECT_TRUE(HoldsInChild([] {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    close(ends[0]);
+    dup2(ends[1], STDERR_FILENO);
+    signal(SIGPIPE, SIG_IGN);
+    EXPECT_FAILS(false, ENOENT, Start(kKeepSession, kMissing));
+    EXPECT_FAILS(false, ENOENT, Start(kKeepSession, kSleep, "/t/none/pid"));
+
+    ASSERT_TRUE(Log_Init(nullptr, "setup.log.filename", "setup"));
+    testhost::FailSystemCall(SYS_setsid, EPERM);
+    EXPECT_FAILS(false, EINVAL, Start(0));
+    EXPECT_NE(testhost::ReadFile(Log_GetFileName()).find(" exited with error 1.\n"), std::string::npos);
+  }));
+}
+
 TEST_F(Daemon, FailsWithoutTheProgram) {
   EXPECT_EQ(Failure(ENOENT, kNothing, kKeepSession, kMissing),
             "Hostinfo_Daemonize: Couldn't exec /t/missing, error 2.\n" + CouldNotExec(kMissing, 2));
@@ -447,6 +489,32 @@ TEST_F(Daemon, LogsAFailureThatItCannotTell) {
   EXPECT_EQ(written(kKeepSession, kSleep, "/t/none/pid"),
             "Hostinfo_Daemonize: Couldn't open PID path [/t/none/pid], error 2.\n"
             "Hostinfo_Daemonize: Couldn't write to parent pipe: 5, original error: 2.\n");
+}
+
+// A pid file that somebody must read holds the daemon until its caller has gone.
+TEST_F(Daemon, LogsAFailureThatNobodyWaitsFor) {
+  ASSERT_EQ(mkfifo(kPidPath, 0600), 0);
+  const pid_t caller = fork();
+  if (caller == 0) {
+    dup2(open("/t/written", O_CREAT | O_WRONLY, 0600), STDERR_FILENO);
+    Start(kKeepSession, kMissing);
+    _exit(0);
+  }
+  const std::string reading = std::to_string(SYS_read) + " ";
+  const std::string state = "/proc/" + std::to_string(caller) + "/syscall";
+  for (int turn = 0; turn < 10000 && !testhost::ReadFile(state).starts_with(reading); turn++) {
+    usleep(1000);
+  }
+  kill(caller, SIGKILL);
+  ASSERT_EQ(waitpid(caller, nullptr, 0), caller);
+
+  const pid_t daemon = Running().Pid();
+  for (int turn = 0; turn < 10000 && kill(daemon, 0) == 0; turn++) {
+    usleep(1000);
+  }
+  EXPECT_EQ(testhost::ReadFile("/t/written"),
+            "Hostinfo_Daemonize: Couldn't exec /t/missing, error 2.\n"
+            "Couldn't write to parent pipe: 32, original error: 2.\n");
 }
 
 // ---- The log and what else is the caller's

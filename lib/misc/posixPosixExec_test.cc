@@ -69,7 +69,7 @@ TEST_F(PosixExec, OnlyTheFormsWithPSearchThePath) {
   EXPECT_EQ(InChild([&] { Posix_Execvp("sh", arguments); }), 5);
   EXPECT_EQ(InChild([] { Posix_Execlp("sh", "sh", "-c", "exit 6", nullptr); }), 6);
   EXPECT_FAILS(-1, ENOENT, Posix_Execv("sh", arguments));
-  EXPECT_FAILS(-1, ENOENT, Posix_Execl("sh", "sh", nullptr));
+  EXPECT_FAILS(-1, ENOENT, Posix_Execl("sh", "sh", "-c", "exit 7", nullptr));
   EXPECT_FAILS(-1, ENOENT, Posix_Execve("sh", arguments, environment));
 }
 

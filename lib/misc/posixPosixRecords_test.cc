@@ -259,6 +259,39 @@ TEST_F(PosixRecordsLatin1, ReentrantGroupsLieInTheCallersBuffer) {
   }
 }
 
+// Texts twice as long as the bytes, so that the system has long enough room when they don't.
+TEST_F(PosixRecordsLatin1, RoomIsCountedInConvertedTexts) {
+  const std::string bytes(100, '\xE9');
+  std::string text;
+  for (size_t i = 0; i < bytes.size(); i++) {
+    text += "\u00E9";
+  }
+  testhost::WriteFile("/etc/passwd", bytes + "::1234:2345:" + bytes + "::\n");
+  testhost::WriteFile("/etc/group", bytes + "::2345:ab\n");
+  char space[1000];
+  passwd user;
+  passwd *foundUser = nullptr;
+  const size_t userSize = SmallestBuffer(space, sizeof space, [&](size_t size) {
+    return Posix_Getpwnam_r(text.c_str(), &user, space, size, &foundUser);
+  });
+  ASSERT_EQ(foundUser, &user);
+  EXPECT_EQ(user.pw_name, text);
+  EXPECT_EQ(user.pw_gecos, text);
+  EXPECT_EQ(userSize, 2 * (text.size() + 1) + 3);
+  for (size_t offset = 0; offset < sizeof(char *); offset++) {
+    char *buffer = space + offset;
+    group group;
+    ::group *found = nullptr;
+    const size_t groupSize = SmallestBuffer(buffer, sizeof space - offset, [&](size_t size) {
+      return Posix_Getgrnam_r(text.c_str(), &group, buffer, size, &found);
+    });
+    ASSERT_EQ(found, &group);
+    EXPECT_EQ(group.gr_name, text);
+    EXPECT_STREQ(group.gr_mem[0], "ab");
+    EXPECT_EQ(group.gr_mem[0] + sizeof "ab", buffer + groupSize);
+  }
+}
+
 TEST_F(PosixRecordsLatin1, ReentrantMountsLieInTheCallersBuffer) {
   char buffer[1000];
   mntent mount;

@@ -219,6 +219,7 @@ TEST_F(PosixLatin1, LooksAtFiles) {
   EXPECT_EQ(Posix_Statfs(kText, &system), 0);
   EXPECT_GT(system.f_bsize, 0);
   EXPECT_EQ(Posix_Access(kText, R_OK), 0);
+  EXPECT_FAILS(-1, EACCES, Posix_Access(kText, X_OK));
   EXPECT_FAILS(-1, ENOENT, Posix_Access(kNewText, F_OK));
   EXPECT_EQ(Posix_Pathconf(kText, _PC_NAME_MAX), 255);
 }

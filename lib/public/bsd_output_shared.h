@@ -112,7 +112,10 @@ const char *BsdOutput_NextSpec(BsdOutput *out, const char *format, BsdOutput_Spe
 void BsdOutput_SetWidth(BsdOutput_Spec *spec, int width);
 void BsdOutput_SetPrecision(BsdOutput_Spec *spec, int precision);
 // Whether a string or a character is wide.
-bool BsdOutput_IsWide(const BsdOutput_Spec &spec);
+inline bool BsdOutput_IsWide(const BsdOutput_Spec &spec) {
+  return spec.length == BsdOutput_Length::LONG || spec.length == BsdOutput_Length::LONG_LONG ||
+         spec.length == BsdOutput_Length::MAX;
+}
 
 // Appends a value, converted, with its padding. A wide character that is none fails the print.
 void BsdOutput_Print(BsdOutput *out, const BsdOutput_Spec &spec, const BsdOutput_Value &value);

@@ -641,11 +641,6 @@ void StoreCount(BsdOutput *out, BsdOutput_Length length, void *target) {
 
 }  // namespace
 
-bool BsdOutput_IsWide(const BsdOutput_Spec &spec) {
-  return spec.length == BsdOutput_Length::LONG || spec.length == BsdOutput_Length::LONG_LONG ||
-         spec.length == BsdOutput_Length::MAX;
-}
-
 void BsdOutput_Print(BsdOutput *out, const BsdOutput_Spec &spec, const BsdOutput_Value &value) {
   switch (spec.conversion) {
     case 'd':

@@ -174,8 +174,8 @@ inline const char *ParseConversion(const char *text, BsdOutput_Spec *spec) {
 const char *ParseFront(const char *text, BsdOutput_Spec *spec) {
   if (IsDigit(*text) && *text != '0') {
     text = ParsePosition(text, &spec->position);
-    if (text == nullptr) {
-      return nullptr;
+    if (text == nullptr || *text >= 'A') {
+      return text;
     }
   }
   text = ParseWidth(ParseFlags(text, spec), spec);

@@ -119,6 +119,36 @@ TEST_F(RunTest, LooksAtItsTasksEndsThoughItsCallerIgnoredItsOwn) {
   EXPECT_THAT(ServiceCalls(), ElementsAre("stop", "start"));
 }
 
+// Standard streams that the program's caller closes.
+struct Closed {
+  const char *name;
+  const char *redirection;
+};
+
+void PrintTo(const Closed &closed, std::ostream *out) {
+  *out << closed.name;
+}
+
+class StreamTest : public RunTest, public testing::WithParamInterface<Closed> {};
+
+INSTANTIATE_TEST_SUITE_P(Streams, StreamTest,
+                         testing::Values(Closed{"Input", "<&-"}, Closed{"Output", ">&-"},
+                                         Closed{"Error", "2>&-"}, Closed{"All", "<&- >&- 2>&-"}),
+                         [](const auto &closed) { return std::string(closed.param.name); });
+
+TEST_P(StreamTest, RunsWithNothingInThePlaceOfTheStream) {
+  EnterWithModule();
+  product_->Service(
+      "streams=$(readlink /proc/$$/fd/0 /proc/$$/fd/1 /proc/$$/fd/2); echo \"$streams\" >/run/streams");
+  const std::string command = std::string("exec timeout 60 ostrel-kernprep --launcher=/bin/true ") +
+                              "--icon=product --appname=Bench </dev/null >/dev/null 2>/dev/null ";
+  EXPECT_EQ(testhost::Run(command + GetParam().redirection), 0);
+  EXPECT_EQ(ReadFile("/run/streams"), "/dev/null\n/dev/null\n/dev/null\n");
+  EXPECT_TRUE(IsInstalled("ostlink"));
+  EXPECT_EQ(Added(), LinesFor("ostlink"));
+  EXPECT_THAT(ServiceCalls(), ElementsAre("stop", "start"));
+}
+
 TEST_F(RunTest, HasNothingToDoAfterARunThatSucceeded) {
   EnterWithModule();
   product_->Service(kWaitForProgress);

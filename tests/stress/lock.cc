@@ -20,7 +20,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <new>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -76,7 +76,9 @@ T *Shared(size_t count) {
     perror("mmap");
     exit(2);
   }
-  return new (memory) T[count]();
+  auto *objects = static_cast<T *>(memory);
+  std::uninitialized_value_construct_n(objects, count);
+  return objects;
 }
 
 off_t SizeOf(int fd) {
