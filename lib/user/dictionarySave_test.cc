@@ -81,6 +81,7 @@ TEST_F(DictionarySave, StopsTheProgramForALeadingCommentWithAnEntry) {
   EXPECT_TRUE(Load("# note\na = 1\n"));
   (*Dict()->lines.begin())->entry = *Dict()->entries.begin();
   EXPECT_EXIT(Saved(), dictionarytest::kPanics, dictionarytest::AssertIn("dictionarySave"));
+  (*Dict()->lines.begin())->entry = nullptr;
 }
 
 TEST_F(DictionarySave, StopsTheProgramForALineThatIsLost) {
