@@ -295,7 +295,9 @@ TEST_F(DictionaryWriteFile, TellsThatItCannotTruncate) {
 TEST_F(DictionaryWriteFile, TellsThatItCannotWrite) {
   Open(FILEIO_ACCESS_WRITE);
   Dict_SetString(Dict(), std::string(100'000, 'x').c_str(), "a");
-  testhost::FailSystemCall(SYS_write, EDQUOT, static_cast<uint32_t>(testhost::NextDescriptor()));
+  const int fd = testhost::NextDescriptor();
+  testhost::SystemCalls calls({SYS_write});
+  calls.Fail(SYS_write, EDQUOT, {.count = 1, .first = static_cast<uint32_t>(fd)});
   ExpectMessages(false,
                  "[msg.dictionary.writefile.write] An error occurred while writing configuration file "
                  "\"/t/file\": Disk quota exceeded.\n");
@@ -303,7 +305,9 @@ TEST_F(DictionaryWriteFile, TellsThatItCannotWrite) {
 
 TEST_F(DictionaryWriteFile, TakesAFailedFlushForASuccess) {
   Open(FILEIO_ACCESS_WRITE);
-  testhost::FailSystemCall(SYS_write, EDQUOT, static_cast<uint32_t>(testhost::NextDescriptor()));
+  const int fd = testhost::NextDescriptor();
+  testhost::SystemCalls calls({SYS_write});
+  calls.Fail(SYS_write, EDQUOT, {.count = 1, .first = static_cast<uint32_t>(fd)});
   ExpectMessages(true,
                  "[msg.dictionary.writefile.flush] An error occurred while flushing configuration file "
                  "\"/t/file\": Disk quota exceeded.\n");

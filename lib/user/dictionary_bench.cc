@@ -90,14 +90,14 @@ OwnedKeyFile LoadedKeyFile(const TemporaryFile &file) {
 
 void BM_Ours_Config_DictionaryLoad(benchmark::State &state) {
   const TemporaryFile file(OurContent(state.range(0)));
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     benchmark::DoNotOptimize(LoadedDictionary(file));
   }
 }
 
 void BM_Peer_GKeyFile_Config_DictionaryLoad(benchmark::State &state) {
   const TemporaryFile file(PeerContent(state.range(0)));
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     benchmark::DoNotOptimize(LoadedKeyFile(file));
   }
 }
@@ -107,7 +107,7 @@ void BM_Ours_Config_DictionaryLookup(benchmark::State &state) {
   const OwnedDictionary dict = LoadedDictionary(file);
   const std::vector<std::string> names = Names(state.range(0));
   const std::vector<const char *> shuffled = Shuffled(names);
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     for (const char *name : shuffled) {
       const OwnedString value(Dict_GetString(dict.get(), nullptr, "%s", name));
       benchmark::DoNotOptimize(value.get());
@@ -120,7 +120,7 @@ void BM_Peer_GKeyFile_Config_DictionaryLookup(benchmark::State &state) {
   const OwnedKeyFile keys = LoadedKeyFile(file);
   const std::vector<std::string> names = Names(state.range(0));
   const std::vector<const char *> shuffled = Shuffled(names);
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     for (const char *name : shuffled) {
       char *value = g_key_file_get_string(keys.get(), kGroup, name, nullptr);
       benchmark::DoNotOptimize(value);
@@ -137,7 +137,7 @@ void BM_Ours_Config_DictionarySave(benchmark::State &state) {
   for (size_t i = 0; i < names.size(); i += 10) {
     Dict_SetString(dict.get(), "changed", "%s", names[i].c_str());
   }
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     char *text = nullptr;
     size_t size = 0;
     benchmark::DoNotOptimize(Dictionary_WriteToBuffer(dict.get(), true, &text, &size));
@@ -152,7 +152,7 @@ void BM_Peer_GKeyFile_Config_DictionarySave(benchmark::State &state) {
   for (size_t i = 0; i < names.size(); i += 10) {
     g_key_file_set_string(keys.get(), kGroup, names[i].c_str(), "changed");
   }
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     gsize size = 0;
     char *text = g_key_file_to_data(keys.get(), &size, nullptr);
     benchmark::DoNotOptimize(text);
