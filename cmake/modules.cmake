@@ -21,12 +21,13 @@ if(OST_SANITIZE)
 endif()
 target_include_directories(ost_flags INTERFACE ${CMAKE_SOURCE_DIR}/lib/public)
 
-# ost_library(NAME DIRECTORY...): a static library of every module in the directories.
+# ost_library(NAME DIRECTORY...): a static library of every module in the directories. stub-x.cc, in which a program does
+# without a module of the foundation, belongs to the foundation.
 function(ost_library name)
   set(sources)
   foreach(directory IN LISTS ARGN)
     file(GLOB found CONFIGURE_DEPENDS ${directory}/*.cc)
-    list(FILTER found EXCLUDE REGEX "_(test|bench)\\.cc$|/main\\.cc$")
+    list(FILTER found EXCLUDE REGEX "_(test|bench)\\.cc$|/main\\.cc$|/stub-[^/]*\\.cc$")
     list(APPEND sources ${found})
   endforeach()
   add_library(${name} STATIC ${sources})

@@ -25,12 +25,12 @@ class FileIOLock : public fileiotest::FileIOHost {};
 class FileIOLockUser : public fileiotest::FileIOUserHost {};
 
 // The result of a brief open with a lock, in a process of its own.
-int OpenLocked(const char *path, uint32_t access) {
+int OpenLocked(const char *path, uint32_t access, FileIOAction action = FILEIO_OPEN) {
   const pid_t pid = fork();
   if (pid == 0) {
     FileIODescriptor file;
     FileIO_Invalidate(&file);
-    const FileIOResult result = FileIO_Open(&file, path, access | FILEIO_ACCESS_LOCK, FILEIO_OPEN);
+    const FileIOResult result = FileIO_Open(&file, path, access | FILEIO_ACCESS_LOCK, action);
     _exit(FileIO_IsValid(&file) && FileIO_Close(&file) ? 99 : result);
   }
   int status = 0;
@@ -57,6 +57,12 @@ TEST_F(FileIOLock, LockedFileFailsAfterTwoAndAHalfSeconds) {
   EXPECT_GT(seconds.count(), 2.5);
   EXPECT_LT(seconds.count(), 3);
   EXPECT_NE(LogText().find("FILE: FileIO_Lock on '/t/file' failed: Lock timed out\n"), std::string::npos);
+}
+
+TEST_F(FileIOLock, LockedFileIsNotEmptied) {
+  Open("/t/file", FILEIO_ACCESS_READ | FILEIO_ACCESS_LOCK);
+  EXPECT_EQ(OpenLocked("/t/file", FILEIO_ACCESS_WRITE, FILEIO_OPEN_CREATE_EMPTY), FILEIO_LOCK_FAILED);
+  EXPECT_EQ(testhost::ReadFile("/t/file"), "content");
 }
 
 TEST_F(FileIOLock, ReadersShareTheLock) {
@@ -99,6 +105,7 @@ TEST_F(FileIOLock, LockErrorsAreMapped) {
     const std::string warning = "FILE: FileIO_Lock on '" + std::string(row.path) + "' failed: " + row.reason;
     EXPECT_NE(testing::internal::GetCapturedStderr().find(warning + '\n'), std::string::npos) << row.path;
     EXPECT_EQ(LogCount("| " + warning + '\n'), 1) << row.path;
+    EXPECT_FALSE(std::filesystem::exists(row.path)) << row.path;
   }
 }
 

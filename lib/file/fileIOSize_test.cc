@@ -78,6 +78,7 @@ TEST_F(FileIOSize, FailuresAreMinusOneWithErrno) {
 TEST_F(FileIOSizeUser, StatNeedsNoPermissionToRead) {
   EXPECT_FAILS(-1, EACCES, FileIO_GetSizeByPath("/t/secret"));
   EXPECT_EQ(FileIO_StatSize("/t/secret"), 7);
+  EXPECT_EQ(FileIO_GetSizeByPath("/t/file"), 7);
 }
 
 TEST_F(FileIOSize, AllocatedSizeIsInBlocksOf512) {
@@ -342,6 +343,8 @@ TEST_F(FileIOSizeUser, AccessTestsEachBit) {
   EXPECT_FAILS(FILEIO_ERROR, EACCES, FileIO_Access("/t/file", FILEIO_TEST_EXECUTE));
   EXPECT_FAILS(FILEIO_ERROR, EACCES, FileIO_Access("/t/file", FILEIO_TEST_EXECUTE | FILEIO_TEST_EXISTS));
   EXPECT_EQ(FileIO_Access("/t/program", FILEIO_TEST_READ | FILEIO_TEST_EXECUTE), FILEIO_SUCCESS);
+  EXPECT_EQ(FileIO_Access("/t/unreadable", FILEIO_TEST_EXECUTE), FILEIO_SUCCESS);
+  EXPECT_FAILS(FILEIO_ERROR, EACCES, FileIO_Access("/t/unreadable", FILEIO_TEST_READ | FILEIO_TEST_EXECUTE));
   EXPECT_FAILS(FILEIO_ERROR, ENOENT, FileIO_Access("/t/missing", FILEIO_TEST_EXISTS));
   EXPECT_FAILS(FILEIO_ERROR, EFAULT, FileIO_Access(nullptr, FILEIO_TEST_EXISTS));
 }

@@ -76,7 +76,8 @@ class FileIOHost : public ::testing::Test {
 class FileIOUserHost : public FileIOHost {
  protected:
   void Describe(testhost::Host &host) override {
-    host.File("/t/secret", "content", 0600).File("/t/program", "", 0755).User(1234);
+    host.File("/t/secret", "content", 0600).File("/t/program", "", 0755);
+    host.File("/t/unreadable", "", 0711).User(1234);
   }
 };
 

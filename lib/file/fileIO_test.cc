@@ -68,6 +68,7 @@ TEST_F(FileIO, AccessBecomesOpenFlags) {
       {FILEIO_ACCESS_WRITE, O_WRONLY},
       {kReadWrite, O_RDWR},
       {kReadWrite | FILEIO_ACCESS_SYNC, O_RDWR | O_SYNC},
+      {FILEIO_ACCESS_WRITE | FILEIO_ACCESS_SYNC, O_WRONLY | O_SYNC},
       {FILEIO_ACCESS_READ | FILEIO_ACCESS_NONBLOCK, O_RDONLY | O_NONBLOCK},
   };
   for (const auto &row : rows) {
@@ -75,6 +76,14 @@ TEST_F(FileIO, AccessBecomesOpenFlags) {
     EXPECT_EQ(fcntl(file_.posix, F_GETFL) & (O_ACCMODE | O_SYNC | O_NONBLOCK), row.flags) << row.access;
     EXPECT_FALSE(FileIO_Close(&file_));
   }
+}
+
+TEST_F(FileIO, AllAccessThatIsGivenIsKept) {
+  constexpr uint32_t kAccess = kReadWrite | FILEIO_ACCESS_SYNC | FILEIO_ACCESS_UNLINK_OPEN |
+                               FILEIO_ACCESS_LOCK | FILEIO_ACCESS_ASYNC | FILEIO_ACCESS_NONBLOCK |
+                               FILEIO_ACCESS_SUPERUSER | FILEIO_ACCESS_EXCLUSIVE;
+  Open("/t/new", kAccess | FILEIO_ACCESS_UNBUFFERED, FILEIO_OPEN_CREATE);
+  EXPECT_EQ(FileIO_GetFlags(&file_), kAccess);
 }
 
 TEST_F(FileIO, ActionsDecideWhatAMissingAndAnExistingFileBecome) {
@@ -314,6 +323,22 @@ TEST_F(FileIO, SuperuserOpensWhatTheUserMayNot) {
   ASSERT_EQ(setresuid(0, 0, 0), 0);
 }
 
+TEST_F(FileIO, SuperuserMakesFilesAsAsked) {
+  testhost::WriteFile("/t/secret", "content", 0600);
+  ASSERT_EQ(setresuid(1234, 1234, 0), 0);
+  ASSERT_EQ(FileIO_Create(&file_, "/t/new", FILEIO_ACCESS_WRITE | FILEIO_ACCESS_SUPERUSER,
+                          FILEIO_OPEN_CREATE_SAFE, 0664),
+            FILEIO_SUCCESS);
+  EXPECT_FALSE(FileIO_Close(&file_));
+  EXPECT_EQ(ModeOf("/t/new"), 0644);
+  EXPECT_FAILS(FILEIO_FILE_EXISTS, EEXIST,
+               FileIO_Create(&file_, "/t/new", FILEIO_ACCESS_WRITE | FILEIO_ACCESS_SUPERUSER,
+                             FILEIO_OPEN_CREATE_SAFE, 0664));
+  Open("/t/secret", FILEIO_ACCESS_WRITE | FILEIO_ACCESS_SUPERUSER, FILEIO_OPEN_EMPTY);
+  EXPECT_EQ(FileIO_GetSize(&file_), 0);
+  ASSERT_EQ(setresuid(0, 0, 0), 0);
+}
+
 TEST_F(FileIO, ChangeBackFromSuperuserLeavesErrnoAlone) {
   testhost::SystemCalls calls({SYS_setresuid});
   ASSERT_EQ(setresuid(1234, 1234, 0), 0);
@@ -380,6 +405,7 @@ TEST_F(FileIO, StreamReadsAndWritesWhatTheFileMay) {
   Open("/t/file", FILEIO_ACCESS_WRITE);
   OwnedStream writer(FileIO_DescriptorToStream(&file_, false));
   EXPECT_NE(fileno(writer.get()), file_.posix);
+  EXPECT_EQ(fcntl(fileno(writer.get()), F_GETFD), 0);
   EXPECT_EQ(fputs("CON", writer.get()), 1);
   EXPECT_EQ(fgetc(writer.get()), EOF);
   writer.reset();

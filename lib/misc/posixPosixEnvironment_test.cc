@@ -78,6 +78,17 @@ TEST(PosixGetenv, NamesAreKeptApart) {
   const char *first = Posix_Getenv("OST_A");
   EXPECT_STREQ(Posix_Getenv("OST_B"), "b");
   EXPECT_EQ(Posix_Getenv("OST_A"), first);
+  setenv("ost_a", "a", 1);
+  EXPECT_NE(Posix_Getenv("ost_a"), first);
+  EXPECT_EQ(Posix_Getenv("OST_A"), first);
+}
+
+TEST(PosixGetenv, TheCallersNameIsNotKept) {
+  setenv("OST_A", "a", 1);
+  char name[] = "OST_A";
+  const char *first = Posix_Getenv(name);
+  name[4] = 'B';
+  EXPECT_EQ(Posix_Getenv("OST_A"), first);
 }
 
 // More names than the table has buckets.

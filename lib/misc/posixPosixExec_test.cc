@@ -32,6 +32,10 @@ TEST_F(PosixExec, CommandsGoToTheShell) {
   char line[10] = "";
   EXPECT_STREQ(fgets(line, sizeof line, stream), "a\n");
   EXPECT_EQ(WEXITSTATUS(pclose(stream)), 4);
+  stream = Posix_Popen("read -r line; test \"$line\" = b", "w");
+  ASSERT_NE(stream, nullptr);
+  EXPECT_EQ(fputs("b\n", stream), 1);
+  EXPECT_EQ(pclose(stream), 0);
 }
 
 TEST_F(PosixExec, NoCommandAsksForAShell) {
@@ -124,6 +128,9 @@ TEST_F(PosixExec, NullListsGoOnAsNull) {
   // The kernel takes them for empty ones.
   EXPECT_FAILS(-1, ENOENT, Posix_Execv("/t/missing", nullptr));
   EXPECT_FAILS(-1, ENOENT, Posix_Execve("/t/missing", nullptr, nullptr));
+  setenv("OST_A", "6", 1);
+  const char *const arguments[] = {"sh", "-c", "exit ${OST_A:-5}", nullptr};
+  EXPECT_EQ(InChild([&] { Posix_Execve("/bin/sh", arguments, nullptr); }), 5);
 }
 
 TEST_F(PosixExec, NoNameIsNotLookedForOnThePath) {
@@ -148,12 +155,13 @@ TEST_F(PosixExec, SpawnStartsAChildWithItsFiles) {
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
   pid_t child = -1;
-  const char *const arguments[] = {"name", "-c", "echo $0; exit $1", "x", "7", nullptr};
+  const char *const arguments[] = {"name", "-c", "echo $0 $OST_A; exit $1", "x", "7", nullptr};
+  setenv("OST_A", "inherited", 1);
   EXPECT_EQ(Posix_Spawn(&child, "/bin/sh", &actions, arguments), 0);
   int status = 0;
   EXPECT_EQ(waitpid(child, &status, 0), child);
   EXPECT_EQ(WEXITSTATUS(status), 7);
-  EXPECT_EQ(testhost::ReadFile("/t/output"), "x\n");
+  EXPECT_EQ(testhost::ReadFile("/t/output"), "x inherited\n");
   posix_spawn_file_actions_destroy(&actions);
   close(output);
 }

@@ -8,9 +8,6 @@
 
 namespace {
 
-// The room that the plain system call has for a line of a mount table.
-constexpr size_t kMountLine = 4096;
-
 // What the plain forms returned last, with the strings that it owns. From the first call of each to the end
 // of the process.
 struct {
@@ -220,6 +217,26 @@ int GetByName(int (*call)(const char *, Record *, char *, size_t, Record **), co
                : EINVAL;
 }
 
+// Reads the next line that tells a mount; `texts` gets what the record's fields point at. The system call
+// cuts a line that is longer than its buffer, so it has each by itself and with room enough.
+bool ReadMount(FILE *stream, mntent *record, OwnedString *texts) {
+  char *line = nullptr;
+  size_t room = 0;
+  ssize_t length = 0;
+  bool isRead = false;
+  while (!isRead && (length = getline(&line, &room, stream)) > 0) {
+    const OwnedStream alone(fmemopen(line, static_cast<size_t>(length), "r"));
+    texts->reset(static_cast<char *>(malloc(static_cast<size_t>(length) + 1)));
+    if (alone == nullptr || *texts == nullptr) {
+      errno = ENOMEM;
+      break;
+    }
+    isRead = getmntent_r(alone.get(), record, texts->get(), static_cast<int>(length) + 1) != nullptr;
+  }
+  free(line);
+  return isRead;
+}
+
 // The groups of a user whose name means nothing to the system.
 int JustTheGroup(gid_t group, gid_t *groups, int *count) {
   const bool hasRoom = *count >= 1;
@@ -280,18 +297,11 @@ mntent *Posix_Getmntent(FILE *stream) {
 }
 
 mntent *Posix_Getmntent_r(FILE *stream, mntent *record, char *buffer, int size) {
-  // The system call cuts a line that is longer than its buffer, so it has one of its own here.
-  const size_t room = static_cast<size_t>(std::max(size, 0));
-  const size_t lineSize = std::max(room, kMountLine);
-  const OwnedString line(static_cast<char *>(malloc(lineSize)));
-  if (line == nullptr) {
-    errno = ENOMEM;
+  OwnedString texts;
+  if (!ReadMount(stream, record, &texts)) {
     return nullptr;
   }
-  if (getmntent_r(stream, record, line.get(), static_cast<int>(lineSize)) == nullptr) {
-    return nullptr;
-  }
-  const int error = PlaceRecord(record, buffer, room);
+  const int error = PlaceRecord(record, buffer, static_cast<size_t>(std::max(size, 0)));
   if (error != 0) {
     errno = error;
     return nullptr;

@@ -124,6 +124,11 @@ TEST_F(PosixRecordsLatin1, TheTablesNameIsConverted) {
   const OwnedMountTable table(Posix_Setmntent("/t/new" NAME, "r"));
   ASSERT_NE(table, nullptr);
   EXPECT_STREQ(Posix_Getmntent(table.get())->mnt_dir, "/");
+  OwnedMountTable added(Posix_Setmntent("/t/new" NAME, "a"));
+  ASSERT_NE(added, nullptr);
+  EXPECT_EQ(fputs("#", added.get()), 1);
+  added.reset();
+  EXPECT_EQ(testhost::ReadFile("/t/new" LATIN1_NAME), kMtab + std::string("#"));
 }
 
 // Each kind has one record.
@@ -323,6 +328,32 @@ TEST_F(PosixRecords, ReentrantMountsTakeLongLinesAndEnd) {
   EXPECT_FAILS(nullptr, ERANGE, Posix_Getmntent_r(table.get(), &mount, buffer.data(), -1));
 }
 
+// The system call would cut a line that is longer than the buffer.
+TEST_F(PosixRecords, ReentrantMountsAreWholeOrNone) {
+  std::string spaces;
+  for (int i = 0; i < 3000; i++) {
+    spaces += "\\040";
+  }
+  testhost::WriteFile("/etc/mtab", "#" + std::string(9000, '-') + "\n\ndev /mnt type a=" +
+                                       std::string(6000, 'x') + " 3 4\ndev /mnt" + spaces + " type rw 5 6");
+  const OwnedMountTable table = OpenMtab();
+  std::vector<char> buffer(7000);
+  mntent mount;
+  for (const int size : {20, 100, 4095, 4096, 5000, 6016}) {
+    SCOPED_TRACE(size);
+    EXPECT_FAILS(nullptr, ERANGE, Posix_Getmntent_r(table.get(), &mount, buffer.data(), size));
+    rewind(table.get());
+  }
+  ASSERT_EQ(Posix_Getmntent_r(table.get(), &mount, buffer.data(), 6017), &mount);
+  EXPECT_EQ(mount.mnt_opts, "a=" + std::string(6000, 'x'));
+  EXPECT_EQ(mount.mnt_freq, 3);
+  ASSERT_EQ(Posix_Getmntent_r(table.get(), &mount, buffer.data(), 4000), &mount);
+  EXPECT_EQ(mount.mnt_dir, "/mnt" + std::string(3000, ' '));
+  EXPECT_STREQ(mount.mnt_opts, "rw");
+  EXPECT_EQ(mount.mnt_passno, 6);
+  EXPECT_EQ(Posix_Getmntent_r(table.get(), &mount, buffer.data(), 7000), nullptr);
+}
+
 // Every allocation of `get`, which returns 0 or an error number.
 template <typename Get>
 void ExpectENOMEM(const Get &get) {
@@ -372,6 +403,11 @@ TEST_F(PosixRecordsLatin1, GroupsOfAUserAreListed) {
 TEST_F(PosixRecordsLatin1, AUserWhoseNameCannotBeConvertedHasJustTheGroup) {
   gid_t groups[5] = {};
   int count = 5;
+  EXPECT_FAILS(1, EINVAL, Posix_Getgrouplist(kNotLatin1, 77, groups, &count));
+  EXPECT_EQ(count, 1);
+  EXPECT_EQ(groups[0], 77U);
+  count = 1;
+  groups[0] = 5;
   EXPECT_FAILS(1, EINVAL, Posix_Getgrouplist(kNotLatin1, 77, groups, &count));
   EXPECT_EQ(count, 1);
   EXPECT_EQ(groups[0], 77U);

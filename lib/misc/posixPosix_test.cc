@@ -136,7 +136,7 @@ TEST_F(Posix, OpenUsesTheModeOfANewFile) {
 
 TEST_F(Posix, CreatEmptiesAndOpensForWriting) {
   const int fd = Posix_Creat("/t/file", 0600);
-  EXPECT_EQ(fcntl(fd, F_GETFL) & O_ACCMODE, O_WRONLY);
+  EXPECT_EQ(fcntl(fd, F_GETFL) & (O_ACCMODE | O_APPEND), O_WRONLY);
   close(fd);
   EXPECT_EQ(StatusOf("/t/file").st_size, 0);
 }
@@ -207,6 +207,7 @@ TEST_F(PosixLatin1, OpensAndMakesFiles) {
   close(emptied);
   EXPECT_EQ(StatusOf(kBytes).st_size, 0);
   EXPECT_FALSE(Exists(kText));
+  EXPECT_FAILS(-1, ELOOP, Posix_Open("/t/link" NAME, O_RDONLY | O_NOFOLLOW));
 }
 
 TEST_F(PosixLatin1, LooksAtFiles) {
@@ -222,6 +223,12 @@ TEST_F(PosixLatin1, LooksAtFiles) {
   EXPECT_FAILS(-1, EACCES, Posix_Access(kText, X_OK));
   EXPECT_FAILS(-1, ENOENT, Posix_Access(kNewText, F_OK));
   EXPECT_EQ(Posix_Pathconf(kText, _PC_NAME_MAX), 255);
+  EXPECT_EQ(Posix_Pathconf(kText, _PC_PATH_MAX), 4096);
+  EXPECT_TRUE(posixtest::HoldsInChild([] {
+    ASSERT_EQ(setuid(1234), 0);
+    EXPECT_EQ(Posix_Access(kText, R_OK), 0);
+    EXPECT_FAILS(-1, EACCES, Posix_Access(kText, W_OK));
+  }));
 }
 
 TEST_F(PosixLatin1, ChangesFiles) {
@@ -230,9 +237,9 @@ TEST_F(PosixLatin1, ChangesFiles) {
   EXPECT_EQ(Posix_Chown("/t/link" NAME, 11, 22), 0);
   EXPECT_EQ(StatusOf(kBytes).st_uid, 11U);
   EXPECT_EQ(StatusOf(kBytes).st_gid, 22U);
-  EXPECT_EQ(Posix_Lchown("/t/link" NAME, 33, 44), 0);
+  EXPECT_EQ(Posix_Lchown("/t/link" NAME, 33, 55), 0);
   EXPECT_EQ(StatusOf("/t/link" LATIN1_NAME).st_uid, 33U);
-  EXPECT_EQ(StatusOf("/t/link" LATIN1_NAME).st_gid, 44U);
+  EXPECT_EQ(StatusOf("/t/link" LATIN1_NAME).st_gid, 55U);
   EXPECT_EQ(Posix_Truncate(kText, 3), 0);
   EXPECT_EQ(testhost::ReadFile(kBytes), "lat");
   const utimbuf seconds = {100, 200};
@@ -245,6 +252,21 @@ TEST_F(PosixLatin1, ChangesFiles) {
   EXPECT_EQ(StatusOf(kBytes).st_mtim.tv_nsec, 2000);
 }
 
+TEST_F(PosixLatin1, NoTimesAreNow) {
+  const timeval past[] = {{300, 0}, {400, 0}};
+  const time_t start = time(nullptr);
+  const auto expectNow = [&] {
+    EXPECT_GE(StatusOf(kBytes).st_atime, start - 1);
+    EXPECT_GE(StatusOf(kBytes).st_mtime, start - 1);
+    EXPECT_EQ(Posix_Utimes(kText, past), 0);
+  };
+  EXPECT_EQ(Posix_Utimes(kText, past), 0);
+  EXPECT_EQ(Posix_Utime(kText, nullptr), 0);
+  expectNow();
+  EXPECT_EQ(Posix_Utimes(kText, nullptr), 0);
+  expectNow();
+}
+
 TEST_F(PosixLatin1, MakesAndRemovesNames) {
   EXPECT_EQ(Posix_Mkdir(kNewText, 0750), 0);
   EXPECT_EQ(ModeOf(kNewBytes), 0750);
@@ -252,9 +274,12 @@ TEST_F(PosixLatin1, MakesAndRemovesNames) {
   EXPECT_FALSE(Exists(kNewBytes));
   EXPECT_EQ(Posix_Mkfifo(kNewText, 0600), 0);
   EXPECT_TRUE(S_ISFIFO(StatusOf(kNewBytes).st_mode));
+  EXPECT_EQ(ModeOf(kNewBytes), 0600);
   EXPECT_EQ(Posix_Unlink(kNewText), 0);
   EXPECT_FALSE(Exists(kNewBytes));
   EXPECT_EQ(Posix_Mknod(kNewText, S_IFCHR | 0600, makedev(1, 3)), 0);
+  EXPECT_TRUE(S_ISCHR(StatusOf(kNewBytes).st_mode));
+  EXPECT_EQ(ModeOf(kNewBytes), 0600);
   EXPECT_EQ(StatusOf(kNewBytes).st_rdev, makedev(1, 3));
 }
 
@@ -307,6 +332,20 @@ TEST_F(PosixLatin1, OpensStreams) {
   fputs("new", again);
   stream.reset();
   EXPECT_EQ(testhost::ReadFile(kNewBytes), "new");
+  stream.reset(Posix_Fopen(kNewText, "a"));
+  ASSERT_NE(stream, nullptr);
+  fputs("er", stream.get());
+  stream.reset();
+  EXPECT_EQ(testhost::ReadFile(kNewBytes), "newer");
+}
+
+// The system reopens the same file.
+TEST_F(Posix, AStreamWithoutANewNameGetsAnotherMode) {
+  const OwnedStream stream(Posix_Fopen("/t/file", "r"));
+  ASSERT_EQ(Posix_Freopen(nullptr, "r+", stream.get()), stream.get());
+  EXPECT_EQ(fputs("CON", stream.get()), 1);
+  fflush(stream.get());
+  EXPECT_EQ(testhost::ReadFile("/t/file"), "CONtent");
 }
 
 TEST_F(PosixLatin1, AStreamStaysOpenWhenItsNewNameCannotBeConverted) {
@@ -316,15 +355,22 @@ TEST_F(PosixLatin1, AStreamStaysOpenWhenItsNewNameCannotBeConverted) {
 }
 
 TEST_F(PosixLatin1, MountsAndUnmounts) {
-  EXPECT_EQ(Posix_Mount("source" NAME, kDirectoryText, "tmpfs", MS_NOSUID, "mode=700"), 0);
+  EXPECT_EQ(Posix_Mount("source" NAME, kDirectoryText, "tmpfs", MS_NOSUID | MS_NOATIME, "mode=700,size=64k"),
+            0);
   EXPECT_EQ(ModeOf(kDirectoryBytes), 0700);
   const std::string mounts = testhost::ReadFile("/proc/self/mounts");
-  EXPECT_NE(mounts.find("\nsource" LATIN1_NAME " /t/dir" LATIN1_NAME " tmpfs rw,nosuid"), std::string::npos)
+  EXPECT_NE(mounts.find("\nsource" LATIN1_NAME " /t/dir" LATIN1_NAME " tmpfs rw,nosuid,noatime"),
+            std::string::npos)
       << mounts;
+  struct statfs system {};
+  EXPECT_EQ(Posix_Statfs(kDirectoryText, &system), 0);
+  EXPECT_EQ(static_cast<uint64_t>(system.f_bsize) * system.f_blocks, 65536U);
   EXPECT_EQ(Posix_Umount(kDirectoryText), 0);
   EXPECT_EQ(ModeOf(kDirectoryBytes), 0755);
   EXPECT_FAILS(-1, EINVAL, Posix_Mount("none", kNotLatin1, "tmpfs", 0, nullptr));
   EXPECT_FAILS(-1, EINVAL, Posix_Mount(kNotLatin1, kDirectoryText, "tmpfs", 0, nullptr));
+  // The system asks no source of this kind.
+  EXPECT_EQ(Posix_Mount(nullptr, kDirectoryText, "tmpfs", 0, nullptr), 0);
 }
 
 TEST_F(PosixLatin1, LackOfMemoryIsTextThatCannotBeConverted) {

@@ -14,6 +14,15 @@ char *Util_ExpandString(const char *fileName);
 // Returns a new string (free), or null with a warning in the log.
 char *Util_GetSafeTmpDir(bool useConf);
 
+// Makes a file's name from that of another.
+//
+// source  the other file, whose directory a relative result is put under when it isn't "."
+// name    the new name, or null for that of `source` without its last extension
+// ext     the extension to add, or null; one of the two must be given
+//
+// Returns a new string (free), or null with a warning in the log when an argument is missing.
+char *Util_DeriveFileName(const char *source, const char *name, const char *ext);
+
 // Takes one line of a back trace, a printf format with its values.
 using Util_OutputFn [[gnu::format(printf, 2, 3)]] = void (*)(void *outData, const char *format, ...);
 

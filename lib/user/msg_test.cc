@@ -6,6 +6,7 @@
 #include <string>
 
 #include "log.h"
+#include "productState.h"
 #include "testhost.h"
 
 namespace {
@@ -57,6 +58,68 @@ TEST(Msg, TakesALongText) {
   EXPECT_TRUE(Msg_Present());
   Msg_Reset(true);
   EXPECT_FALSE(Msg_Present());
+}
+
+TEST(Msg, PostTellsAllThatIsPendingInOneText) {
+  testhost::Host host;
+  host.Enter();
+  ASSERT_TRUE(Log_Init(nullptr, "setup.log.filename", "setup"));
+  ProductState_Set(0, "Ostrel Bench", nullptr, 0, 0);
+  Msg_Append(MSGID(test.one) "One.\n");
+  Msg_Append(MSGID(test.two) "Two %d.\n", 2);
+  testing::internal::CaptureStderr();
+  Msg_Post(3, MSGID(test.three) "Three \"%s\".\n", "x");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "\nOstrel Bench Error:\nOne.\nTwo 2.\nThree \"x\".\n\n");
+  EXPECT_FALSE(Msg_Present());
+  EXPECT_EQ(LoggedText(),
+            "Msg_Post: Error\n"
+            "[msg.test.one] One.\n"
+            "[msg.test.two] Two 2.\n"
+            "[msg.test.three] Three \"x\".\n"
+            "----------------------------------------\n");
+}
+
+std::string Posted(int severity) {
+  testing::internal::CaptureStderr();
+  Msg_Post(severity, MSGID(test.one) "Text\n");
+  return testing::internal::GetCapturedStderr();
+}
+
+TEST(Msg, PostShowsTheTitleOfItsSeverity) {
+  ProductState_Set(0, "P", nullptr, 0, 0);
+  EXPECT_EQ(Posted(0), "\nP Information:\nText\n\n");
+  EXPECT_EQ(Posted(1), "\nP Information:\nText\n\n");
+  EXPECT_EQ(Posted(2), "\nP Warning:\nText\n\n");
+  EXPECT_EQ(Posted(3), "\nP Error:\nText\n\n");
+  EXPECT_EQ(Posted(4), "\nP Configuration editor:\nText\n\n");
+  EXPECT_EQ(Posted(5), "\nP :\nText\n\n");
+  EXPECT_EQ(Posted(8), "\nP Home page information:\nText\n\n");
+}
+
+TEST(Msg, PostLogsNoBlankBehindATitleWithoutASeverity) {
+  testhost::Host host;
+  host.Enter();
+  ASSERT_TRUE(Log_Init(nullptr, "setup.log.filename", "setup"));
+  Posted(7);
+  EXPECT_EQ(LoggedText(), "Msg_Post:\n[msg.test.one] Text\n----------------------------------------\n");
+}
+
+TEST(Msg, SeveritiesAreMessages) {
+  EXPECT_STREQ(Msg_Severities[0], "@&!*@*@(msg.msg.info)Information");
+  EXPECT_STREQ(Msg_Severities[1], "@&!*@*@(msg.msg.info)Information");
+  EXPECT_STREQ(Msg_Severities[2], "@&!*@*@(msg.msg.warning)Warning");
+  EXPECT_STREQ(Msg_Severities[3], "@&!*@*@(msg.msg.error)Error");
+  EXPECT_STREQ(Msg_Severities[4], "@&!*@*@(msg.msg.configEditor)Configuration editor");
+  for (int severity = 5; severity < 8; severity++) {
+    EXPECT_EQ(Msg_Severities[severity], nullptr);
+  }
+  EXPECT_STREQ(Msg_Severities[8], "@&!*@*@(msg.msg.homePageInfo)Home page information");
+}
+
+TEST(MsgDeathTest, ASeverityFrom9OnStopsTheProgram) {
+  const char *text = "^ASSERT lib/user/msg.cc:[0-9]+\n$";
+  EXPECT_EXIT(Msg_Post(9, MSGID(test.one) "Text\n"), testing::ExitedWithCode(255), text);
+  EXPECT_EXIT(Msg_Post(-1, MSGID(test.one) "Text\n"), testing::ExitedWithCode(255), text);
 }
 
 // The format goes through a variable, so that formats which no caller may write can be tried.

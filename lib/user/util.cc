@@ -332,6 +332,28 @@ char *Util_GetSafeTmpDir(bool useConf) {
   return Util_SafeStrdup(safeTmpDir);
 }
 
+char *Util_DeriveFileName(const char *source, const char *name, const char *ext) {
+  if (source == nullptr || (name == nullptr && ext == nullptr)) {
+    Warning("invalid use of function\n");
+    return nullptr;
+  }
+  char *directory = nullptr;
+  char *base = nullptr;
+  File_GetPathName(source, &directory, &base);
+  const OwnedString ownedDirectory(directory);
+  const OwnedString ownedBase(base);
+  if (name == nullptr) {
+    char *extension = strrchr(base, '.');
+    if (extension != nullptr) {
+      *extension = '\0';
+    }
+  }
+  const char *stem = name == nullptr ? base : name;
+  const bool isUnder = !File_IsFullPath(stem) && directory[0] != '\0' && strcmp(directory, ".") != 0;
+  return Str_SafeAsprintf(nullptr, "%s%s%s%s%s", isUnder ? directory : "", isUnder ? "/" : "", stem,
+                          ext == nullptr ? "" : ".", ext == nullptr ? "" : ext);
+}
+
 void Util_Backtrace(int bugNumber) {
   Util_BacktraceWithFunc(bugNumber, UtilOutputToLog, nullptr);
 }

@@ -295,6 +295,40 @@ TEST(SafeTmpDir, GivesUpWithoutRandomNumbers) {
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "UtilCreateSafeTmpDir: Call to Random_Crypto failed.\n");
 }
 
+std::string Derive(const char *source, const char *name, const char *ext) {
+  const OwnedString result(Util_DeriveFileName(source, name, ext));
+  return result == nullptr ? "(null)" : result.get();
+}
+
+TEST(DeriveFileName, PutsARelativeNameUnderTheDirectory) {
+  EXPECT_EQ(Derive("/a/b/vm.cfg", "disk", nullptr), "/a/b/disk");
+  EXPECT_EQ(Derive("/a/b/vm.cfg", "disk", "img"), "/a/b/disk.img");
+  EXPECT_EQ(Derive("a/vm.cfg", "sub/disk.x", "img"), "a/sub/disk.x.img");
+  EXPECT_EQ(Derive("../vm.cfg", "disk", nullptr), "../disk");
+}
+
+TEST(DeriveFileName, LeavesAFullNameAndOneWithoutADirectoryAlone) {
+  EXPECT_EQ(Derive("/a/vm.cfg", "/x/disk", "img"), "/x/disk.img");
+  EXPECT_EQ(Derive("vm.cfg", "disk", nullptr), "disk");
+  EXPECT_EQ(Derive("./vm.cfg", "disk", "img"), "disk.img");
+  // The directory of a file in the root is the empty one.
+  EXPECT_EQ(Derive("/vm.cfg", "disk", nullptr), "disk");
+}
+
+TEST(DeriveFileName, ExchangesTheLastExtension) {
+  EXPECT_EQ(Derive("/a.d/vm.tar.gz", nullptr, "img"), "/a.d/vm.tar.img");
+  EXPECT_EQ(Derive("/a.d/vm", nullptr, "img"), "/a.d/vm.img");
+  EXPECT_EQ(Derive("vm.cfg", nullptr, "img"), "vm.img");
+  EXPECT_EQ(Derive("./vm.cfg", nullptr, "img"), "vm.img");
+}
+
+TEST(DeriveFileName, WarnsWithoutWhatItNeeds) {
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(Derive(nullptr, "disk", "img"), "(null)");
+  EXPECT_EQ(Derive("/a/vm.cfg", nullptr, nullptr), "(null)");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "invalid use of function\ninvalid use of function\n");
+}
+
 void Collect(void *data, const char *format, ...) __attribute__((format(printf, 2, 3)));
 void Collect(void *data, const char *format, ...) {
   char line[600];
