@@ -11,7 +11,6 @@
 namespace {
 
 using std::string_view;
-using std::string_view_literals::operator""sv;
 
 constexpr char kEscape = '|';
 
@@ -37,8 +36,8 @@ constexpr ByteSet MakeBytesToEscape() {
 constexpr ByteSet kBytesToEscape = MakeBytesToEscape();
 constexpr ByteSet kBlanks = MakeSet(" \t");
 // What a name and a bare value end at.
-constexpr ByteSet kNoName = MakeSet(" \t#=\0"sv);
-constexpr ByteSet kNoBareValue = MakeSet(" \t#\0"sv);
+constexpr ByteSet kNoName = MakeSet({" \t#=\0", 5});
+constexpr ByteSet kNoBareValue = MakeSet({" \t#\0", 4});
 
 // Takes bytes off the front of `text`, as long as being in `set` is `wanted` of them.
 string_view TakeWhile(string_view *text, const ByteSet &set, bool wanted) {

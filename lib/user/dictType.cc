@@ -54,13 +54,13 @@ void DictPostNotEnum(const char *value, const char *key, const char *defaultValu
 }  // namespace
 
 // The name that a caller's format and arguments make.
-#define DICT_KEY(key, format)                     \
-  char key[kKeySize];                             \
-  do {                                            \
-    va_list args;                                 \
-    va_start(args, format);                       \
-    Str_Vsnprintf(key, sizeof key, format, args); \
-    va_end(args);                                 \
+#define DICT_KEY(key, format)                      \
+  char key[kKeySize];                              \
+  do {                                             \
+    va_list args;                                  \
+    va_start(args, format);                        \
+    Str_Vsnprintf(key, sizeof(key), format, args); \
+    va_end(args);                                  \
   } while (false)
 
 char *Dict_GetString(Dictionary *dict, const char *defaultValue, const char *format, ...) {

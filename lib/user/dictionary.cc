@@ -101,10 +101,10 @@ DictEntry *DictionaryAddCopy(Dictionary *dict, const char *name, const void *val
 
 void DictionaryRemoveEntry(Dictionary *dict, DictEntry *entry) {
   HashTable_Delete(dict->entryTable, entry->name);
-  dict->entries.Remove(entry);
+  entry->Unlink();
   dict->entryCount--;
   if (entry->line != nullptr) {
-    dict->lines.Remove(entry->line);
+    entry->line->Unlink();
   }
   DictionaryFreeEntry(entry);
 }
@@ -112,7 +112,7 @@ void DictionaryRemoveEntry(Dictionary *dict, DictEntry *entry) {
 void DictionaryPrependLine(Dictionary *dict, OwnedString text) {
   DictLine *line = DictionaryAppendLine(dict, std::move(text), 0);
   line->size = strlen(line->text);
-  dict->lines.Remove(line);
+  line->Unlink();
   dict->lines.Prepend(line);
 }
 

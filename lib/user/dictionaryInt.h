@@ -22,6 +22,11 @@ constexpr uint32_t kDictTypeMask = 0xFFF;
 struct DictLink {
   DictLink *prev;
   DictLink *next;
+
+  void Unlink() const {
+    prev->next = next;
+    next->prev = prev;
+  }
 };
 
 // The list itself; its elements belong to others.
@@ -49,10 +54,6 @@ struct DictRing {
   Iterator end() const { return Iterator(const_cast<DictLink *>(&head)); }
   void Append(T *element) { Insert(head.prev, element); }
   void Prepend(T *element) { Insert(&head, element); }
-  static void Remove(T *element) {
-    element->prev->next = element->next;
-    element->next->prev = element->prev;
-  }
   // Calls `visit` for each element, which it may remove.
   template <typename Visit>
   void ForEachSafely(Visit visit) {

@@ -71,13 +71,14 @@ void GiveUpTable(MsgFmtParseState *state) {
 // Nothing but the table is in the buffer yet, so that it grows where it is.
 bool GrowInBuffer(MsgFmtParseState *state, int capacity) {
   const auto added = static_cast<size_t>(capacity - state->maxArgs);
-  void *room = TakeFromBuffer(state, added * sizeof(MsgFmt_Arg), alignof(MsgFmt_Arg));
+  auto *room =
+      static_cast<MsgFmt_Arg *>(TakeFromBuffer(state, added * sizeof(MsgFmt_Arg), alignof(MsgFmt_Arg)));
   if (room == nullptr) {
     return false;
   }
-  memset(room, 0, added * sizeof(MsgFmt_Arg));
+  std::fill_n(room, added, MsgFmt_Arg{});
   if (state->args == nullptr) {
-    state->args = static_cast<MsgFmt_Arg *>(room);
+    state->args = room;
   }
   return true;
 }

@@ -43,14 +43,14 @@ void Peer(benchmark::State &state, char *(*print)()) {
   }
 }
 
-#define BENCHMARK_MESSAGE(subject, format, ...)                                                \
-  void BM_Ours_Config_Message##subject(benchmark::State &state) {                              \
-    Ours(state, [] { return MsgList_Create(MSGID_BENCH format __VA_OPT__(, ) __VA_ARGS__); }); \
-  }                                                                                            \
-  BENCHMARK(BM_Ours_Config_Message##subject);                                                  \
-  void BM_Peer_g_strdup_printf_Config_Message##subject(benchmark::State &state) {              \
-    Peer(state, [] { return g_strdup_printf(format __VA_OPT__(, ) __VA_ARGS__); });            \
-  }                                                                                            \
+#define BENCHMARK_MESSAGE(subject, ...)                                           \
+  void BM_Ours_Config_Message##subject(benchmark::State &state) {                 \
+    Ours(state, [] { return MsgList_Create(MSGID_BENCH __VA_ARGS__); });          \
+  }                                                                               \
+  BENCHMARK(BM_Ours_Config_Message##subject);                                     \
+  void BM_Peer_g_strdup_printf_Config_Message##subject(benchmark::State &state) { \
+    Peer(state, [] { return g_strdup_printf(__VA_ARGS__); });                     \
+  }                                                                               \
   BENCHMARK(BM_Peer_g_strdup_printf_Config_Message##subject);
 #define MSGID_BENCH "@&!*@*@(msg.bench.message)"
 

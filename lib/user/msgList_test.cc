@@ -20,9 +20,9 @@ using OwnedList = std::unique_ptr<MsgList, Releaser<MsgList_Free>>;
 
 // Through no printf attribute, so that formats can be tried that no caller may write.
 template <typename... Args>
-MsgList *Create(const std::string &format, Args... args) {
+MsgList *Create(const char *format, Args... args) {
   MsgList *(*volatile create)(const char *, ...) = MsgList_Create;
-  return create(format.c_str(), args...);
+  return create(format, args...);
 }
 
 std::string TextOf(const MsgList *message) {
@@ -50,7 +50,8 @@ TEST(MsgList, KeepsAMessageAsData) {
 
 TEST(MsgList, TakesAnIdOf127Bytes) {
   const std::string id = "msg." + std::string(123, 'i');
-  const OwnedList message(Create("@&!*@*@(" + id + ")"));
+  const std::string format = "@&!*@*@(" + id + ")";
+  const OwnedList message(Create(format.c_str()));
   EXPECT_EQ(message->id, id);
   EXPECT_STREQ(message->format, "");
   EXPECT_EQ(message->numArgs, 0);
@@ -68,7 +69,7 @@ TEST(MsgListDeathTest, AFormatThatIsNoMessageStopsTheProgram) {
   EXPECT_EXIT(Create("@&!*@*@(msg.x"), panics, text);
   EXPECT_EXIT(Create("@&!*@*@(button.ok)OK"), panics, text);
   EXPECT_EXIT(Create("@&!*@*@(ms)g.x"), panics, text);
-  EXPECT_EXIT(Create("@&!*@*@(msg." + std::string(124, 'i') + ")"), panics,
+  EXPECT_EXIT(Create(("@&!*@*@(msg." + std::string(124, 'i') + ")").c_str()), panics,
               "^NOT_IMPLEMENTED lib/user/msgList.cc:[0-9]+\n$");
 }
 
