@@ -106,8 +106,8 @@ void PollDefaultUnlink(PollCallback *record);
 void PollDefaultLinkTimer(PollCallback *record);
 // Keeps the reference.
 void PollDefaultUnlinkTimer(PollCallback *record);
-// The next timer with this function and client data in the same bucket as `record`, or its first; null behind
-// the last. They come in no order.
+// The first of a chain, linked by `alike`, that holds all timers with this function and client data, in no
+// order, and a few others. Null when there are none.
 PollCallback *PollDefaultFirstAlike(PollFn func, const void *clientData);
 // Whether the one stands in front of the other in the queue.
 bool PollDefaultIsSooner(const PollCallback *one, const PollCallback *other);
