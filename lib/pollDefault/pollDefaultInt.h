@@ -15,6 +15,8 @@ constexpr unsigned kPollClasses = 5;
 constexpr int kPollTypes = 4;  // with 0, which is none
 constexpr int kPollMaxDevices = 512;
 
+constexpr int kNoStateBug = 5101;  // Poll was not started
+
 // Timers are kept in a list that is sorted by time, with express lanes above it: a quarter of a lane's timers
 // stand in the next one.
 constexpr int kPollTimerLanes = 7;
