@@ -5,8 +5,6 @@
 set(OST_WARNINGS -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
 # Assertions name the source by its path from the project's root.
 set(OST_OPTIONS ${OST_WARNINGS} -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=)
-# Only for "name.h": <poll.h> and <err.h> are the system's.
-set(OST_INCLUDES "SHELL:-iquote ${CMAKE_SOURCE_DIR}/lib/public")
 set(OST_SANITIZERS)
 if(OST_SANITIZE)
   set(OST_SANITIZERS -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
@@ -21,7 +19,7 @@ target_link_options(ost_flags INTERFACE ${OST_SANITIZERS})
 if(OST_SANITIZE)
   target_link_options(ost_flags INTERFACE -static-libasan -static-libubsan)
 endif()
-target_compile_options(ost_flags INTERFACE ${OST_INCLUDES})
+target_include_directories(ost_flags INTERFACE ${CMAKE_SOURCE_DIR}/lib/public)
 
 # ost_library(NAME DIRECTORY...): a static library of every module in the directories. stub-x.cc, in which a program does
 # without a module of the foundation, belongs to the foundation.
@@ -44,8 +42,9 @@ function(ost_thread_tests)
     return()
   endif()
   add_library(threads_library STATIC ${arg_SOURCES})
-  target_compile_options(threads_library PUBLIC ${OST_OPTIONS} ${OST_INCLUDES} -fsanitize=thread)
+  target_compile_options(threads_library PUBLIC ${OST_OPTIONS} -fsanitize=thread)
   target_link_options(threads_library PUBLIC -fsanitize=thread)
+  target_include_directories(threads_library PUBLIC ${CMAKE_SOURCE_DIR}/lib/public)
   foreach(directory IN LISTS arg_DIRECTORIES)
     file(GLOB tests CONFIGURE_DEPENDS ${directory}/*_threads_test.cc)
     foreach(source IN LISTS tests)

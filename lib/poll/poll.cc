@@ -1,5 +1,4 @@
-#include "poll.h"
-
+#include "ostpoll.h"
 #include "pollImpl.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "poll.h"
+#include "ostpoll.h"
 #include "pollImpl.h"
 #include "syncMutex.h"
 
