@@ -14,6 +14,7 @@
 #include "log.h"
 #include "modules.h"
 #include "options.h"
+#include "ostpoll.h"
 #include "preference.h"
 #include "threads.h"
 #include "tmpLogs.h"
@@ -53,6 +54,8 @@ int main(int argc, char **argv) {
   // Outside the scope of the guards, so that their failure can be shown.
   const Gtk::Main toolkit(argc, argv, true);
   try {
+    const kernprep::Initializer poll(sigc::bind_return(sigc::ptr_fun(Poll_InitDefault), true),
+                                     sigc::ptr_fun(Poll_Exit), "Unable to initialize polling library");
     const kernprep::Initializer preferences(sigc::ptr_fun(Preference_Init), sigc::ptr_fun(Preference_Exit),
                                             "Unable to initialize preferences library");
     const kernprep::Initializer log(

@@ -394,6 +394,27 @@ TEST_F(Preference, BadValuesOfAllSettingsAreTheirDefaultsWithAWarning) {
   }
 }
 
+// The warning of a bad value is a message, and a message asks for these settings itself.
+TEST_F(Preference, BadSettingsOfMessagesWarnOnceEach) {
+  WriteFile(kHostDefaults, "msg.autoAnswer = perhaps\nmsg.noOK = perhaps\nmsg.noOKnoWarning = perhaps\n");
+  Start();
+  Logged();
+  testing::internal::CaptureStderr();
+  Msg_Post(3, MSGID(test.one) "Text\n");
+  Msg_Post(2, MSGID(test.two) "Second text\n");
+  const std::string shown = testing::internal::GetCapturedStderr();
+  EXPECT_THAT(shown, HasSubstr("Text\n"));
+  EXPECT_THAT(shown, HasSubstr("Second text\n"));
+  const std::string log = Logged();
+  for (const char *key : {"msg.autoAnswer", "msg.noOK"}) {
+    const std::string warning = "Value \"perhaps\" for variable \"" + std::string(key) +
+                                "\" is not a valid boolean value. Using value \"FALSE\".\n";
+    const size_t first = log.find(warning);
+    EXPECT_NE(first, std::string::npos) << key;
+    EXPECT_EQ(log.find(warning, first + 1), std::string::npos) << key;
+  }
+}
+
 TEST_F(Preference, OtherTypesOfAKeyStopTheProgram) {
   Start();
   EXPECT_EQ(Preference_GetLong(1, "x"), 1);
