@@ -615,6 +615,18 @@ TEST_F(NamedQueue, AWakeUpBetweenMakingAndOpeningTheFifoIsReadableAtOnce) {
   SyncWaitQ_Remove(&queue_, fd);
 }
 
+// The one that wakes has ended the generation, and comes to open its FIFO only after somebody has deleted it.
+TEST_F(NamedQueue, WhoDeletesTheFifoWakesTheOthersThatWaitOnIt) {
+  const int other = SyncWaitQ_Add(&queue_);
+  beforeOpen = [&] { queue_.sequence++; };
+  const int fd = SyncWaitQ_Add(&queue_);
+  EXPECT_TRUE(IsReadable(fd));
+  EXPECT_FALSE(Exists(scratch_.Path("q.0")));
+  EXPECT_TRUE(IsReadable(other));
+  SyncWaitQ_Remove(&queue_, other);
+  SyncWaitQ_Remove(&queue_, fd);
+}
+
 TEST_F(NamedQueue, WakingThoseWhoLeftIsSuccess) {
   SyncWaitQ_Remove(&queue_, SyncWaitQ_Add(&queue_));
   EXPECT_TRUE(IsAFifo(scratch_.Path("q.0")));
