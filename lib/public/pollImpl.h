@@ -2,11 +2,11 @@
 #ifndef OST_PUBLIC_POLLIMPL_H
 #define OST_PUBLIC_POLLIMPL_H
 
+#include "ostpoll.h"
 #include "panicUser.h"
-#include "poll.h"
 
-// One implementation of Poll. The contracts are those of poll.h; the flags of a device tell whether it is to
-// be read or written.
+// One implementation of Poll. The contracts are those of ostpoll.h; the flags of a device tell whether it is
+// to be read or written.
 struct PollImpl {
   void (*init)();
   void (*exit)();

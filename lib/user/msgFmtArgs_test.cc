@@ -100,8 +100,8 @@ TEST(MsgFmtArgs, AreNoneForAFormatWithoutSpecifiers) {
 TEST(MsgFmtArgs, GrowWithTheFormat) {
   std::string format;
   std::string expected;
-  for (int i = 0; i < 1000; i++) {
-    format = "%" + std::to_string(i + 1) + "$s" + format;
+  for (int i = 1000; i > 0; i--) {
+    format.append("%").append(std::to_string(i)).append("$s");
     expected += "x";
   }
   const char *x = "x";

@@ -9,8 +9,8 @@
 //
 // A callback may call everything here: it may add others, remove others, and remove itself. Poll is for one
 // thread unless it was started with a lock. All calls but the first of these need a Poll that was started.
-#ifndef OST_PUBLIC_POLL_H
-#define OST_PUBLIC_POLL_H
+#ifndef OST_PUBLIC_OSTPOLL_H
+#define OST_PUBLIC_OSTPOLL_H
 
 #include <cstdint>
 
