@@ -12,6 +12,7 @@
 #include "str.h"
 #include "util.h"
 #include "util_misc.h"
+#include "vthread.h"
 
 namespace {
 
@@ -19,8 +20,6 @@ constexpr size_t kTextSize = 1024;
 constexpr int kErrorSeverity = 3;
 // Of the product's capabilities: it has a folder for its user interface from which data can be collected.
 constexpr uint64_t kCapabilityViewer = 8;
-// The thread's name in a program with one thread.
-constexpr char kThreadName[] = "app";
 // What Panic_SetBreakOnPanic stores for true; what lies above 1 means the same.
 constexpr int kBreak = 2;
 
@@ -133,7 +132,7 @@ void Panic_PostPanicMsg(const char *format, ...) {
   Str_Vsnprintf(text, sizeof text, format, args);
   va_end(args);
   Msg_Append(MSGID(log.error.unrecoverable) "%s%s unrecoverable error: (%s)\n%s", Msg_Present() ? "\n" : "",
-             ProductState_GetName(), kThreadName, text);
+             ProductState_GetName(), VThread_CurName(), text);
   PanicAppendFiles();
   PanicAppendHowToCollect();
   Msg_Post(kErrorSeverity,

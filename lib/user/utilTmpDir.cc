@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -14,6 +15,7 @@
 #include "random.h"
 #include "str.h"
 #include "strutil.h"
+#include "syncMutex.h"
 #include "util.h"
 #include "util_misc.h"
 
@@ -22,9 +24,13 @@ namespace {
 constexpr char kProductPrefix[] = "ostrel";
 constexpr int kMaxRandomNames = 251;
 
-// The one safe directory of the process, made by the first request, tested again by each and replaced when it
-// fails the test. Null until then.
-char *safeTmpDir;
+// The one safe directory of the process and its lock, both made by the first request. The directory is tested
+// again by each request, and replaced when it fails the test.
+struct SafeTmpDir {
+  std::atomic<SyncMutex *> lock;
+  char *path;
+};
+SafeTmpDir safeTmpDir;
 
 // Whether the directory could be made, or is there and this user's alone.
 bool UtilAcceptableSafeTmpDir(const char *path, uid_t userId) {
@@ -136,19 +142,30 @@ char *UtilFindSafeTmpDir(bool useConf, uid_t userId) {
   return UtilCreateSafeTmpDir(base.get(), user.get(), userId);
 }
 
-}  // namespace
-
-char *Util_GetSafeTmpDir(bool useConf) {
+// Under the lock. A new string (free), or null with a warning.
+char *UtilTakeSafeTmpDir(bool useConf) {
   const uid_t userId = geteuid();
-  if (safeTmpDir == nullptr || !UtilAcceptableSafeTmpDir(safeTmpDir, userId)) {
+  if (safeTmpDir.path == nullptr || !UtilAcceptableSafeTmpDir(safeTmpDir.path, userId)) {
     char *found = UtilFindSafeTmpDir(useConf, userId);
     if (found == nullptr) {
       return nullptr;
     }
-    free(safeTmpDir);
-    safeTmpDir = found;
+    free(safeTmpDir.path);
+    safeTmpDir.path = found;
   }
-  return Util_SafeStrdup(safeTmpDir);
+  return Util_SafeStrdup(safeTmpDir.path);
+}
+
+}  // namespace
+
+char *Util_GetSafeTmpDir(bool useConf) {
+  SyncMutex *lock = SyncMutex_CreateSingleton(&safeTmpDir.lock);
+  if (!SyncMutex_Lock(lock)) {
+    return nullptr;
+  }
+  char *path = UtilTakeSafeTmpDir(useConf);
+  SyncMutex_Unlock(lock);
+  return path;
 }
 
 int Util_MakeSafeTemp(const char *tag, char **outName) {
