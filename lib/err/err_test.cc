@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "log.h"
+#include "panics.h"
 #include "testhost.h"
 
 namespace {
@@ -87,7 +88,8 @@ TEST(Err, EightThreadsGetTheSamePointers) {
 }
 
 TEST(ErrDeathTest, MinusOneIsNoErrorNumber) {
-  EXPECT_EXIT(Err_Errno2String(-1), testing::ExitedWithCode(255), "^ASSERT lib/err/err.cc:[0-9]+\n$");
+  EXPECT_EXIT(Err_Errno2String(-1), testing::ExitedWithCode(255),
+              testhost::Panics("^ASSERT lib/err/err.cc:[0-9]+\n$"));
 }
 
 }  // namespace

@@ -21,6 +21,7 @@
 
 #include "allocations.h"
 #include "owned.h"
+#include "panics.h"
 #include "testhost.h"
 
 namespace {
@@ -495,11 +496,11 @@ TEST(HashTable, AllocOnceLeavesNoOtherTableBehind) {
 
 TEST(HashTableDeathTest, AllocRefusesWhatIsNotAllowed) {
   EXPECT_EXIT(HashTable_Alloc(0, HASH_STRING_KEY, nullptr), testing::ExitedWithCode(255),
-              "^ASSERT lib/misc/hashTable.cc:[0-9]+\n$");
+              testhost::Panics("^ASSERT lib/misc/hashTable.cc:[0-9]+\n$"));
   EXPECT_EXIT(HashTable_Alloc(12, HASH_STRING_KEY, nullptr), testing::ExitedWithCode(255),
-              testing::Eq("HashTable_Alloc only takes powers of 2 \n"));
+              testhost::Panics(testing::Eq("HashTable_Alloc only takes powers of 2 \n")));
   EXPECT_EXIT(HashTable_Alloc(16, HASH_INT_KEY | HASH_FLAG_COPYKEY, nullptr), testing::ExitedWithCode(255),
-              "^ASSERT lib/misc/hashTable.cc:[0-9]+\n$");
+              testhost::Panics("^ASSERT lib/misc/hashTable.cc:[0-9]+\n$"));
   EXPECT_EXIT(HashTable_Alloc(16, 3, nullptr), testing::ExitedWithCode(255), "^ASSERT ");
   EXPECT_EXIT(HashTable_Alloc(16, 32, nullptr), testing::ExitedWithCode(255), "^ASSERT ");
 }
@@ -508,7 +509,7 @@ TEST(HashTableDeathTest, AnAtomicTableCannotBeEmptiedOrCounted) {
   static HashTable *table = HashTable_Alloc(16, HASH_STRING_KEY | HASH_FLAG_ATOMIC, nullptr);
   HashTable_Insert(table, "a", nullptr);
   const auto panics = testing::ExitedWithCode(255);
-  const char *text = "^ASSERT lib/misc/hashTable.cc:[0-9]+\n$";
+  const auto text = testhost::Panics("^ASSERT lib/misc/hashTable.cc:[0-9]+\n$");
   void **values = nullptr;
   void *value = nullptr;
   size_t count = 0;

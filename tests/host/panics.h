@@ -1,13 +1,12 @@
 // What a program that panics writes on standard error.
 //
-//   EXPECT_EXIT(Path(nullptr), testing::ExitedWithCode(255), testhost::Panics("^ASSERT lib/x\\.cc:[0-9]+\n$"));
+//   EXPECT_EXIT(Path(nullptr), ExitedWithCode(255), testhost::Panics("^ASSERT lib/x\\.cc:[0-9]+\n$"));
 //
-// Behind its text a panic posts what happened to the user. This takes posts away wherever they stand, looks at
-// each of them, and holds the rest against a regular expression or a matcher.
+// Behind its text a panic posts what happened to the user. This takes posts away wherever they stand, looks
+// at each of them, and holds the rest against a regular expression or a matcher.
 #ifndef OST_TESTS_HOST_PANICS_H
 #define OST_TESTS_HOST_PANICS_H
 
-#include <gmock/gmock-matchers.h>
 #include <gtest/gtest.h>
 
 #include <ostream>
@@ -20,7 +19,7 @@ namespace testhost {
 // Takes the posts out of an output. What isn't posted as it should be stays.
 inline std::string WithoutPosts(const std::string &output) {
   static const std::regex kPost(
-      "\n[^\n]* Error:\n[^\n]* unrecoverable error: \\([^\n]*\\)\n"
+      "\n[^\n]* Error:\n(?:[^]*?\n)??[^\n]* unrecoverable error: \\([^\n]*\\)\n"
       "([^]*?)(?:A log file is available in \"[^\n]*\"\\.  )?(?:A core file is available in \"[^\n]*\"\\.  )?"
       "You can request support[^.]*\\.  \nTo collect data to submit to Ostrel support, [^\n]*\n"
       "We will respond on the basis of your support entitlement\\.\n\n");
@@ -61,6 +60,10 @@ inline testing::Matcher<const std::string &> Panics(testing::Matcher<const std::
 
 inline testing::Matcher<const std::string &> Panics(const std::string &regex) {
   return Panics(testing::Matcher<const std::string &>(testing::ContainsRegex(regex)));
+}
+
+inline testing::Matcher<const std::string &> Panics(const char *regex) {
+  return Panics(std::string(regex));
 }
 
 }  // namespace testhost
