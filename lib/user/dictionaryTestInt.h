@@ -33,6 +33,7 @@ class DictionaryHost : public ::testing::Test {
     testhost::Host host;
     host.Directory("/t");
     host.Enter();
+    Preference_DisablePolling();
     ASSERT_TRUE(Preference_Init());
     ASSERT_TRUE(Log_Init(nullptr, "setup.log.filename", "setup"));
     // Numbers in messages don't depend on what stands before the log's first line.

@@ -123,6 +123,19 @@ TEST_F(DictionaryEntries, TakeTheirOwnValueBack) {
   EXPECT_EQ(GetText("a"), "x");
 }
 
+TEST_F(DictionaryEntries, StayWhereTheyAreWhenSetToTheirEqual) {
+  Set<const char *>("x", DICT_STRING, "s");
+  Set<double>(0.0, DICT_DOUBLE, "d");
+  const char *text = Dictionary_GetAsString(Dict(), "s");
+  Set<const char *>("x", DICT_STRING, "s");
+  Dict_SetAny(Dict(), "x", "s");
+  Dictionary_SetFromString(Dict(), "s=x", false, true);
+  EXPECT_EQ(Dictionary_GetAsString(Dict(), "s"), text);
+  EXPECT_STREQ(text, "x");
+  Set<double>(-0.0, DICT_DOUBLE, "d");
+  EXPECT_EQ(GetText("d"), "0");
+}
+
 TEST_F(DictionaryEntries, AreModifiedAsAHeaderOnlyByAnotherValue) {
   EXPECT_TRUE(Load("a = x\nb = x\n"));
   Set<const char *>("x", DICT_STRING | DICT_FLAG_HEADER, "a");

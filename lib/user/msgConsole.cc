@@ -148,10 +148,10 @@ MsgHintResult ConsoleHint(int hintType, const char *, const char *text) {
 int ConsoleProgress(const char *, const char *text, int percent, bool) {
   static char current[kProgressTextSize];
   if (percent < 0) {
-    Str_Snprintf(current, sizeof current, "%s", text);
+    Str_Sprintf(current, sizeof current, "%.*s", static_cast<int>(sizeof current - 1), text);
   }
   char shown[kProgressTextSize];
-  Str_Snprintf(shown, sizeof shown, "%.*s (%d%%)", kProgressShown, current, percent);
+  Str_Sprintf(shown, sizeof shown, "%.*s (%d%%)", kProgressShown, current, percent);
   Print("\r%-*.*s", kProgressLine, kProgressLine, shown);
   if (percent > 100) {
     Print("\n");

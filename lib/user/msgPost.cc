@@ -1,6 +1,5 @@
 // Posts.
 
-#include "config.h"
 #include "log.h"
 #include "msgInt.h"
 #include "panicUser.h"
@@ -34,11 +33,11 @@ void Post(int severity, const MsgList &message) {
   MsgState *msg = MsgGetState();
   const OwnedMsgList messages(Msg_DetachMsgList());
   MsgLogList("Msg_Post", MsgSeverityTitle(severity), messages.get());
-  if (Config_GetBool(false, "msg.autoAnswer")) {
+  if (MsgGetSetting("msg.autoAnswer")) {
     return;
   }
-  if (severity != kError && Config_GetBool(false, "msg.noOK")) {
-    if (!Config_GetBool(false, "msg.noOKnoWarning")) {
+  if (severity != kError && MsgGetSetting("msg.noOK")) {
+    if (!MsgGetSetting("msg.noOKnoWarning")) {
       Warning("MSG: %s\n", MsgRenderNew(messages.get(), msg->dictionary.get()).get());
     }
     return;

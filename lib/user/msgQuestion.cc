@@ -38,7 +38,7 @@ std::optional<int> ConfiguredAnswer(const char *const *names, const char *id) {
 // The answer of preferences, to this question or to all.
 std::optional<int> PresetAnswer(const char *const *names, int defaultAnswer, const char *id) {
   std::optional<int> answer = ConfiguredAnswer(names, id);
-  if (!answer && Config_GetBool(false, "msg.autoAnswer")) {
+  if (!answer && MsgGetSetting("msg.autoAnswer")) {
     Log("%s: Using builtin default '%s' as the answer for '%s'\n", kAnsweredBy,
         Msg_GetString(names[defaultAnswer]), id);
     answer = defaultAnswer;
@@ -101,7 +101,7 @@ MsgHintResult Msg_Hint(bool defaultShow, int hintType, const char *idFormat, ...
 
 MsgHintResult Msg_HintMsgList(bool, int hintType, MsgList *message) {
   ASSERT(hintType >= MSG_HINT_TYPE_OK && hintType <= MSG_HINT_TYPE_OK_CANCEL);
-  if (Config_GetBool(false, "msg.autoAnswer") || Config_GetBool(false, "msg.noOK")) {
+  if (MsgGetSetting("msg.autoAnswer") || MsgGetSetting("msg.noOK")) {
     LogHint(message, "not ");
     return MSG_HINT_NOT_SHOWN;
   }

@@ -37,6 +37,7 @@ class MsgHost : public ::testing::Test {
     host.Enter();
     setenv("HOME", "/root", 1);
     ProductState_Set(0, "Ostrel Bench", nullptr, 0, 0);
+    Preference_DisablePolling();
     ASSERT_TRUE(Preference_Init());
     ASSERT_TRUE(Log_Init(nullptr, "setup.log.filename", "setup"));
     Log("start\n");
