@@ -200,7 +200,7 @@ void Append(const std::string &format) {
 }
 
 TEST(MsgDeathTest, AFormatWithoutAnIdStopsTheProgram) {
-  const std::string text = PanicIn("ASSERT", "msgList");
+  const auto text = PanicIn("ASSERT", "msgList");
   EXPECT_EXIT(Append("plain"), kPanics, text);
   EXPECT_EXIT(Append(""), kPanics, text);
   EXPECT_EXIT(Append("@&!*@*@"), kPanics, text);
