@@ -43,6 +43,10 @@ class PanicPost : public testing::Test {
     setenv("HOME", "/root", 1);
     ProductState_Set(0, "Bench", nullptr, 0, 0);
   }
+  static void StartPreferences() {
+    Preference_DisablePolling();
+    ASSERT_TRUE(Preference_Init());
+  }
   static std::string StartLog() {
     EXPECT_TRUE(Log_Init(nullptr, "setup.log.filename", "setup"));
     return Log_GetFileName();
@@ -197,7 +201,7 @@ TEST_F(PanicSettings, KeepWhatIsSet) {
 }
 
 TEST_F(PanicSettings, AreReadFromTheConfiguration) {
-  ASSERT_TRUE(Preference_Init());
+  StartPreferences();
   Panic_LoadState();
   EXPECT_FALSE(Panic_GetCoreDumpOnPanic());
   EXPECT_TRUE(Panic_GetBreakOnPanic());
@@ -205,7 +209,7 @@ TEST_F(PanicSettings, AreReadFromTheConfiguration) {
 }
 
 TEST_F(PanicSettings, AValueOf1IsNoBreak) {
-  ASSERT_TRUE(Preference_Init());
+  StartPreferences();
   Preference_SetFromString("panic.breakOnPanic=1", true);
   Panic_LoadState();
   EXPECT_FALSE(Panic_GetBreakOnPanic());
@@ -222,7 +226,7 @@ TEST_F(PanicSettings, HaveDefaultsWithoutAConfiguration) {
 }
 
 TEST_F(PanicSettings, APanicWaitsForADebuggerThatClearsTheSetting) {
-  ASSERT_TRUE(Preference_Init());
+  StartPreferences();
   Panic_LoadState();
   const auto start = std::chrono::steady_clock::now();
   // Stands for the debugger.

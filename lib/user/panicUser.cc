@@ -83,17 +83,19 @@ void PanicAppendFiles() {
 }
 
 void PanicAppendHowToCollect() {
+  // A line break inside an id would be a blank of the id.
+  // clang-format off
   if ((ProductState_GetCapabilities() & kCapabilityViewer) != 0) {
-    Msg_Append(MSGID(panic.requestSupport.ostSupport.windowsOrLinux.viewer) "\nTo collect data to submit to "
-                                                                            "Ostrel support, run "
-                                                                            "\"ost-support\".\n");
+    Msg_Append(
+        MSGID(panic.requestSupport.ostSupport.windowsOrLinux.viewer)
+        "\nTo collect data to submit to Ostrel support, run \"ost-support\".\n");
   } else {
-    Msg_Append(MSGID(
-        panic.requestSupport.ostSupport
-            .linux) "\nTo collect data to submit to Ostrel support, select Help > "
-                    "About and click \"Collect Support Data\". You can also run "
-                    "the \"ost-support\" script in the Bench folder directly.\n");
+    Msg_Append(
+        MSGID(panic.requestSupport.ostSupport.linux)
+        "\nTo collect data to submit to Ostrel support, select Help > About and click "
+        "\"Collect Support Data\". You can also run the \"ost-support\" script in the Bench folder directly.\n");
   }
+  // clang-format on
 }
 
 }  // namespace
