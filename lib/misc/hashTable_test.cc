@@ -408,7 +408,8 @@ TEST(HashTable, ToArrayOfAnEmptyTableHasNoValues) {
 }
 
 TEST(HashTableDeathTest, StopsAtEachAllocationThatFails) {
-  const std::string text = "Unrecoverable memory allocation failure at lib/misc/hashTable.cc:[0-9]+\n$";
+  const auto text =
+      testhost::Panics("Unrecoverable memory allocation failure at lib/misc/hashTable.cc:[0-9]+\n$");
   for (const int flags : {static_cast<int>(HASH_FLAG_COPYKEY), HASH_FLAG_COPYKEY | HASH_FLAG_ATOMIC}) {
     const auto fill = [&] {
       static std::array<HashTable *, 3> kept;  // an atomic table can't be freed
@@ -442,7 +443,7 @@ TEST(HashTableDeathTest, StopsWhenThereIsNoMemoryForTheArray) {
         HashTable_ToArray(table.get(), &values, &count);
       },
       testing::ExitedWithCode(255),
-      "Unrecoverable memory allocation failure at lib/misc/hashTable.cc:[0-9]+\n$");
+      testhost::Panics("Unrecoverable memory allocation failure at lib/misc/hashTable.cc:[0-9]+\n$"));
 }
 
 TEST(HashTable, AnInsertionThatComesTooLateLooksAgain) {

@@ -217,9 +217,11 @@ TEST(SafeTmpDir, AUserWhoseRecordIsOfUnknownSizeGetsTheNumber) {
 std::string ErrorsWithoutMemory(size_t nth) {
   const pid_t child = fork();
   if (child == 0) {
-    freopen("/tmp/errors", "w", stderr);
+    EXPECT_NE(freopen("/tmp/errors", "w", stderr), nullptr);
     const testhost::AllocationFault fault(nth);
-    _exit(SafeTmpDir() == "/tmp/base/ostrel-uid-0" ? 0 : 1);
+    const bool isNumbered = SafeTmpDir() == "/tmp/base/ostrel-uid-0";
+    fflush(stderr);
+    _exit(isNumbered ? 0 : 1);
   }
   int status = 0;
   EXPECT_EQ(waitpid(child, &status, 0), child);
