@@ -33,7 +33,7 @@ uint64_t counter;
 
 void BM_Ours_Loop_Lock(benchmark::State &state) {
   SyncMutex &mutex = Mutex();
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(SyncMutex_Lock(&mutex));
     benchmark::DoNotOptimize(++counter);
     SyncMutex_Unlock(&mutex);
@@ -49,7 +49,7 @@ BENCHMARK(BM_Ours_Loop_Lock)
     ->Threads(8);
 
 void BM_Peer_pthread_Loop_Lock(benchmark::State &state) {
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(pthread_mutex_lock(&peer));
     benchmark::DoNotOptimize(++counter);
     pthread_mutex_unlock(&peer);
@@ -65,7 +65,7 @@ BENCHMARK(BM_Peer_pthread_Loop_Lock)
 
 void BM_Ours_Loop_TryLock(benchmark::State &state) {
   SyncMutex &mutex = Mutex();
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(SyncMutex_Trylock(&mutex));
     SyncMutex_Unlock(&mutex);
   }
@@ -73,7 +73,7 @@ void BM_Ours_Loop_TryLock(benchmark::State &state) {
 BENCHMARK(BM_Ours_Loop_TryLock);
 
 void BM_Peer_pthread_Loop_TryLock(benchmark::State &state) {
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(pthread_mutex_trylock(&peer));
     pthread_mutex_unlock(&peer);
   }
@@ -83,7 +83,7 @@ BENCHMARK(BM_Peer_pthread_Loop_TryLock);
 // Taken so often by its owner before it is left as often.
 void BM_Ours_Loop_RecursiveLock(benchmark::State &state) {
   SyncRecMutex &mutex = RecMutex();
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     for (int64_t depth = 0; depth < state.range(0); depth++) {
       benchmark::DoNotOptimize(SyncRecMutex_Lock(&mutex));
     }
@@ -96,7 +96,7 @@ BENCHMARK(BM_Ours_Loop_RecursiveLock)->Arg(1)->Arg(3)->Arg(30);
 
 void BM_Peer_pthread_Loop_RecursiveLock(benchmark::State &state) {
   pthread_mutex_t &mutex = PeerRecMutex();
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     for (int64_t depth = 0; depth < state.range(0); depth++) {
       benchmark::DoNotOptimize(pthread_mutex_lock(&mutex));
     }
