@@ -56,6 +56,20 @@ TEST_F(DictionaryEntries, CopyADefaultText) {
   EXPECT_EQ(Dictionary_Get(Dict(), nullptr, DICT_STRING, "a"), slot);
 }
 
+TEST_F(DictionaryEntries, AreFoundOnlyWhenDefined) {
+  const int32_t value = 5;
+  EXPECT_EQ(Dictionary_GetDefined(Dict(), &value, DICT_LONG, "a"), nullptr);
+  EXPECT_TRUE(Load("a = 7\nb = x\n"));
+  void *slot = Dictionary_GetDefined(Dict(), &value, DICT_LONG, "A");
+  ASSERT_NE(slot, nullptr);
+  EXPECT_EQ(*static_cast<int32_t *>(slot), 7);
+  slot = Dictionary_GetDefined(Dict(), &value, DICT_LONG, "b");
+  ASSERT_NE(slot, nullptr);
+  EXPECT_EQ(*static_cast<int32_t *>(slot), 5);
+  EXPECT_EQ(Dictionary_GetDefined(Dict(), &value, DICT_LONG, "c"), nullptr);
+  EXPECT_EQ(Entries(true), "a=7;b=5;");
+}
+
 TEST_F(DictionaryEntries, StopTheProgramWithoutADefault) {
   EXPECT_EXIT(Dictionary_Get(Dict(), nullptr, DICT_LONG, "a"), kPanics, AssertIn("dictionary"));
 }
