@@ -45,6 +45,9 @@ void DictionaryCheckName(const Dictionary *dict, const char *name) {
 
 DictEntry *DictionaryFind(const Dictionary *dict, const char *name) {
   DictionaryCheckName(dict, name);
+  if (dict->entryCount == 0) {
+    return nullptr;
+  }
   void *entry = nullptr;
   HashTable_Lookup(dict->entryTable, name, &entry);
   return static_cast<DictEntry *>(entry);
@@ -248,14 +251,25 @@ void Dictionary_Clear(Dictionary *dict) {
 }
 
 void *Dictionary_Get(Dictionary *dict, const void *defaultValue, uint32_t typeAndFlags, const char *name) {
+  void *slot = Dictionary_GetDefined(dict, defaultValue, typeAndFlags, name);
+  if (slot != nullptr) {
+    return slot;
+  }
+  ASSERT(defaultValue != nullptr);
+  DictEntry *entry = DictionaryAddCopy(dict, name, defaultValue, typeAndFlags & kDictTypeMask);
+  entry->isDefault = true;
+  entry->plain = (typeAndFlags & DICT_FLAG_PLAIN) != 0;
+  return &entry->value;
+}
+
+void *Dictionary_GetDefined(Dictionary *dict, const void *defaultValue, uint32_t typeAndFlags,
+                            const char *name) {
   const uint32_t type = typeAndFlags & kDictTypeMask;
   DictEntry *entry = DictionaryFindVisible(dict, name, typeAndFlags);
   if (entry == nullptr) {
-    ASSERT(defaultValue != nullptr);
-    entry = DictionaryAddCopy(dict, name, defaultValue, type);
-    entry->isDefault = true;
-    entry->plain = (typeAndFlags & DICT_FLAG_PLAIN) != 0;
-  } else if (entry->type == DICT_ANY && type != DICT_ANY) {
+    return nullptr;
+  }
+  if (entry->type == DICT_ANY && type != DICT_ANY) {
     DictionaryResolveEntry(entry, defaultValue, type);
   }
   ASSERT_BUG(1, type == DICT_ANY || entry->type == type);
