@@ -5,8 +5,8 @@
 #include "ostpoll.h"
 #include "panicUser.h"
 
-// One implementation of Poll. The contracts are those of poll.h; the flags of a device tell whether it is to
-// be read or written.
+// One implementation of Poll. The contracts are those of ostpoll.h; the flags of a device tell whether it is
+// to be read or written.
 struct PollImpl {
   void (*init)();
   void (*exit)();
