@@ -25,7 +25,6 @@ void LogFreeNames(LogState *state) {
 
 void LogSetConfig(LogState *state, bool enable, bool append, int32_t keepOld, uint64_t rotateSize,
                   bool fastRotation) {
-  state->enable = enable;
   state->append = append;
   state->keepOld = keepOld;
   state->rotateSize = rotateSize;
@@ -35,6 +34,8 @@ void LogSetConfig(LogState *state, bool enable, bool append, int32_t keepOld, ui
   state->millisec = Config_GetBool(true, "log.millisec");
   state->threadName = Config_GetBool(true, "log.threadName");
   LogReadThrottle(logThrottleKeys, &state->throttle);
+  // At last, so that what the reading of settings logs on the way is as late as they are.
+  state->enable = enable;
 }
 
 void LogDestroyMutex(LogState *state) {

@@ -1,7 +1,6 @@
 #include "log.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -12,71 +11,14 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
-#include <regex>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "msg.h"
-#include "testhost.h"
+#include "logTestInt.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-
-constexpr char kPrefix[] = R"([A-Z][a-z]{2} [0-3][0-9] [0-2][0-9]:[0-5][0-9]:[0-6][0-9]\.[0-9]{3}: app\| )";
-constexpr size_t kBannerLines = 3;
-
-void EnterHost() {
-  testhost::Host host;
-  host.Directory("/tmp/logs");
-  host.Enter();
-}
-
-void StartLog() {
-  ASSERT_TRUE(Log_Init(nullptr, "setup.log.filename", "setup"));
-}
-
-// The log's lines, the last of them also without a line feed.
-std::vector<std::string> Lines(const std::string &path) {
-  std::istringstream stream(testhost::ReadFile(path));
-  std::vector<std::string> lines;
-  for (std::string line; std::getline(stream, line);) {
-    lines.push_back(line);
-  }
-  return lines;
-}
-
-// The lines behind the banner, each checked for the prefix and then without it.
-std::vector<std::string> Texts(const std::string &path) {
-  const std::regex prefix(std::string("^") + kPrefix);
-  std::vector<std::string> texts;
-  const std::vector<std::string> lines = Lines(path);
-  for (size_t i = kBannerLines; i < lines.size(); i++) {
-    std::smatch match;
-    EXPECT_TRUE(std::regex_search(lines[i], match, prefix)) << lines[i];
-    texts.push_back(match.suffix());
-  }
-  return texts;
-}
-
-std::vector<std::string> Texts() {
-  return Texts(Log_GetFileName());
-}
-
-bool Matches(const std::string &text, const std::string &pattern) {
-  return std::regex_match(text, std::regex(pattern));
-}
-
-// What a call writes to standard error.
-template <typename Function>
-std::string OnStandardError(Function function) {
-  testing::internal::CaptureStderr();
-  function();
-  return testing::internal::GetCapturedStderr();
-}
-
-using Strings = std::vector<std::string>;
+using namespace logtest;
 
 TEST(Log, FileIsNamedByTheProcessInTheSafeDirectory) {
   EnterHost();
@@ -303,40 +245,26 @@ TEST(LogInit, EmptiesATemporaryFileThatIsThere) {
   EXPECT_EQ(testhost::ReadFile("/tmp/ostrel-root/setup-x.log"), "");
 }
 
-// What stays pending after a start that failed, as the next log shows it.
-Strings PendingAfterFailedStart(const char *name) {
-  EXPECT_FALSE(Log_Init(name, nullptr, "setup"));
-  EXPECT_EQ(Log_GetFileName(), nullptr);
-  EXPECT_TRUE(Msg_Present());
-  StartLog();
-  Msg_Reset(true);
-  return Texts();
-}
-
-Strings SwitchFailure(const std::string &name, const std::string &reason) {
-  return {"Msg_Reset:", reason,
-          "[msg.log.switchFailed] Unable to open the log file \"" + name +
-              "\". Make sure that the path specified for the log file is valid, and that you have write "
-              "privileges in this directory.",
-          "----------------------------------------"};
-}
-
 TEST(LogInit, RefusesASymbolicLink) {
   EnterHost();
   testhost::WriteFile("/tmp/logs/target", "precious\n");
   ASSERT_EQ(symlink("/tmp/logs/target", "/tmp/logs/my.log"), 0);
-  EXPECT_EQ(PendingAfterFailedStart("/tmp/logs/my.log"),
-            SwitchFailure("/tmp/logs/my.log",
-                          "[msg.log.openIsLink] Log file '/tmp/logs/my.log' is a symbolic link."));
+  EXPECT_FALSE(Log_Init(kLog, nullptr, "setup"));
+  EXPECT_EQ(TakeMessages(), (Strings{"msg.log.openIsLink", "msg.log.switchFailed",
+                                     "Log file '/tmp/logs/my.log' is a symbolic link.\n" +
+                                         SwitchFailedText(kLog)}));
+  EXPECT_EQ(Log_GetFileName(), nullptr);
   EXPECT_EQ(testhost::ReadFile("/tmp/logs/target"), "precious\n");
 }
 
 TEST(LogInit, RefusesAFileThatCannotBeOpened) {
   EnterHost();
-  EXPECT_EQ(PendingAfterFailedStart("/tmp/logs/no/my.log"),
-            SwitchFailure("/tmp/logs/no/my.log",
-                          "[msg.log.openFailed] Cannot open or create the log file '/tmp/logs/no/my.log': No "
-                          "such file or directory"));
+  constexpr char kName[] = "/tmp/logs/no/my.log";
+  EXPECT_FALSE(Log_Init(kName, nullptr, "setup"));
+  EXPECT_EQ(TakeMessages(),
+            (Strings{"msg.log.openFailed", "msg.log.switchFailed",
+                     "Cannot open or create the log file '/tmp/logs/no/my.log': No such file or directory\n" +
+                         SwitchFailedText(kName)}));
 }
 
 TEST(LogInit, AFailedStartLeavesTheProcessRunning) {
@@ -367,7 +295,7 @@ TEST(LogInitDeathTest, StartsOnlyOnce) {
   EnterHost();
   StartLog();
   EXPECT_EXIT(Log_Init("/tmp/logs/other.log", nullptr, "setup"), testing::ExitedWithCode(255),
-              "^ASSERT lib/log/log.cc:[0-9]+\n$");
+              "^ASSERT lib/log/logConfig.cc:[0-9]+\n$");
 }
 
 TEST(LogInitDeathTest, NeedsATemporaryDirectory) {
