@@ -94,7 +94,8 @@ inline Strings TakeMessages() {
 
 inline std::string SwitchFailedText(const std::string &name) {
   return "Unable to open the log file \"" + name +
-         "\". Make sure that the path specified for the log file is valid, and that you have write privileges "
+         "\". Make sure that the path specified for the log file is valid, and that you have write "
+         "privileges "
          "in this directory.\n";
 }
 
