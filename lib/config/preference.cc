@@ -9,8 +9,10 @@
 
 #include "dictType.h"
 #include "dictionary.h"
+#include "hostinfoTime.h"
 #include "log.h"
 #include "msg.h"
+#include "ostpoll.h"
 #include "owned.h"
 #include "panicUser.h"
 #include "posixPosix.h"
@@ -45,6 +47,15 @@ constexpr const char *kHeaderLines[] = {
 };
 // What the messages of a bad value are looked up by: a log line for each of them would have no end.
 constexpr char kQuietPrefix[] = "msg.dictionary.error";
+
+constexpr int32_t kMaxFailedLoads = 60;
+constexpr int kError = 3;
+constexpr double kMinDelayMs = 1000;
+constexpr double kMaxDelayMs = 900000;
+constexpr int kMicrosecondsPerMs = 1000;
+constexpr double kNewTickShare = 0.25;
+// A tick may take this share of the time between two ticks.
+constexpr double kDelayPerTick = 100;
 
 struct PreferenceState {
   bool initialized;
@@ -165,6 +176,59 @@ bool PreferenceLoadUser(bool initial) {
   return true;
 }
 
+// ---- Loading again
+
+void PreferenceReloadFailed(int64_t mtime) {
+  state->failedLoadCount++;
+  if (state->failedLoadCount < kMaxFailedLoads) {
+    Msg_Reset(true);
+    Log("PREF Failed to load %d time(s).\n", state->failedLoadCount);
+    return;
+  }
+  state->failedLoadCount = 0;
+  // So that this file isn't tried again.
+  state->userPrefsMtime = mtime;
+  Msg_Post(kError, MSGID(preference.readFailed) "Unable to read user preferences.\n");
+}
+
+void PreferenceReloadIfChanged() {
+  const char *path = state->paths[USER_PREFERENCES];
+  struct stat data {};
+  if (path == nullptr || Posix_Stat(path, &data) == -1 || data.st_mtime == state->userPrefsMtime) {
+    return;
+  }
+  if (PreferenceLoadUser(false)) {
+    state->failedLoadCount = 0;
+  } else {
+    PreferenceReloadFailed(data.st_mtime);
+  }
+}
+
+void PreferenceTick(void *clientData);
+
+PollClassSet PreferencePollClasses() {
+  return {{state->pollClass, 0}};
+}
+
+void PreferenceArmTimer(double delayMs) {
+  if (state->pollingDisabled) {
+    return;
+  }
+  const double delay = std::clamp(delayMs, kMinDelayMs, kMaxDelayMs) * kMicrosecondsPerMs;
+  Poll_AddCallback(PreferencePollClasses(), 0, PreferenceTick, nullptr, POLL_TYPE_TIMER,
+                   static_cast<int>(delay), nullptr);
+}
+
+// NOLINTNEXTLINE(misc-no-recursion): it is called by the loop, long after the call that registers it.
+void PreferenceTick(void * /*clientData*/) {
+  const int64_t start = Hostinfo_SystemTimerUS();
+  PreferenceReloadIfChanged();
+  const double elapsedMs =
+      static_cast<double>(Hostinfo_SystemTimerUS() - start) / static_cast<double>(kMicrosecondsPerMs);
+  state->reloadMsAverage += (elapsedMs - state->reloadMsAverage) * kNewTickShare;
+  PreferenceArmTimer(state->reloadMsAverage * kDelayPerTick);
+}
+
 // ---- Reading
 
 void PreferenceLogEarly(const char *key) {
@@ -231,12 +295,16 @@ bool Preference_Init() {
     Log("PREF Failed to load user preferences.\n");
   }
   state->initialized = true;
+  PreferenceArmTimer(0);
   return true;
 }
 
 void Preference_Exit() {
   if (state == nullptr) {
     return;
+  }
+  if (!state->pollingDisabled) {
+    Poll_RemoveCallback(PreferencePollClasses(), 0, PreferenceTick, nullptr, POLL_TYPE_TIMER);
   }
   PreferenceState *old = state;
   state = nullptr;

@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "config.h"
 #include "msgInt.h"
 #include "msgListInt.h"
 #include "panicUser.h"
@@ -32,6 +33,18 @@ MsgState *MsgGetState() {
     state = new MsgState;
   }
   return state;
+}
+
+bool MsgGetSetting(const char *key) {
+  MsgState *msg = MsgGetState();
+  // A bad value is told by a post, which would read it again.
+  if (msg->readsSetting) {
+    return false;
+  }
+  msg->readsSetting = true;
+  const bool value = Config_GetBool(false, "%s", key);
+  msg->readsSetting = false;
+  return value;
 }
 
 MsgList *Msg_Append(const char *idFormat, ...) {

@@ -21,6 +21,7 @@ struct MsgState {
   OwnedString locale;
   OwnedDictionary dictionary;                       // the catalogue, or null
   const char *severityTitles[MSG_SEVERITIES] = {};  // filled by the first post
+  bool readsSetting = false;
 
   MsgState();
   MsgState(const MsgState &) = delete;
@@ -29,6 +30,8 @@ struct MsgState {
 };
 
 MsgState *MsgGetState();
+// A setting that answers for the user; false unless it is set.
+bool MsgGetSetting(const char *key);
 
 // The table of the terminal.
 extern const MsgCallback msgConsoleCallback;

@@ -27,21 +27,17 @@ void FillTitles(MsgState *msg) {
   }
 }
 
-bool ConfigBool(const char *) {
-  return false;
-}
-
 // Posts all that is pending, in the name of its last message.
 void Post(int severity, const MsgList &message) {
   ASSERT(severity >= 0 && severity < MSG_SEVERITIES);
   MsgState *msg = MsgGetState();
   const OwnedMsgList messages(Msg_DetachMsgList());
   MsgLogList("Msg_Post", MsgSeverityTitle(severity), messages.get());
-  if (ConfigBool("msg.autoAnswer")) {
+  if (MsgGetSetting("msg.autoAnswer")) {
     return;
   }
-  if (severity != kError && ConfigBool("msg.noOK")) {
-    if (!ConfigBool("msg.noOKnoWarning")) {
+  if (severity != kError && MsgGetSetting("msg.noOK")) {
+    if (!MsgGetSetting("msg.noOKnoWarning")) {
       Warning("MSG: %s\n", MsgRenderNew(messages.get(), msg->dictionary.get()).get());
     }
     return;
