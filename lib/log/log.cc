@@ -22,18 +22,24 @@ namespace {
 
 constexpr size_t kTextSize = 4096;
 constexpr size_t kMaxPrefix = 94;
-constexpr std::string_view kPrefixEnd = "| ";
+// What ends the time, and what ends the thread's name.
+constexpr size_t kEndLength = 2;
 
 struct LogPrefix {
   char text[kMaxPrefix + 1];
   size_t length;
 };
 
-// Appends as much of `text` as leaves room for `reserved` bytes.
-void LogPrefixAppend(LogPrefix *prefix, std::string_view text, size_t reserved = 0) {
-  const size_t length = std::min(text.size(), kMaxPrefix - reserved - prefix->length);
+// Appends as much of `text` as leaves room for the end.
+void LogPrefixAppend(LogPrefix *prefix, std::string_view text) {
+  const size_t length = std::min(text.size(), kMaxPrefix - kEndLength - prefix->length);
   memcpy(prefix->text + prefix->length, text.data(), length);
   prefix->length += length;
+}
+
+void LogPrefixEnd(LogPrefix *prefix, char mark) {
+  prefix->text[prefix->length++] = mark;
+  prefix->text[prefix->length++] = ' ';
 }
 
 // Formatting the time of day costs as much as writing the line, so a second's text is made once.
@@ -53,9 +59,11 @@ void LogMakeStamp(LogStamp *stamp, const timeval &now, int64_t nowMs, bool milli
   stamp->length = stamp->secondLength;
   stamp->timeMs = nowMs;
   if (millisec) {
-    char *digits = stamp->text + stamp->length;
-    Str_Snprintf(digits, sizeof stamp->text - stamp->length, ".%03d", static_cast<int>(nowMs % 1000));
-    stamp->length += strlen(digits);
+    // ".%03d" by hand, for each line pays for it.
+    const auto value = static_cast<unsigned>(nowMs % 1000);
+    for (const unsigned c : {unsigned{'.'}, '0' + value / 100, '0' + value / 10 % 10, '0' + value % 10}) {
+      stamp->text[stamp->length++] = static_cast<char>(c);
+    }
   }
 }
 
@@ -82,7 +90,7 @@ void LogPrefixAppendTime(LogPrefix *prefix, LogState *state) {
     LogMakeStamp(&state->stamp, now, nowMs, state->millisec);
     LogPrefixAppend(prefix, {state->stamp.text, state->stamp.length});
   }
-  LogPrefixAppend(prefix, ": ");
+  LogPrefixEnd(prefix, ':');
 }
 
 LogPrefix LogMakePrefix(LogState *state) {
@@ -95,8 +103,8 @@ LogPrefix LogMakePrefix(LogState *state) {
       LogPrefixAppendTime(&prefix, state);
     }
     if (state->threadName) {
-      LogPrefixAppend(&prefix, VThread_CurName(), kPrefixEnd.size());
-      LogPrefixAppend(&prefix, kPrefixEnd);
+      LogPrefixAppend(&prefix, VThread_CurName());
+      LogPrefixEnd(&prefix, '|');
     }
   }
   prefix.text[prefix.length] = '\0';
@@ -145,6 +153,13 @@ void LogWriteChecked(LogState *state, std::string_view text, bool isGuest) {
   LogWrite(state, text, LogMayFlush(state, text, isGuest));
 }
 
+std::string_view LogFormat(char (&text)[kTextSize], const char *format, va_list args)
+    __attribute__((format(printf, 2, 0)));
+std::string_view LogFormat(char (&text)[kTextSize], const char *format, va_list args) {
+  const int length = Str_Vsnprintf(text, sizeof text, format, args);
+  return length == -1 ? std::string_view(text) : std::string_view(text, static_cast<size_t>(length));
+}
+
 void LogVLog(bool isGuest, const char *format, va_list args) __attribute__((format(printf, 2, 0)));
 void LogVLog(bool isGuest, const char *format, va_list args) {
   LogState *state = &logState;
@@ -157,8 +172,7 @@ void LogVLog(bool isGuest, const char *format, va_list args) {
   }
   const ErrnoKeeper keeper;
   char text[kTextSize];
-  Str_Vsnprintf(text, sizeof text, format, args);
-  LogWriteChecked(state, text, isGuest);
+  LogWriteChecked(state, LogFormat(text, format, args), isGuest);
 }
 
 void LogVWarning(const char *format, va_list args) __attribute__((format(printf, 1, 0)));
@@ -170,8 +184,7 @@ void LogVWarning(const char *format, va_list args) {
   }
   const ErrnoKeeper keeper;
   char text[kTextSize];
-  Str_Vsnprintf(text, sizeof text, format, args);
-  LogWriteChecked(state, text, false);
+  LogWriteChecked(state, LogFormat(text, format, args), false);
   if (!state->quiet) {
     fputs(text, stderr);
   }

@@ -20,8 +20,11 @@ void LogRingDrop(LogState *state, size_t size) {
 void LogRingDropOldestLine(LogState *state) {
   bool newline = false;
   while (!newline && state->ringCount > 0) {
-    newline = state->ringStart[state->ringRead] == '\n';
-    LogRingDrop(state, 1);
+    const char *start = state->ringStart + state->ringRead;
+    const size_t size = std::min(state->ringCount, kRingSize - state->ringRead);
+    const auto *end = static_cast<const char *>(memchr(start, '\n', size));
+    newline = end != nullptr;
+    LogRingDrop(state, newline ? static_cast<size_t>(end - start) + 1 : size);
   }
 }
 
@@ -40,7 +43,9 @@ void LogQueue(LogState *state, std::string_view piece) {
   }
   const size_t first = std::min(piece.size(), kRingSize - state->ringWrite);
   memcpy(state->ringStart + state->ringWrite, piece.data(), first);
-  memcpy(state->ringStart, piece.data() + first, piece.size() - first);
+  if (first < piece.size()) {
+    memcpy(state->ringStart, piece.data() + first, piece.size() - first);
+  }
   state->ringWrite = (state->ringWrite + piece.size()) % kRingSize;
   state->ringCount += piece.size();
 }

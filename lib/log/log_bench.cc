@@ -134,6 +134,7 @@ void BM_Ours_Config_LogThrottled(benchmark::State &state) {
   for (auto _ : state) {
     Log("%s\n", text.c_str());
   }
+  Log_DisableThrottling();
   StopLog();
 }
 BENCHMARK(BM_Ours_Config_LogThrottled)->Apply(Sizes);
