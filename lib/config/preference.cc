@@ -253,9 +253,13 @@ const void *PreferenceGet(const void *defaultValue, uint32_t typeAndFlags, const
     PreferenceLogEarly(key);
     return defaultValue;
   }
-  Dictionary *holder = PreferenceHolder(key);
-  return Dictionary_Get(holder != nullptr ? holder : state->layers[USER_PREFERENCES], defaultValue,
-                        typeAndFlags, key);
+  for (Dictionary *layer : state->layers) {
+    const void *slot = Dictionary_GetDefined(layer, defaultValue, typeAndFlags, key);
+    if (slot != nullptr) {
+      return slot;
+    }
+  }
+  return Dictionary_Get(state->layers[USER_PREFERENCES], defaultValue, typeAndFlags, key);
 }
 
 template <typename T>

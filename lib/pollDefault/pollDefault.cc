@@ -11,7 +11,6 @@ PollDefault pollDefault;
 namespace {
 
 constexpr unsigned kCheckInterval = 512;
-constexpr int kNoStateBug = 5101;
 constexpr int kNegativeDelayBug = 5102;
 constexpr int kNoTimeBug = 5103;
 

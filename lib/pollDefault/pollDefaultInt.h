@@ -15,6 +15,8 @@ constexpr unsigned kPollClasses = 5;
 constexpr int kPollTypes = 4;  // with 0, which is none
 constexpr int kPollMaxDevices = 512;
 
+constexpr int kNoStateBug = 5101;  // Poll was not started
+
 // Timers are kept in a list that is sorted by time, with express lanes above it: a quarter of a lane's timers
 // stand in the next one.
 constexpr int kPollTimerLanes = 7;
@@ -106,8 +108,8 @@ void PollDefaultUnlink(PollCallback *record);
 void PollDefaultLinkTimer(PollCallback *record);
 // Keeps the reference.
 void PollDefaultUnlinkTimer(PollCallback *record);
-// The next timer with this function and client data in the same bucket as `record`, or its first; null behind
-// the last. They come in no order.
+// The first of a chain, linked by `alike`, that holds all timers with this function and client data, in no
+// order, and a few others. Null when there are none.
 PollCallback *PollDefaultFirstAlike(PollFn func, const void *clientData);
 // Whether the one stands in front of the other in the queue.
 bool PollDefaultIsSooner(const PollCallback *one, const PollCallback *other);

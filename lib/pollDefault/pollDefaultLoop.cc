@@ -226,6 +226,7 @@ void RunTurn(const Turn &turn) {
 }  // namespace
 
 void PollDefaultLoop(bool loop, const volatile bool *exit, unsigned eventClass, int timeoutMicro) {
+  ASSERT_BUG(kNoStateBug, pollDefault.state != nullptr);
   ASSERT(timeoutMicro >= 0);
   if (IsAskedToReturn(exit)) {
     Warning("Poll: Asked to return before even starting!\n");

@@ -130,16 +130,6 @@ int OpenGeneration(const SyncWaitQ *queue, uint64_t sequence) {
   return fd;
 }
 
-// Gives up what was opened for a generation that has been woken meanwhile.
-void CloseGeneration(const SyncWaitQ *queue, uint64_t sequence, int fd) {
-  if (fd != -1) {
-    close(fd);
-  }
-  if (queue->pathName != nullptr) {
-    Posix_Unlink(FifoName(queue, sequence).get());
-  }
-}
-
 // A pipe that is readable, now by its byte and for ever by its end. Returns -1 with errno.
 int MakeReadablePipe() {
   Handles handles;
@@ -243,11 +233,11 @@ uint64_t NextGeneration(std::atomic<uint64_t> *sequence) {
   return old;
 }
 
-bool SyncWaitQWakeUpNamed(SyncWaitQ *queue) {
-  const OwnedString name = FifoName(queue, NextGeneration(&queue->sequence));
-  const int fd = Posix_Open(name.get(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+// Wakes those who wait on the FIFO of one generation, which is over, and deletes it.
+bool WakeFifo(const char *name) {
+  const int fd = Posix_Open(name, O_WRONLY | O_NONBLOCK | O_CLOEXEC);
   const int error = errno;
-  Posix_Unlink(name.get());
+  Posix_Unlink(name);
   if (fd != -1) {
     return SignalFifo(fd);
   }
@@ -257,6 +247,21 @@ bool SyncWaitQWakeUpNamed(SyncWaitQ *queue) {
   SyncWaitQPanicOnFdLimit(error);
   Warning("%s: open failed, %s (%d)\n", kWakeUpNamed, Err_Errno2String(error), error);
   return false;
+}
+
+bool SyncWaitQWakeUpNamed(SyncWaitQ *queue) {
+  return WakeFifo(FifoName(queue, NextGeneration(&queue->sequence)).get());
+}
+
+// Gives up what was opened for a generation that is over. Others may wait on its FIFO, and who ended it may
+// come to open it only now: who deletes it wakes them.
+void CloseGeneration(const SyncWaitQ *queue, uint64_t sequence, int fd) {
+  if (fd != -1) {
+    close(fd);
+  }
+  if (queue->pathName != nullptr) {
+    WakeFifo(FifoName(queue, sequence).get());
+  }
 }
 
 void DestroyHandles(const SyncWaitQ *queue) {

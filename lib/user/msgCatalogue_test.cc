@@ -1,6 +1,7 @@
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstring>
-#include <memory>
 
 #include "err.h"
 #include "msgTestInt.h"
@@ -190,11 +191,17 @@ TEST_F(MsgCatalogue, ThatIsBrokenLeavesTheDefaultWording) {
   EXPECT_EQ(Msg_GetLocale(), nullptr);
 }
 
-TEST_F(MsgCatalogue, ALibraryDirectoryThatIsNoneIsAFailure) {
+TEST_F(MsgCatalogue, ALibraryDirectoryThatCannotBeExpandedIsAFailure) {
   testhost::Host host;
-  host.File("(null)/messages/de/tool.ostmsg", kCatalogue);
-  Enter("libdir = \"/$a$a$a$a$a$a$a$a$a$a$a$a$a$a$a$a$a$a$a$a$a$a$a$a$a$a$a$a$a$a$a$a$a$a$a$a$a$a$a$a$a\"\n");
-  EXPECT_NE(Loaded("de", "tool").find("Cannot load message dictionary"), std::string::npos);
+  host.File("/t/(null)/messages/de/tool.ostmsg", kCatalogue);
+  std::string settings = "libdir = \"";
+  for (int i = 0; i < 101; i++) {
+    settings += "/$a";
+  }
+  Enter(settings + "\"\n", &host);
+  ASSERT_EQ(chdir("/t"), 0);
+  EXPECT_EQ(Loaded("de", "tool"), "Cannot load message dictionary \"(null)/messages/de/tool.ostmsg\".\n");
+  EXPECT_NE(Logged().find("[msg.util.expandStringTooManyChunks]"), std::string::npos);
   EXPECT_FALSE(Msg_Present());
   EXPECT_EQ(Msg_GetLocale(), nullptr);
 }

@@ -40,37 +40,54 @@ void Unlocalize(MsgFmt_Arg *arg) {
   arg->localString = nullptr;
 }
 
-// The text of one message. A wording of the catalogue that doesn't suit the values is a fault of its
-// translator, for which the default wording stands in.
-OwnedString RenderMessage(const MsgList &message, Dictionary *dictionary, size_t *length) {
+// Makes room for `length` bytes and a NUL behind what the buffer has.
+void Reserve(DynBuf *text, size_t length) {
+  const size_t needed = text->size + length + 1;
+  ASSERT_MEM_ALLOC(needed <= text->allocated || DynBuf_Enlarge(text, needed));
+}
+
+// Appends a message in this wording. Returns false when that doesn't suit the values.
+bool AppendMessage(const char *format, const MsgList &message, DynBuf *text) {
+  size_t length = 0;
+  for (;;) {
+    Reserve(text, length);
+    char *at = text->data + text->size;
+    const size_t room = text->allocated - text->size;
+    const int printed = MsgFmt_Snprintf(&at, room, format, message.args, message.numArgs);
+    if (printed < 0) {
+      return false;
+    }
+    length = static_cast<size_t>(printed);
+    if (length < room) {
+      text->size += length;
+      return true;
+    }
+  }
+}
+
+void RenderMessage(const MsgList &message, Dictionary *dictionary, DynBuf *text) {
   const char *local = MsgDictionaryText(dictionary, message.id);
-  OwnedString text;
-  if (local != nullptr) {
-    text.reset(MsgFmt_Asprintf(length, local, message.args, message.numArgs));
+  // A wording of the catalogue that doesn't suit the values is a fault of its translator, for which the
+  // default wording stands in.
+  if (local == nullptr || !AppendMessage(local, message, text)) {
+    ASSERT_MEM_ALLOC(AppendMessage(message.format, message, text));
   }
-  if (text == nullptr) {
-    text.reset(MsgFmt_Asprintf(length, message.format, message.args, message.numArgs));
-  }
-  ASSERT_MEM_ALLOC(text != nullptr);
-  return text;
 }
 
 }  // namespace
 
 void MsgRender(MsgList *messages, Dictionary *dictionary, DynBuf *text) {
+  Reserve(text, 0);
+  text->data[text->size] = '\0';
   for (; messages != nullptr; messages = messages->next) {
     for (int i = 0; i < messages->numArgs; i++) {
       Localize(&messages->args[i], dictionary);
     }
-    size_t length = 0;
-    const OwnedString rendered = RenderMessage(*messages, dictionary, &length);
+    RenderMessage(*messages, dictionary, text);
     for (int i = 0; i < messages->numArgs; i++) {
       Unlocalize(&messages->args[i]);
     }
-    DynBuf_SafeAppend(text, rendered.get(), length);
   }
-  DynBuf_SafeAppend(text, "", 1);
-  text->size--;
 }
 
 OwnedString MsgRenderNew(MsgList *messages, Dictionary *dictionary) {
