@@ -24,6 +24,7 @@ struct LogStamp {
 // The log of the process. Log_InitEx fills it; text that comes before that, and after Log_Exit while the
 // process's exit handlers run, uses it too, so it owns by plain pointers that no destructor clears. Its lock
 // guards all but what is atomic: those are read before, or instead of, taking it.
+// NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding): one record, in the order of what belongs together
 struct LogState {
   int32_t fd = -1;  // -1 for no file
   std::atomic<bool> quiet;

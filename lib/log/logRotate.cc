@@ -14,6 +14,7 @@
 #include "logInt.h"
 #include "owned.h"
 #include "posixPosix.h"
+#include "str.h"
 
 namespace {
 
@@ -82,12 +83,13 @@ bool LogFindSeries(const char *directory, const LogName &name, LogSeries *series
     Log("%s: failed to read the directory '%s'.\n", kFunction, directory);
     return false;
   }
-  const std::string pattern = LogQuoted(name.base) + "-%d" + LogQuoted(name.extension) + "%n";
+  const OwnedString pattern(Str_SafeAsprintf(nullptr, "%s-%%d%s%%n", LogQuoted(name.base).c_str(),
+                                             LogQuoted(name.extension).c_str()));
   *series = {};
   for (int i = 0; i < count; i++) {
     int number = 0;
     int length = -1;
-    if (sscanf(entries[i], pattern.c_str(), &number, &length) != 1 ||
+    if (sscanf(entries[i], pattern.get(), &number, &length) != 1 ||
         length != static_cast<int>(strlen(entries[i]))) {
       continue;
     }
