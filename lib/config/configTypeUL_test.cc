@@ -1,5 +1,6 @@
 #include "config.h"
 #include "dictionary.h"
+#include "panics.h"
 #include "preferenceTestInt.h"
 
 namespace {
@@ -70,31 +71,31 @@ TEST_F(Config, KeysOfSettingsReadWithoutAFormatKeepTheirBytes) {
 }
 
 TEST_F(Config, WrittenByTypeStopsTheProgram) {
-  constexpr char kStop[] = "^NOT_IMPLEMENTED lib/config/configTypeUL\\.cc:[0-9]+\n$";
+  const auto stop = testhost::Panics("^NOT_IMPLEMENTED lib/config/configTypeUL\\.cc:[0-9]+\n$");
   const char *const choices[] = {"a", nullptr};
-  EXPECT_EXIT(Config_GetStringEnum("a", choices, "%s", "x"), kPanics, kStop);
-  EXPECT_EXIT(Config_SetBool(true, "%s", "x"), kPanics, kStop);
-  EXPECT_EXIT(Config_SetLong(1, "%s", "x"), kPanics, kStop);
-  EXPECT_EXIT(Config_SetInt64(1, "%s", "x"), kPanics, kStop);
-  EXPECT_EXIT(Config_SetDouble(1, "%s", "x"), kPanics, kStop);
-  EXPECT_EXIT(Config_SetTriState(1, "%s", "x"), kPanics, kStop);
-  EXPECT_EXIT(Config_SetString("a", "%s", "x"), kPanics, kStop);
-  EXPECT_EXIT(Config_SetAny("a", "%s", "x"), kPanics, kStop);
+  EXPECT_EXIT(Config_GetStringEnum("a", choices, "%s", "x"), kPanics, stop);
+  EXPECT_EXIT(Config_SetBool(true, "%s", "x"), kPanics, stop);
+  EXPECT_EXIT(Config_SetLong(1, "%s", "x"), kPanics, stop);
+  EXPECT_EXIT(Config_SetInt64(1, "%s", "x"), kPanics, stop);
+  EXPECT_EXIT(Config_SetDouble(1, "%s", "x"), kPanics, stop);
+  EXPECT_EXIT(Config_SetTriState(1, "%s", "x"), kPanics, stop);
+  EXPECT_EXIT(Config_SetString("a", "%s", "x"), kPanics, stop);
+  EXPECT_EXIT(Config_SetAny("a", "%s", "x"), kPanics, stop);
 }
 
 TEST_F(Config, WrittenOtherwiseStopsTheProgram) {
-  constexpr char kStop[] = "^NOT_IMPLEMENTED lib/config/configUL\\.cc:[0-9]+\n$";
-  EXPECT_EXIT(Config_SetFromString("x=1", true), kPanics, kStop);
-  EXPECT_EXIT(Config_Unset("%s", "x"), kPanics, kStop);
-  EXPECT_EXIT(Config_UnsetPrefix("x"), kPanics, kStop);
-  EXPECT_EXIT(Config_Write(), kPanics, kStop);
+  const auto stop = testhost::Panics("^NOT_IMPLEMENTED lib/config/configUL\\.cc:[0-9]+\n$");
+  EXPECT_EXIT(Config_SetFromString("x=1", true), kPanics, stop);
+  EXPECT_EXIT(Config_Unset("%s", "x"), kPanics, stop);
+  EXPECT_EXIT(Config_UnsetPrefix("x"), kPanics, stop);
+  EXPECT_EXIT(Config_Write(), kPanics, stop);
 }
 
 TEST_F(Config, ReachedWithoutATypeStopsTheProgram) {
-  constexpr char kStop[] = "^NOT_REACHED lib/config/configUL\\.cc:[0-9]+\n$";
+  const auto stop = testhost::Panics("^NOT_REACHED lib/config/configUL\\.cc:[0-9]+\n$");
   const int32_t value = 1;
-  EXPECT_EXIT(Config_Get(&value, DICT_LONG, "x"), kPanics, kStop);
-  EXPECT_EXIT(Config_Set(&value, DICT_LONG, "x"), kPanics, kStop);
+  EXPECT_EXIT(Config_Get(&value, DICT_LONG, "x"), kPanics, stop);
+  EXPECT_EXIT(Config_Set(&value, DICT_LONG, "x"), kPanics, stop);
 }
 
 }  // namespace

@@ -78,7 +78,8 @@ bool Util_GetProcessName(pid_t pid, char *buffer, size_t bufferSize);
 // outCurrent  gets the limit that was found; may be null
 // outWanted   gets 2048; may be null
 //
-// Returns 0, or an errno value, with the reason in the log, when the limit stays too low.
+// Returns 0, also where the limit could be raised to the hard one alone, or an errno value with the reason in
+// the log.
 int Util_BumpNoFds(uint32_t *outCurrent, uint32_t *outWanted);
 
 // ---- Numbers and bytes

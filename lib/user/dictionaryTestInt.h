@@ -12,6 +12,7 @@
 #include "log.h"
 #include "msg.h"
 #include "owned.h"
+#include "panics.h"
 #include "preference.h"
 #include "testhost.h"
 
@@ -21,8 +22,8 @@ inline const auto kPanics = ::testing::ExitedWithCode(255);
 inline constexpr char kPath[] = "/t/file";
 
 // An assertion of a source of the dictionary.
-inline std::string AssertIn(const std::string &file) {
-  return "^ASSERT lib/user/" + file + "\\.cc:[0-9]+\n$";
+inline testing::Matcher<const std::string &> AssertIn(const std::string &file) {
+  return testhost::Panics("^ASSERT lib/user/" + file + "\\.cc:[0-9]+\n$");
 }
 
 // A host with preferences and a log, and an empty dictionary.

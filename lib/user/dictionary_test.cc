@@ -3,6 +3,7 @@
 #include "dictType.h"
 #include "dictionaryInt.h"
 #include "dictionaryTestInt.h"
+#include "panics.h"
 
 namespace {
 
@@ -80,7 +81,7 @@ TEST_F(DictionaryEntries, StopTheProgramWhenReadAsAnotherType) {
   const char *text = "";
   EXPECT_EQ(*static_cast<int32_t *>(Dictionary_Get(Dict(), &number, DICT_LONG, "a")), 1);
   EXPECT_EXIT(Dictionary_Get(Dict(), &text, DICT_STRING, "a"), kPanics,
-              "^ASSERT lib/user/dictionary.cc:[0-9]+ bugNr=[0-9]+\n$");
+              testhost::Panics("^ASSERT lib/user/dictionary.cc:[0-9]+ bugNr=[0-9]+\n$"));
   // Any type will do.
   EXPECT_EQ(*static_cast<int32_t *>(Dictionary_Get(Dict(), &text, DICT_ANY, "a")), 1);
 }
@@ -95,7 +96,7 @@ TEST_F(DictionaryEntries, StayWithoutATypeWhenReadAsAny) {
 
 TEST_F(DictionaryEntries, StopTheProgramForATypeThatThereIsNot) {
   const int64_t value = 0;
-  const char *reached = "^NOT_REACHED lib/user/dictionaryValue.cc:[0-9]+\n$";
+  const auto reached = testhost::Panics("^NOT_REACHED lib/user/dictionaryValue.cc:[0-9]+\n$");
   EXPECT_EXIT(Dictionary_Get(Dict(), &value, 7, "a"), kPanics, reached);
   EXPECT_EXIT(Dictionary_Set(Dict(), &value, 0xFFF, "a"), kPanics, reached);
   EXPECT_TRUE(Load("a = 1\n"));

@@ -10,6 +10,7 @@
 #include "log.h"
 #include "msg.h"
 #include "owned.h"
+#include "panics.h"
 #include "preference.h"
 #include "productState.h"
 #include "testhost.h"
@@ -19,8 +20,8 @@ namespace msgtest {
 inline const auto kPanics = ::testing::ExitedWithCode(255);
 
 // What a death test sees of a panic by name: "ASSERT lib/user/msg.cc:12".
-inline std::string PanicIn(const std::string &name, const std::string &file) {
-  return "(^|\n)" + name + " lib/user/" + file + "\\.cc:[0-9]+\n$";
+inline testing::Matcher<const std::string &> PanicIn(const std::string &name, const std::string &file) {
+  return testhost::Panics("(^|\n)" + name + " lib/user/" + file + "\\.cc:[0-9]+\n$");
 }
 
 // A host with a product, a log and the settings of the test.

@@ -170,22 +170,24 @@ MsgHintResult ListHint(int, MsgList *) {
 TEST(MsgDeathTest, ACallbackInNeitherFormStopsTheProgram) {
   MsgCallback builtIn;
   Msg_GetCallback(&builtIn);
+  // What is posted of it goes to the table that is refused.
+  const std::string text = "^ASSERT lib/user/msg\\.cc:[0-9]+\n";
   const auto set = [](const MsgCallback &callback) { Msg_SetCallback(&callback); };
   MsgCallback callback = builtIn;
   callback.post = nullptr;
-  EXPECT_EXIT(set(callback), kPanics, PanicIn("ASSERT", "msg"));
+  EXPECT_EXIT(set(callback), kPanics, text);
   callback.postList = ListPost;
   set(callback);
   callback.question = nullptr;
-  EXPECT_EXIT(set(callback), kPanics, PanicIn("ASSERT", "msg"));
+  EXPECT_EXIT(set(callback), kPanics, text);
   callback.questionList = ListQuestion;
   set(callback);
   callback.progress = nullptr;
-  EXPECT_EXIT(set(callback), kPanics, PanicIn("ASSERT", "msg"));
+  EXPECT_EXIT(set(callback), kPanics, text);
   callback.progressList = ListProgress;
   set(callback);
   callback.hint = nullptr;
-  EXPECT_EXIT(set(callback), kPanics, PanicIn("ASSERT", "msg"));
+  EXPECT_EXIT(set(callback), kPanics, text);
   callback.hintList = ListHint;
   set(callback);
   MsgCallback afterwards;
@@ -200,7 +202,7 @@ void Append(const std::string &format) {
 }
 
 TEST(MsgDeathTest, AFormatWithoutAnIdStopsTheProgram) {
-  const std::string text = PanicIn("ASSERT", "msgList");
+  const auto text = PanicIn("ASSERT", "msgList");
   EXPECT_EXIT(Append("plain"), kPanics, text);
   EXPECT_EXIT(Append(""), kPanics, text);
   EXPECT_EXIT(Append("@&!*@*@"), kPanics, text);
@@ -230,7 +232,7 @@ TEST(MsgDeathTest, RunningOutOfMemoryStopsTheProgram) {
   Msg_Append(MSGID(test.one) "%s\n", std::string(5000, 'x').c_str());
   const size_t count = testhost::CountAllocations([] { Msg_GetMessages(); });
   EXPECT_GT(count, 1U);
-  const std::string text = PanicIn("MEM_ALLOC", "msgRender");
+  const auto text = PanicIn("MEM_ALLOC", "msgRender");
   for (size_t i = 0; i < count; i++) {
     EXPECT_EXIT(
         {
