@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "appUtil.h"
+#include "browser.h"
 #include "build.h"
 #include "installerdb.h"
 #include "kprep.h"
@@ -32,10 +33,6 @@ constexpr int kSpacing = 20;
 constexpr int kButtonSpacing = 10;
 constexpr int kPrebuiltWidth = 325;
 constexpr int kCompileWidth = 500;
-
-void OpenHelp() {
-  Log("No browser is available to show %s.\n", kHelpPage);
-}
 
 }  // namespace
 
@@ -92,7 +89,8 @@ Gtk::HButtonBox *KernPrep::MakeButtonBox(Gtk::Button &help, Gtk::Button &install
 
   // Wired, and not shown: that is wanted.
   buttons->pack_start(help, Gtk::PACK_EXPAND_WIDGET, 0);
-  help.signal_clicked().connect(sigc::ptr_fun(&OpenHelp));
+  help.signal_clicked().connect(
+      sigc::bind(sigc::ptr_fun(&Browser::OpenLibDirURL), std::string(kHelpPage), false));
 
   auto *cancel = Gtk::manage(new Gtk::Button(Gtk::Stock::CANCEL));
   cancel->show();

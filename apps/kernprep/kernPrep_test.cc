@@ -167,10 +167,13 @@ TEST_F(KernPrepTest, FocusesInstallBesideAPanelToo) {
   EXPECT_TRUE(widgettest::SpinUntil([&] { return FindButton(test.buttons, "_Install")->has_focus(); }, 10));
 }
 
-TEST_F(KernPrepTest, HasAHelpButtonThatIsWired) {
-  Start({});
+TEST_F(KernPrepTest, HasAHelpButtonThatOpensThePage) {
+  DescribeHost({}).Program("mozilla-firefox").Enter();
+  running_.emplace();
   Open().Press("gtk-help");
-  EXPECT_TRUE(producthost::IsLogged("No browser is available to show help-manual/kp_install_linux.html."));
+  EXPECT_EQ(testhost::Calls("mozilla-firefox"),
+            (std::vector<testhost::Call>{
+                {"-remote", "openURL(file:/opt/ostrel/lib/help-manual/kp_install_linux.html, new-window)"}}));
 }
 
 TEST_F(KernPrepTest, SaysThatModulesMustBeCompiled) {

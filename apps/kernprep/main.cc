@@ -14,6 +14,8 @@
 #include "log.h"
 #include "modules.h"
 #include "options.h"
+#include "ostpoll.h"
+#include "preference.h"
 #include "threads.h"
 #include "tmpLogs.h"
 #include "unicode.h"
@@ -43,6 +45,7 @@ int main(int argc, char **argv) {
   std::signal(SIGCHLD, SIG_DFL);
   CleanTmpLogs("setup");
   Unicode_Init(argc, &argv, nullptr);
+  Preference_DisablePolling();
   // The toolkit and the options drop what they know from the vector that they get, so that it is a copy.
   const OwnedUnicodeList arguments(argv);
   std::vector<char *> rest(argv, argv + argc + 1);
@@ -51,6 +54,10 @@ int main(int argc, char **argv) {
   // Outside the scope of the guards, so that their failure can be shown.
   const Gtk::Main toolkit(argc, argv, true);
   try {
+    const kernprep::Initializer poll(sigc::bind_return(sigc::ptr_fun(Poll_InitDefault), true),
+                                     sigc::ptr_fun(Poll_Exit), "Unable to initialize polling library");
+    const kernprep::Initializer preferences(sigc::ptr_fun(Preference_Init), sigc::ptr_fun(Preference_Exit),
+                                            "Unable to initialize preferences library");
     const kernprep::Initializer log(
         sigc::bind(sigc::ptr_fun(Log_Init), nullptr, "setup.log.filename", "setup"), sigc::ptr_fun(Log_Exit),
         "Unable to initialize logging library");

@@ -39,55 +39,49 @@ constexpr ByteSet kBlanks = MakeSet(" \t");
 constexpr ByteSet kNoName = MakeSet({" \t#=\0", 5});
 constexpr ByteSet kNoBareValue = MakeSet({" \t#\0", 4});
 
-// Takes bytes off the front of `text`, as long as being in `set` is `wanted` of them.
-string_view TakeWhile(string_view *text, const ByteSet &set, bool wanted) {
-  size_t count = 0;
-  while (count < text->size() && set[static_cast<unsigned char>((*text)[count])] == wanted) {
-    count++;
+// Where the bytes from `at` on that are in `set`, or those that aren't, end: at the NUL behind a line at the
+// latest.
+const char *SkipAll(const char *at, const ByteSet &set) {
+  while (set[static_cast<unsigned char>(*at)]) {
+    at++;
   }
-  const string_view taken = text->substr(0, count);
-  text->remove_prefix(count);
-  return taken;
+  return at;
 }
 
-string_view TakeUpTo(string_view *text, const ByteSet &ends) {
-  return TakeWhile(text, ends, false);
-}
-
-void SkipBlanks(string_view *text) {
-  TakeWhile(text, kBlanks, true);
-}
-
-bool TakeByte(string_view *text, char byte) {
-  const bool found = text->starts_with(byte);
-  text->remove_prefix(found ? 1 : 0);
-  return found;
-}
-
-bool TakeValue(string_view *text, string_view *value) {
-  if (!TakeByte(text, '"')) {
-    *value = TakeUpTo(text, kNoBareValue);
-    return true;
+const char *SkipUpTo(const char *at, const ByteSet &ends) {
+  while (!ends[static_cast<unsigned char>(*at)]) {
+    at++;
   }
-  *value = text->substr(0, text->find('"'));
-  text->remove_prefix(value->size());
-  return value->find('\0') == string_view::npos && TakeByte(text, '"');
+  return at;
 }
 
-// Finds name and value, the value with its escapes. False when it isn't a key line.
+// Finds the value at `at`, with its escapes. Returns what stands behind it, or null without a closing quote.
+const char *SplitValue(const char *at, string_view *value) {
+  const bool quoted = *at == '"';
+  const char *start = quoted ? at + 1 : at;
+  const char *end = quoted ? strchrnul(start, '"') : SkipUpTo(start, kNoBareValue);
+  *value = {start, end};
+  if (!quoted) {
+    return end;
+  }
+  return *end == '"' ? end + 1 : nullptr;
+}
+
+// Finds name and value, the value with its escapes. False when it isn't a key line. A NUL stands behind it.
 bool SplitLine(string_view text, string_view *name, string_view *value) {
-  SkipBlanks(&text);
-  *name = TakeUpTo(&text, kNoName);
-  SkipBlanks(&text);
-  if (name->empty() || !TakeByte(&text, '=')) {
+  const char *start = SkipAll(text.data(), kBlanks);
+  const char *at = SkipUpTo(start, kNoName);
+  *name = {start, at};
+  at = SkipAll(at, kBlanks);
+  if (name->empty() || *at != '=') {
     return false;
   }
-  SkipBlanks(&text);
-  if (!TakeValue(&text, value)) {
+  at = SplitValue(SkipAll(at + 1, kBlanks), value);
+  if (at == nullptr) {
     return false;
   }
-  SkipBlanks(&text);
-  return text.empty() || text.front() == '#';
+  at = SkipAll(at, kBlanks);
+  return *at == '#' || at == text.data() + text.size();
 }
 
 }  // namespace

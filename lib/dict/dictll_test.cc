@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "allocations.h"
+#include "panics.h"
 
 namespace {
 
@@ -100,7 +101,7 @@ TEST(UnmarshalLineDeathTest, StopsWhenMemoryIsOut) {
         const testhost::AllocationFault fault(0);
         DictLL_UnmarshalLine(std::move(text), 7);
       },
-      testing::ExitedWithCode(255), "^MEM_ALLOC lib/dict/dictll.cc:[0-9]+\n$");
+      testing::ExitedWithCode(255), testhost::Panics("^MEM_ALLOC lib/dict/dictll.cc:[0-9]+\n$"));
 }
 
 std::string Marshal(const char *name, const std::string &value) {

@@ -65,7 +65,7 @@ ErrInfo *ErrNewInfo(Err_Number errorNumber) {
   auto *info = static_cast<ErrInfo *>(Util_SafeMalloc(sizeof(ErrInfo)));
   info->errorNumber = errorNumber;
   // The buffer may have cut the text inside a character.
-  info->text = Util_SafeStrndup(text, Utf8_WholeLength(text, strlen(text)));
+  info->text = Util_SafeStrndup(text, Utf8_LenientWholeLength(text, strlen(text)));
   return info;
 }
 

@@ -11,10 +11,19 @@ namespace {
 
 constexpr size_t kCopyBlock = 8192;
 
-// What the user wants done with a file that exists. There is nobody to ask, and nothing is lost by
-// cancelling.
-FileCreatePromptValue AskWhatToDo() {
-  return FILE_PROMPT_CANCEL;
+// What the user wants done with a file that exists: a FileCreatePromptValue.
+int AskWhatToDo(const char *name) {
+  // The answers stand at their values.
+  static constexpr const char *kNames[] = {MSGID_BUTTON(file.create.retry) "Retry",
+                                           MSGID_BUTTON(file.create.overwrite) "Overwrite",
+                                           MSGID_BUTTON(cancel) "Cancel", nullptr};
+  return Msg_Question(kNames, FILE_PROMPT_CANCEL,
+                      MSGID(File.CreatePrompt.question)
+                      "The file '%s' already exists.\n"
+                      "To overwrite the content of the file, select Overwrite.\n"
+                      "To retry the operation after you have moved the file to another location, select Retry.\n"
+                      "To cancel the operation, select Cancel.\n",
+                      name);
 }
 
 // Ends a copy: closes the destination, and deletes it unless all went well.
@@ -39,7 +48,7 @@ bool CopyToNew(FileIODescriptor *source, FileIODescriptor *copy, const char *des
   }
   if (created != FILEIO_CANCELLED) {
     Msg_Append(MSGID(File.CopyFromFdToName.create.failure) "Unable to create a new '%s' file: %s.\n\n",
-               destination, FileIO_ErrorEnglish(created));
+               destination, FileIO_MsgError(created));
   }
   return false;
 }
@@ -57,7 +66,7 @@ bool CopyFromName(const char *source, const SourceMessages &messages, Copy copy)
   FileIO_Invalidate(&original);
   const FileIOResult opened = FileIO_Open(&original, source, FILEIO_ACCESS_READ, FILEIO_OPEN);
   if (opened != FILEIO_SUCCESS) {
-    Msg_Append(messages.openFailure, source, FileIO_ErrorEnglish(opened));
+    Msg_Append(messages.openFailure, source, FileIO_MsgError(opened));
     return false;
   }
   const bool isCopied = copy(&original);
@@ -103,7 +112,7 @@ FileIOResult File_CreatePrompt(FileIODescriptor *file, const char *name, uint32_
       return result;
     }
     const bool asks = prompt == FILE_PROMPT_ASK || prompt == FILE_PROMPT_ASK_AGAIN;
-    switch (asks ? AskWhatToDo() : prompt) {
+    switch (asks ? AskWhatToDo(name) : prompt) {
       case FILE_PROMPT_RETRY:
         break;
       case FILE_PROMPT_OVERWRITE:
@@ -124,14 +133,13 @@ bool File_CopyFromFdToFd(FileIODescriptor *source, FileIODescriptor *destination
     size_t count = 0;
     readResult = FileIO_Read(source, block, sizeof block, &count);
     if (readResult != FILEIO_SUCCESS && readResult != FILEIO_READ_PAST_EOF) {
-      Msg_Append(MSGID(File.CopyFromFdToFd.read.failure) "Read error: %s.\n\n",
-                 FileIO_ErrorEnglish(readResult));
+      Msg_Append(MSGID(File.CopyFromFdToFd.read.failure) "Read error: %s.\n\n", FileIO_MsgError(readResult));
       return false;
     }
     const FileIOResult writeResult = FileIO_Write(destination, block, count, nullptr);
     if (writeResult != FILEIO_SUCCESS) {
       Msg_Append(MSGID(File.CopyFromFdToFd.write.failure) "Write error: %s.\n\n",
-                 FileIO_ErrorEnglish(writeResult));
+                 FileIO_MsgError(writeResult));
       return false;
     }
   }

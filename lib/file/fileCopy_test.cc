@@ -11,6 +11,7 @@
 #include <csignal>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "file.h"
 #include "fileTestInt.h"
@@ -147,12 +148,87 @@ TEST_F(FileCopy, OverwritesWhatALinkLeadsTo) {
 
 TEST_F(FileCopy, CancelledByAnExistingFileIsSilent) {
   testhost::WriteFile("/t/copy", "old");
-  // There is no one to ask.
-  for (const int prompt : {FILE_PROMPT_CANCEL, FILE_PROMPT_ASK, FILE_PROMPT_ASK_AGAIN}) {
+  EXPECT_FALSE(File_CopyFromNameToName("/t/file", "/t/copy", FILE_PROMPT_CANCEL));
+  EXPECT_FALSE(Msg_Present());
+  EXPECT_EQ(testhost::ReadFile("/t/copy"), "old");
+}
+
+// What the user is asked, and the answers that are still to be given.
+std::vector<std::string> questions;
+std::vector<int> answers;
+
+// Answers the questions of the rest of the test. The file is moved away by a retry.
+void AnswerWith(const std::vector<int> &given) {
+  answers = given;
+  MsgCallback callback;
+  Msg_GetCallback(&callback);
+  callback.question = [](const char *const *names, int defaultAnswer, const char *id, const char *text) {
+    std::string question = std::string(id) + "\n" + text;
+    for (; *names != nullptr; names++) {
+      question += std::string("[") + *names + "]";
+    }
+    questions.push_back(question + std::to_string(defaultAnswer));
+    const int answer = answers.front();
+    answers.erase(answers.begin());
+    if (answer == FILE_PROMPT_RETRY && answers.empty()) {
+      rename("/t/copy", "/t/moved");
+    }
+    return answer;
+  };
+  Msg_SetCallback(&callback);
+}
+
+constexpr char kQuestion[] =
+    "msg.File.CreatePrompt.question\n"
+    "The file '/t/copy' already exists.\n"
+    "To overwrite the content of the file, select Overwrite.\n"
+    "To retry the operation after you have moved the file to another location, select Retry.\n"
+    "To cancel the operation, select Cancel.\n"
+    "[Retry][Overwrite][Cancel]2";
+
+TEST_F(FileCopy, AsksTheUserAndOverwrites) {
+  testhost::WriteFile("/t/copy", "a longer content that was there");
+  AnswerWith({FILE_PROMPT_OVERWRITE});
+  EXPECT_TRUE(File_CopyFromNameToName("/t/file", "/t/copy", FILE_PROMPT_ASK));
+  EXPECT_EQ(questions, std::vector<std::string>{kQuestion});
+  EXPECT_EQ(testhost::ReadFile("/t/copy"), "content");
+}
+
+TEST_F(FileCopy, AsksTheUserAndIsCancelled) {
+  for (const int prompt : {FILE_PROMPT_ASK, FILE_PROMPT_ASK_AGAIN}) {
+    testhost::WriteFile("/t/copy", "old");
+    AnswerWith({FILE_PROMPT_CANCEL});
+    questions.clear();
     EXPECT_FALSE(File_CopyFromNameToName("/t/file", "/t/copy", prompt)) << prompt;
+    EXPECT_EQ(questions, std::vector<std::string>{kQuestion});
     EXPECT_FALSE(Msg_Present());
     EXPECT_EQ(testhost::ReadFile("/t/copy"), "old");
   }
+}
+
+TEST_F(FileCopy, AsksTheUserAgainUntilARetrySucceeds) {
+  testhost::WriteFile("/t/copy", "old");
+  AnswerWith({FILE_PROMPT_RETRY, FILE_PROMPT_RETRY});
+  EXPECT_TRUE(File_CopyFromNameToName("/t/file", "/t/copy", FILE_PROMPT_ASK_AGAIN));
+  EXPECT_EQ(questions, (std::vector<std::string>{kQuestion, kQuestion}));
+  EXPECT_EQ(testhost::ReadFile("/t/copy"), "content");
+  EXPECT_EQ(testhost::ReadFile("/t/moved"), "old");
+}
+
+TEST_F(FileCopy, AnAnswerThatIsNoneStopsTheProgram) {
+  testhost::WriteFile("/t/copy", "old");
+  AnswerWith({3});
+  EXPECT_EXIT(File_CopyFromNameToName("/t/file", "/t/copy", FILE_PROMPT_ASK), testing::ExitedWithCode(255),
+              "NOT_REACHED lib/file/fileCopy.cc:");
+}
+
+TEST_F(FileCopy, TellsItsFailuresInTheWordsOfTheCatalogue) {
+  testhost::WriteFile("/t/catalogue",
+                      "msg.fileio.notfound = \"Nicht da\"\n"
+                      "msg.File.Copy.open.failure = \"%2$s: %1$s.|0A\"\n");
+  ASSERT_TRUE(Msg_LoadMessageFile("de", "/t/catalogue"));
+  EXPECT_FALSE(File_Copy("/t/missing", "/t/copy", false));
+  EXPECT_STREQ(Msg_GetMessagesAndReset(), "Nicht da: /t/missing.\n");
 }
 
 TEST_F(FileCopy, PromptOverwrites) {

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include "config.h"
 #include "fileIO.h"
 #include "fileIOInt.h"
 #include "iovector.h"
@@ -16,29 +17,51 @@ namespace {
 
 constexpr size_t kPageSize = 4096;
 
-// For the life of the process. What is logged is so from the first time on.
+// How the vector operations are tuned.
+struct Tuning {
+  bool coalesceEnable;    // gather small vectors
+  bool coalesceAligned;   // into a buffer at the beginning of a page
+  int32_t coalesceCount;  // gather only more entries than this
+  int32_t coalesceSize;   // gather only entries that are smaller on average, in bytes
+  int32_t aioNumThreads;  // has no effect
+};
+
+// For the life of the process. The settings are read at the first vector operation, and what is logged is so
+// from the first time on.
 struct {
-  FileIOTuning tuning;
+  bool tuned;
+  Tuning tuning;
   bool readInterruptionLogged, writeInterruptionLogged, shortWriteLogged;
 } state;
+
+const Tuning &VectorTuning() {
+  if (!state.tuned) {
+    state.tuned = true;
+    state.tuning.coalesceEnable = Config_GetBool(true, "filePosix.coalesce.enable");
+    state.tuning.coalesceAligned = Config_GetBool(false, "filePosix.coalesce.aligned");
+    state.tuning.coalesceCount = Config_GetLong(5, "filePosix.coalesce.count");
+    state.tuning.coalesceSize = Config_GetLong(16384, "filePosix.coalesce.size");
+    state.tuning.aioNumThreads = Config_GetLong(0, "aiomgr.numThreads");
+  }
+  return state.tuning;
+}
 
 enum class Direction { kRead, kWrite };
 enum class Gather { kAsTuned, kAlways };
 
-bool IsGathered(int count, size_t totalSize, Gather gather) {
+bool IsGathered(const Tuning &tuning, int count, size_t totalSize, Gather gather) {
   if (count <= 1) {
     return false;
   }
   if (gather == Gather::kAlways) {
     return true;
   }
-  const FileIOTuning &tuning = state.tuning;
   return tuning.coalesceEnable && count > tuning.coalesceCount &&
          static_cast<int64_t>(totalSize / static_cast<size_t>(count)) < tuning.coalesceSize;
 }
 
-OwnedString NewBuffer(const FileIODescriptor &file, size_t size) {
-  if (!state.tuning.coalesceAligned && (file.flags & FILEIO_ACCESS_UNBUFFERED) == 0) {
+OwnedString NewBuffer(const Tuning &tuning, const FileIODescriptor &file, size_t size) {
+  if (!tuning.coalesceAligned && (file.flags & FILEIO_ACCESS_UNBUFFERED) == 0) {
     return OwnedString(static_cast<char *>(Util_SafeMalloc(size)));
   }
   void *buffer = nullptr;
@@ -52,10 +75,11 @@ class Vector {
   Vector(const FileIODescriptor &file, const struct iovec *entries, int count, size_t totalSize,
          Direction direction, Gather gather)
       : entries_(entries), count_(count), totalSize_(totalSize) {
-    if (!IsGathered(count, totalSize, gather)) {
+    const Tuning &tuning = VectorTuning();
+    if (!IsGathered(tuning, count, totalSize, gather)) {
       return;
     }
-    buffer_ = NewBuffer(file, totalSize);
+    buffer_ = NewBuffer(tuning, file, totalSize);
     whole_ = {buffer_.get(), totalSize};
     if (direction == Direction::kWrite) {
       IOV_WriteIovToBuf(entries, count, buffer_.get(), totalSize);
@@ -167,10 +191,6 @@ FileIOResult NoEntries(size_t *actual) {
 }
 
 }  // namespace
-
-void FileIOSetTuning(const FileIOTuning &tuning) {
-  state.tuning = tuning;
-}
 
 FileIOResult FileIO_Readv(FileIODescriptor *file, const struct iovec *entries, int count, size_t totalSize,
                           size_t *actual) {

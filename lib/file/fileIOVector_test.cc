@@ -19,6 +19,7 @@
 #include "fileIO.h"
 #include "fileIOInt.h"
 #include "fileIOTestInt.h"
+#include "preference.h"
 #include "systemCalls.h"
 #include "testhost.h"
 
@@ -72,6 +73,12 @@ class FileIOVector : public fileiotest::FileIOHost {
     return FileIO_Preadv(&file_, entries.List(), entries.Count(), offset, entries.Size());
   }
   [[nodiscard]] uint32_t Posix() const { return static_cast<uint32_t>(file_.posix); }
+  // Must come before the first vector operation.
+  static void Configure(const std::string &settings) {
+    testhost::WriteFile("/etc/ostrel/config", settings);
+    Preference_DisablePolling();
+    ASSERT_TRUE(Preference_Init());
+  }
 };
 
 // How many entries the system gets where a file is written with `count` entries of `size` bytes.
@@ -124,32 +131,91 @@ TEST_F(FileIOVector, AverageIsOfWholeBytes) {
   EXPECT_EQ(calls.LastArguments(SYS_writev)[2], 1U);
 }
 
-TEST_F(FileIOVector, TuningDecidesWhatIsGathered) {
+TEST_F(FileIOVector, SettingsDecideHowManyAndHowSmallEntriesAreGathered) {
+  Configure("filePosix.coalesce.count = 2\nfilePosix.coalesce.size = 100\n");
   Open("/t/file", kReadWrite);
   const testhost::SystemCalls calls({SYS_readv, SYS_writev});
-  FileIOTuning tuning;
-  EXPECT_TRUE(tuning.coalesceEnable);
-  EXPECT_FALSE(tuning.coalesceAligned);
-  EXPECT_EQ(tuning.coalesceCount, 5);
-  EXPECT_EQ(tuning.coalesceSize, 16384);
-  EXPECT_EQ(tuning.aioNumThreads, 0);
-  tuning.coalesceCount = 2;
-  tuning.coalesceSize = 100;
-  FileIOSetTuning(tuning);
   EXPECT_EQ(EntriesWritten(&file_, calls, 2, 10), 2U);
   EXPECT_EQ(EntriesWritten(&file_, calls, 3, 99), 1U);
   EXPECT_EQ(EntriesWritten(&file_, calls, 3, 100), 3U);
-  tuning.coalesceCount = -1;
-  FileIOSetTuning(tuning);
+}
+
+TEST_F(FileIOVector, NegativeCountGathersAllButASingleEntry) {
+  Configure("filePosix.coalesce.count = -1\n");
+  Open("/t/file", kReadWrite);
+  const testhost::SystemCalls calls({SYS_readv, SYS_writev});
   EXPECT_EQ(EntriesWritten(&file_, calls, 1, 10), 1U);
   EXPECT_EQ(EntriesWritten(&file_, calls, 2, 10), 1U);
-  tuning.coalesceSize = 0;
-  FileIOSetTuning(tuning);
+}
+
+TEST_F(FileIOVector, SizeOf0GathersNothing) {
+  Configure("filePosix.coalesce.count = 0\nfilePosix.coalesce.size = 0\n");
+  Open("/t/file", kReadWrite);
+  const testhost::SystemCalls calls({SYS_readv, SYS_writev});
   EXPECT_EQ(EntriesWritten(&file_, calls, 2, 10), 2U);
-  tuning = {};
-  tuning.coalesceEnable = false;
-  FileIOSetTuning(tuning);
+}
+
+TEST_F(FileIOVector, SettingTurnsGatheringOff) {
+  Configure("filePosix.coalesce.enable = FALSE\n");
+  Open("/t/file", kReadWrite);
+  const testhost::SystemCalls calls({SYS_readv, SYS_writev});
   EXPECT_EQ(EntriesWritten(&file_, calls, 100, 10), 100U);
+}
+
+TEST_F(FileIOVector, SettingsAreReadOnceAtTheFirstOperation) {
+  Configure("");
+  Open("/t/file", kReadWrite);
+  const char *const keys[] = {"filePosix.coalesce.enable", "filePosix.coalesce.aligned",
+                              "filePosix.coalesce.count", "filePosix.coalesce.size", "aiomgr.numThreads"};
+  const testhost::SystemCalls calls({SYS_readv, SYS_writev});
+  Preference_SetFromString("filePosix.coalesce.count=2", true);
+  EXPECT_EQ(EntriesWritten(&file_, calls, 3, 10), 1U);
+  Preference_SetFromString("filePosix.coalesce.count=100", true);
+  EXPECT_EQ(EntriesWritten(&file_, calls, 3, 10), 1U);
+  Preference_Exit();
+  EXPECT_EQ(EntriesWritten(&file_, calls, 3, 10), 1U);
+  for (const char *key : keys) {
+    EXPECT_EQ(LogCount(key), 0);
+  }
+}
+
+TEST_F(FileIOVector, DefaultsHoldBeforeSettingsAreUp) {
+  Open("/t/file", kReadWrite);
+  const testhost::SystemCalls calls({SYS_readv, SYS_writev});
+  EXPECT_EQ(EntriesWritten(&file_, calls, 6, 16383), 1U);
+  EXPECT_EQ(LogCount("| PREF early PreferenceGet(filePosix.coalesce.enable), using default\n"), 1);
+  EXPECT_EQ(LogCount("| PREF early PreferenceGet(filePosix.coalesce.aligned), using default\n"), 1);
+  EXPECT_EQ(LogCount("| PREF early PreferenceGet(filePosix.coalesce.count), using default\n"), 1);
+  EXPECT_EQ(LogCount("| PREF early PreferenceGet(filePosix.coalesce.size), using default\n"), 1);
+  EXPECT_EQ(LogCount("| PREF early PreferenceGet(aiomgr.numThreads), using default\n"), 1);
+}
+
+TEST_F(FileIOVector, BadSettingsAreTheirDefaults) {
+  Configure(
+      "filePosix.coalesce.enable = maybe\nfilePosix.coalesce.aligned = maybe\n"
+      "filePosix.coalesce.count = few\nfilePosix.coalesce.size = 16k\naiomgr.numThreads = one\n");
+  Open("/t/file", kReadWrite);
+  const testhost::SystemCalls calls({SYS_readv, SYS_writev});
+  EXPECT_EQ(EntriesWritten(&file_, calls, 5, 10), 5U);
+  EXPECT_EQ(EntriesWritten(&file_, calls, 6, 16383), 1U);
+  EXPECT_EQ(EntriesWritten(&file_, calls, 6, 16384), 6U);
+  EXPECT_EQ(
+      LogCount("Value \"maybe\" for variable \"filePosix.coalesce.enable\" is not a valid boolean value. "
+               "Using value \"TRUE\".\n"),
+      1);
+  EXPECT_EQ(
+      LogCount("Value \"maybe\" for variable \"filePosix.coalesce.aligned\" is not a valid boolean value. "
+               "Using value \"FALSE\".\n"),
+      1);
+  EXPECT_EQ(LogCount("Value \"few\" for variable \"filePosix.coalesce.count\" is not a valid integer value. "
+                     "Using value \"5\".\n"),
+            1);
+  EXPECT_EQ(LogCount("Value \"16k\" for variable \"filePosix.coalesce.size\" is not a valid integer value. "
+                     "Using value \"16384\".\n"),
+            1);
+  EXPECT_EQ(LogCount("Value \"one\" for variable \"aiomgr.numThreads\" is not a valid integer value. "
+                     "Using value \"0\".\n"),
+            1);
 }
 
 TEST_F(FileIOVector, EntriesOfMixedSizesAndNoneKeepTheirOrder) {
@@ -166,10 +232,8 @@ TEST_F(FileIOVector, EntriesOfMixedSizesAndNoneKeepTheirOrder) {
 }
 
 TEST_F(FileIOVector, PositionedCallsAlwaysGather) {
+  Configure("filePosix.coalesce.enable = FALSE\n");
   Open("/t/file", kReadWrite);
-  FileIOTuning tuning;
-  tuning.coalesceEnable = false;
-  FileIOSetTuning(tuning);
   const testhost::SystemCalls calls({SYS_pread64, SYS_pwrite64});
   EXPECT_EQ(FileIO_Seek(&file_, 2, FILEIO_SEEK_BEGIN), 2);
   for (const size_t size : {10U, 100000U}) {
@@ -211,10 +275,14 @@ TEST_F(FileIOVector, BufferBeginsAPageWhereThatIsAskedFor) {
   file_.flags |= FILEIO_ACCESS_UNBUFFERED;
   EXPECT_EQ(Pwritev(entries, 0), FILEIO_SUCCESS);
   EXPECT_EQ(calls.LastArguments(SYS_pwrite64)[1] % 4096, 0U);
-  file_.flags = kReadWrite;
-  FileIOTuning tuning;
-  tuning.coalesceAligned = true;
-  FileIOSetTuning(tuning);
+  EXPECT_EQ(testhost::ReadFile("/t/file"), entries.Text());
+}
+
+TEST_F(FileIOVector, BufferBeginsAPageByASetting) {
+  Configure("filePosix.coalesce.aligned = TRUE\n");
+  Open("/t/file", FILEIO_ACCESS_WRITE);
+  const testhost::SystemCalls calls({SYS_pwrite64});
+  const Entries entries(2, 1 << 20);
   EXPECT_EQ(Pwritev(entries, 0), FILEIO_SUCCESS);
   EXPECT_EQ(calls.LastArguments(SYS_pwrite64)[1] % 4096, 0U);
   EXPECT_EQ(testhost::ReadFile("/t/file"), entries.Text());
@@ -269,10 +337,8 @@ TEST_F(FileIOVector, NoEntriesAreAnErrorOnlyAtThePosition) {
 }
 
 TEST_F(FileIOVector, MoreEntriesThanTheSystemTakesAreAnError) {
+  Configure("filePosix.coalesce.enable = FALSE\n");
   Open("/t/file", kReadWrite);
-  FileIOTuning tuning;
-  tuning.coalesceEnable = false;
-  FileIOSetTuning(tuning);
   const Entries entries(1025, 1);
   size_t actual = 9;
   EXPECT_FAILS(FILEIO_ERROR, EINVAL, Writev(entries, &actual));

@@ -68,13 +68,4 @@ char *FilePosixGetBlockDevice(const char *path);
 // Cuts a path down to its parent's. Returns false, with the path left alone, when it has none.
 bool FilePosixGetParent(std::string *path);
 
-// ---- Configuration
-
-// What the configuration says of files; it has its defaults until it is set.
-struct FileConfiguration {
-  const char *tmpDirectory = nullptr;  // where temporary files go
-};
-// Borrowed, and kept for the life of the process.
-FileConfiguration *FileGetConfiguration();
-
 #endif

@@ -103,7 +103,8 @@ void ReadMembers(const std::string &lockDir, const char *own, const char *statPa
   for (const std::string &member : members) {
     char buffer[1024];
     struct stat data;
-    const int fd = open((lockDir + '/' + member).c_str(), O_RDONLY | O_CLOEXEC);
+    const std::string path = std::string(lockDir).append(1, '/').append(member);
+    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     fstat(fd, &data);
     benchmark::DoNotOptimize(read(fd, buffer, kMemberSize));
     close(fd);

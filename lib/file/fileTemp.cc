@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "config.h"
 #include "err.h"
 #include "file.h"
 #include "fileInt.h"
@@ -23,9 +24,6 @@ constexpr char kDefaultTag[] = "ostrel";
 constexpr mode_t kTempMode = 0600;
 // The number that stands for the end of them.
 constexpr uint32_t kNoNumber = 0xffffffff;
-
-// The process's one configuration of files, with the defaults until it is set.
-FileConfiguration configuration;
 
 using OwnedGroups = std::unique_ptr<gid_t, Releaser<free>>;
 
@@ -100,14 +98,11 @@ OwnedString NumberedPath(const std::string &path, uint32_t number) {
 
 }  // namespace
 
-FileConfiguration *FileGetConfiguration() {
-  return &configuration;
-}
-
 char *File_GetTmpDir(bool useConfiguration) {
-  const char *configured = useConfiguration ? configuration.tmpDirectory : nullptr;
+  const OwnedString configured(useConfiguration ? Config_GetString(nullptr, "tmpDirectory") : nullptr);
   // "/tmp" is tried twice; this is wanted.
-  for (const char *directory : {configured, Posix_Getenv("TMPDIR"), "/tmp", "/tmp", "~"}) {
+  for (const char *directory :
+       {static_cast<const char *>(configured.get()), Posix_Getenv("TMPDIR"), "/tmp", "/tmp", "~"}) {
     OwnedString usable = UsableTmpDir(directory);
     if (usable != nullptr) {
       return usable.release();

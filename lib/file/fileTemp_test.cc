@@ -15,6 +15,7 @@
 #include "fileTestInt.h"
 #include "msg.h"
 #include "owned.h"
+#include "preference.h"
 #include "systemCalls.h"
 #include "testhost.h"
 
@@ -29,6 +30,13 @@ class FileTempUser : public FileHost {
     host.Directory("/t/locked", 0700).Directory("/t/open", 0777).Directory("/t/writeonly", 0772).User(kUser);
   }
 };
+
+void Configure(const std::string &tmpDirectory) {
+  testhost::WriteFile("/etc/ostrel/config", "tmpDirectory = \"" + tmpDirectory + "\"\n");
+  Preference_Exit();
+  Preference_DisablePolling();
+  ASSERT_TRUE(Preference_Init());
+}
 
 std::string TmpDir(bool useConfiguration = false) {
   return Take(File_GetTmpDir(useConfiguration));
@@ -46,13 +54,14 @@ TEST_F(FileTemp, DirectoryIsThatOfTheEnvironmentFirst) {
 TEST_F(FileTemp, DirectoryOfTheConfigurationComesBeforeThatWhereItIsUsed) {
   setenv("TMPDIR", "/t/dir", 1);
   EXPECT_EQ(TmpDir(true), "/t/dir");
-  FileGetConfiguration()->tmpDirectory = "/t/small";
+  EXPECT_TRUE(HasLogged("| PREF early PreferenceGet(tmpDirectory), using default\n"));
+  Configure("/t/small");
   EXPECT_EQ(TmpDir(true), "/t/small");
   EXPECT_EQ(TmpDir(false), "/t/dir");
-  FileGetConfiguration()->tmpDirectory = "/t/missing";
+  Configure("/t/missing");
   EXPECT_EQ(TmpDir(true), "/t/dir");
   setenv("OST_PLACE", "small", 1);
-  FileGetConfiguration()->tmpDirectory = "/t/$OST_PLACE";
+  Configure("/t/$OST_PLACE");
   EXPECT_EQ(TmpDir(true), "/t/small");
 }
 
@@ -288,7 +297,7 @@ TEST_F(FileTemp, FilesAreNumberedFrom0) {
 }
 
 TEST_F(FileTemp, TagIsANameInTheTemporaryDirectoryOrAPath) {
-  FileGetConfiguration()->tmpDirectory = "/t/small";
+  Configure("/t/small");
   EXPECT_EQ(MakeTemp(nullptr), "/t/small/ostrel0");
   EXPECT_EQ(MakeTemp("tag"), "/t/small/tag0");
   EXPECT_EQ(MakeTemp("/t/dir/tag"), "/t/dir/tag0");

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "msg.h"
+#include "panics.h"
 #include "testhost.h"
 
 namespace {
@@ -367,14 +368,15 @@ TEST(LogInitDeathTest, StartsOnlyOnce) {
   EnterHost();
   StartLog();
   EXPECT_EXIT(Log_Init("/tmp/logs/other.log", nullptr, "setup"), testing::ExitedWithCode(255),
-              "^ASSERT lib/log/log.cc:[0-9]+\n$");
+              testhost::Panics("^ASSERT lib/log/log.cc:[0-9]+\n$"));
 }
 
 TEST(LogInitDeathTest, NeedsATemporaryDirectory) {
   EnterHost();
   ASSERT_EQ(mount("none", "/tmp/logs", "tmpfs", MS_RDONLY, nullptr), 0);
   setenv("TMPDIR", "/tmp/logs", 1);
-  EXPECT_EXIT(StartLog(), testing::ExitedWithCode(255), "Cannot get temporary directory for log file.\n$");
+  EXPECT_EXIT(StartLog(), testing::ExitedWithCode(255),
+              testhost::Panics("Cannot get temporary directory for log file.\n$"));
 }
 
 TEST(LogInitDeathTest, NeedsANameThatCanBeExpanded) {
@@ -383,7 +385,8 @@ TEST(LogInitDeathTest, NeedsANameThatCanBeExpanded) {
   ASSERT_EQ(mkdir(base.c_str(), 0700), 0);
   setenv("BASE", base.c_str(), 1);
   setenv("TMPDIR", "$BASE", 1);
-  EXPECT_EXIT(StartLog(), testing::ExitedWithCode(255), testing::Eq("Cannot get log file name.\n"));
+  EXPECT_EXIT(StartLog(), testing::ExitedWithCode(255),
+              testhost::Panics(testing::Eq("Cannot get log file name.\n")));
 }
 
 TEST(LogExit, LeavesTheFileOpen) {

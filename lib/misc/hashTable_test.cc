@@ -21,6 +21,7 @@
 
 #include "allocations.h"
 #include "owned.h"
+#include "panics.h"
 #include "testhost.h"
 
 namespace {
@@ -407,7 +408,8 @@ TEST(HashTable, ToArrayOfAnEmptyTableHasNoValues) {
 }
 
 TEST(HashTableDeathTest, StopsAtEachAllocationThatFails) {
-  const std::string text = "Unrecoverable memory allocation failure at lib/misc/hashTable.cc:[0-9]+\n$";
+  const auto text =
+      testhost::Panics("Unrecoverable memory allocation failure at lib/misc/hashTable.cc:[0-9]+\n$");
   for (const int flags : {static_cast<int>(HASH_FLAG_COPYKEY), HASH_FLAG_COPYKEY | HASH_FLAG_ATOMIC}) {
     const auto fill = [&] {
       static std::array<HashTable *, 3> kept;  // an atomic table can't be freed
@@ -441,7 +443,7 @@ TEST(HashTableDeathTest, StopsWhenThereIsNoMemoryForTheArray) {
         HashTable_ToArray(table.get(), &values, &count);
       },
       testing::ExitedWithCode(255),
-      "Unrecoverable memory allocation failure at lib/misc/hashTable.cc:[0-9]+\n$");
+      testhost::Panics("Unrecoverable memory allocation failure at lib/misc/hashTable.cc:[0-9]+\n$"));
 }
 
 TEST(HashTable, AnInsertionThatComesTooLateLooksAgain) {
@@ -495,11 +497,11 @@ TEST(HashTable, AllocOnceLeavesNoOtherTableBehind) {
 
 TEST(HashTableDeathTest, AllocRefusesWhatIsNotAllowed) {
   EXPECT_EXIT(HashTable_Alloc(0, HASH_STRING_KEY, nullptr), testing::ExitedWithCode(255),
-              "^ASSERT lib/misc/hashTable.cc:[0-9]+\n$");
+              testhost::Panics("^ASSERT lib/misc/hashTable.cc:[0-9]+\n$"));
   EXPECT_EXIT(HashTable_Alloc(12, HASH_STRING_KEY, nullptr), testing::ExitedWithCode(255),
-              testing::Eq("HashTable_Alloc only takes powers of 2 \n"));
+              testhost::Panics(testing::Eq("HashTable_Alloc only takes powers of 2 \n")));
   EXPECT_EXIT(HashTable_Alloc(16, HASH_INT_KEY | HASH_FLAG_COPYKEY, nullptr), testing::ExitedWithCode(255),
-              "^ASSERT lib/misc/hashTable.cc:[0-9]+\n$");
+              testhost::Panics("^ASSERT lib/misc/hashTable.cc:[0-9]+\n$"));
   EXPECT_EXIT(HashTable_Alloc(16, 3, nullptr), testing::ExitedWithCode(255), "^ASSERT ");
   EXPECT_EXIT(HashTable_Alloc(16, 32, nullptr), testing::ExitedWithCode(255), "^ASSERT ");
 }
@@ -508,7 +510,7 @@ TEST(HashTableDeathTest, AnAtomicTableCannotBeEmptiedOrCounted) {
   static HashTable *table = HashTable_Alloc(16, HASH_STRING_KEY | HASH_FLAG_ATOMIC, nullptr);
   HashTable_Insert(table, "a", nullptr);
   const auto panics = testing::ExitedWithCode(255);
-  const char *text = "^ASSERT lib/misc/hashTable.cc:[0-9]+\n$";
+  const auto text = testhost::Panics("^ASSERT lib/misc/hashTable.cc:[0-9]+\n$");
   void **values = nullptr;
   void *value = nullptr;
   size_t count = 0;

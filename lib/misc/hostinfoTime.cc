@@ -8,11 +8,12 @@
 #include <cmath>
 #include <cstdio>
 #include <limits>
-#include <mutex>
 
 #include "err.h"
 #include "log.h"
+#include "panicUser.h"
 #include "posixPosix.h"
+#include "syncMutex.h"
 
 namespace {
 
@@ -23,7 +24,7 @@ constexpr size_t kUpTimeSize = 256;
 // The clock that never goes backward: all zero at first, so that it begins as the host's, and under the lock
 // from then on.
 struct SystemTimer {
-  std::mutex lock;
+  std::atomic<SyncMutex *> lock;
   int64_t baseReading;  // of the host's clock
   int64_t baseValue;    // what that reading stands for
   int64_t lastValue;
@@ -39,6 +40,18 @@ UpTimeFile upTimeFile;
 
 int64_t Microseconds(const timeval &time) {
   return time.tv_sec * kMicrosecondsPerSecond + time.tv_usec;
+}
+
+// What a reading of the host's clock stands for. The caller holds the lock.
+int64_t SystemTimerValue(int64_t reading) {
+  int64_t value = reading - systemTimer.baseReading + systemTimer.baseValue;
+  if (value < systemTimer.lastValue) {
+    value = systemTimer.lastValue + 1;
+    systemTimer.baseReading = reading;
+    systemTimer.baseValue = value;
+  }
+  systemTimer.lastValue = value;
+  return value;
 }
 
 int OpenUpTime() {
@@ -116,18 +129,11 @@ void Hostinfo_GetTimeOfDay(int64_t *result) {
 }
 
 int64_t Hostinfo_SystemTimerUS() {
-  const std::lock_guard<std::mutex> guard(systemTimer.lock);
+  SyncMutex *lock = SyncMutex_CreateSingleton(&systemTimer.lock);
+  ASSERT(SyncMutex_Lock(lock));
   const auto reading = static_cast<int64_t>(Hostinfo_RawSystemTimerUS());
-  if (reading == 0) {
-    return 0;
-  }
-  int64_t value = reading - systemTimer.baseReading + systemTimer.baseValue;
-  if (value < systemTimer.lastValue) {
-    value = systemTimer.lastValue + 1;
-    systemTimer.baseReading = reading;
-    systemTimer.baseValue = value;
-  }
-  systemTimer.lastValue = value;
+  const int64_t value = reading == 0 ? 0 : SystemTimerValue(reading);
+  SyncMutex_Unlock(lock);
   return value;
 }
 

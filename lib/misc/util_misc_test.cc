@@ -13,6 +13,7 @@
 
 #include "allocations.h"
 #include "owned.h"
+#include "panics.h"
 
 // A size that can't be had gives null under the sanitizer too, which then says so on standard error.
 extern "C" const char *__asan_default_options() {
@@ -20,6 +21,11 @@ extern "C" const char *__asan_default_options() {
 }
 
 namespace {
+
+// The end of what is on standard error before the post of a panic.
+testing::Matcher<const std::string &> PanicEnd(const std::string &end) {
+  return testhost::Panics(testing::Matcher<const std::string &>(testing::EndsWith(end)));
+}
 
 volatile size_t tooMuch = PTRDIFF_MAX;
 
@@ -69,12 +75,11 @@ TEST(UtilSafeDeathTest, AllocationFailureStopsTheProgram) {
   const auto panics = testing::ExitedWithCode(255);
   const std::string place = "Unrecoverable memory allocation failure at lib/misc/util_misc_test.cc:";
   int line = __LINE__ + 1;
-  EXPECT_EXIT(Util_SafeMalloc(tooMuch), panics, testing::EndsWith(place + std::to_string(line) + "\n"));
+  EXPECT_EXIT(Util_SafeMalloc(tooMuch), panics, PanicEnd(place + std::to_string(line) + "\n"));
   line = __LINE__ + 1;
-  EXPECT_EXIT(Util_SafeRealloc(nullptr, tooMuch), panics,
-              testing::EndsWith(place + std::to_string(line) + "\n"));
+  EXPECT_EXIT(Util_SafeRealloc(nullptr, tooMuch), panics, PanicEnd(place + std::to_string(line) + "\n"));
   line = __LINE__ + 1;
-  EXPECT_EXIT(Util_SafeCalloc(tooMuch, 2), panics, testing::EndsWith(place + std::to_string(line) + "\n"));
+  EXPECT_EXIT(Util_SafeCalloc(tooMuch, 2), panics, PanicEnd(place + std::to_string(line) + "\n"));
 }
 
 TEST(UtilSafeDeathTest, EveryMemberOfTheFamilyStopsTheProgram) {
@@ -95,9 +100,58 @@ TEST(UtilSafeDeathTest, EveryMemberOfTheFamilyStopsTheProgram) {
             const testhost::AllocationFault fault(0);
             allocate(bug);
           },
-          testing::ExitedWithCode(255), testing::EndsWith(text + end));
+          testing::ExitedWithCode(255), PanicEnd(text + end));
     }
   }
+}
+
+std::string Combined(const std::vector<const char *> &list) {
+  return OwnedString(Util_CombineStrings(list.data(), list.size())).get();
+}
+
+std::vector<std::string> Separated(const std::string &text) {
+  size_t count = 0;
+  char **list = Util_SeparateStrings(text.c_str(), &count);
+  std::vector<std::string> strings;
+  for (size_t i = 0; i < count; i++) {
+    strings.emplace_back(OwnedString(list[i]).get());
+  }
+  free(list);
+  return strings;
+}
+
+using Strings = std::vector<std::string>;
+
+TEST(CombineStrings, EscapesWhatTellsThemApart) {
+  EXPECT_EQ(Combined({"a", "", "#b;c"}), "a#00#00#23b;c#00");
+  EXPECT_EQ(Combined({}), "");
+  EXPECT_EQ(Combined({""}), "#00");
+}
+
+TEST(SeparateStrings, GivesBackWhatWasCombined) {
+  const Strings strings = {"", "#", "#00", "two words", "", "caf\xC3\xA9", ""};
+  std::vector<const char *> list;
+  list.reserve(strings.size());
+  for (const std::string &string : strings) {
+    list.push_back(string.c_str());
+  }
+  EXPECT_EQ(Separated(Combined(list)), strings);
+  EXPECT_EQ(Separated(""), Strings{});
+}
+
+TEST(SeparateStrings, ReadsATextThatNobodyCombined) {
+  EXPECT_EQ(Separated("a#00b"), (Strings{"a", "b"}));
+  EXPECT_EQ(Separated("a#0"), (Strings{"a#0"}));
+}
+
+TEST(CombineStringsDeathTest, CannotFail) {
+  const auto text = testhost::Panics("^MEM_ALLOC lib/misc/util_misc.cc:[0-9]+\n$");
+  const auto withoutMemory = [](const auto &body) {
+    const testhost::AllocationFault fault(0);
+    body();
+  };
+  EXPECT_EXIT(withoutMemory([] { Combined({"a"}); }), testing::ExitedWithCode(255), text);
+  EXPECT_EXIT(withoutMemory([] { Separated("a"); }), testing::ExitedWithCode(255), text);
 }
 
 }  // namespace

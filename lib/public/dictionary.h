@@ -118,6 +118,9 @@ bool Dictionary_AddInterpreterLine(Dictionary *dict, const char *interpreter);
 //
 // Returns the value's slot, borrowed until the value is changed.
 void *Dictionary_Get(Dictionary *dict, const void *defaultValue, uint32_t typeAndFlags, const char *name);
+// The same, but null, and nothing kept, for a name that isn't there.
+void *Dictionary_GetDefined(Dictionary *dict, const void *defaultValue, uint32_t typeAndFlags,
+                            const char *name);
 // Sets a value, which is copied.
 //
 // value         points to it

@@ -4,6 +4,7 @@
 
 using Err_Number = int;
 
+// The errno of this thread.
 Err_Number Err_Errno();
 
 // The text of the current errno. Borrowed, lives for ever; errno is kept.

@@ -11,12 +11,13 @@
 
 #include "allocations.h"
 #include "owned.h"
+#include "panics.h"
 
 namespace {
 
 const auto kPanics = testing::ExitedWithCode(255);
-const char *const kAssertion = "^ASSERT lib/string/str.cc:[0-9]+\n$";
-const char *const kTooSmall = "^lib/string/str.cc:[0-9]+ Buffer too small 0x[0-9a-f]+\n$";
+const auto kAssertion = testhost::Panics("^ASSERT lib/string/str.cc:[0-9]+\n$");
+const auto kTooSmall = testhost::Panics("^lib/string/str.cc:[0-9]+ Buffer too small 0x[0-9a-f]+\n$");
 
 int Print(char *buffer, size_t size, const char *format, ...) __attribute__((format(printf, 3, 4)));
 int Print(char *buffer, size_t size, const char *format, ...) {
@@ -105,13 +106,14 @@ TEST(StrAsprintfDeathTest, TheSafeFormStopsTheProgramOnFailure) {
   size_t length = 5;
   EXPECT_EQ(Str_Asprintf(&length, format, 1), nullptr);
   EXPECT_EQ(length, 5U);
-  EXPECT_EXIT(Str_SafeAsprintf(nullptr, format, 1), kPanics, "^NOT_IMPLEMENTED lib/string/str.cc:[0-9]+\n$");
+  EXPECT_EXIT(Str_SafeAsprintf(nullptr, format, 1), kPanics,
+              testhost::Panics("^NOT_IMPLEMENTED lib/string/str.cc:[0-9]+\n$"));
   EXPECT_EXIT(
       {
         const testhost::AllocationFault fault(0);
         Str_SafeAsprintf(nullptr, "x");
       },
-      kPanics, "^NOT_IMPLEMENTED lib/string/str.cc:[0-9]+\n$");
+      kPanics, testhost::Panics("^NOT_IMPLEMENTED lib/string/str.cc:[0-9]+\n$"));
 }
 
 TEST(StrVsnprintfDeathTest, TakesNoNull) {
@@ -125,7 +127,7 @@ TEST(StrVsnprintfDeathTest, TakesNoNull) {
 TEST(StrVsnprintfDeathTest, StopsAtACutBehindBytesThatAreNoUtf8) {
   char buffer[4];
   EXPECT_EXIT(Print(buffer, sizeof buffer, "%s", "ab\xFFxx"), kPanics,
-              "^ASSERT lib/string/utf8.cc:[0-9]+\n$");
+              testhost::Panics("^ASSERT lib/string/utf8.cc:[0-9]+\n$"));
   // Nothing is cut here.
   EXPECT_EQ(Print(buffer, sizeof buffer, "%s", "ab\xFF"), 3);
 }
@@ -406,7 +408,7 @@ TEST(StrAswprintfDeathTest, FailsWithoutMemoryAndWhereTextCanNotBeConverted) {
   const char *noText = "\xFF";
   EXPECT_EQ(Str_Aswprintf(nullptr, L"%s", noText), nullptr);
   EXPECT_EXIT(Str_SafeAswprintf(nullptr, L"%s", noText), kPanics,
-              "^NOT_IMPLEMENTED lib/string/str.cc:[0-9]+\n$");
+              testhost::Panics("^NOT_IMPLEMENTED lib/string/str.cc:[0-9]+\n$"));
 }
 
 }  // namespace

@@ -70,6 +70,27 @@ TEST_F(DictTypeTest, CutsANameAt1023Bytes) {
   EXPECT_EQ(Dict_GetLong(Dict(), 0, "%s", name.c_str()), 7);
 }
 
+TEST_F(DictTypeTest, CutsANameThatNeedsNoFormat) {
+#define NAME_16 "nnnnnnnnnnnnnnnn"
+#define NAME_64 NAME_16 NAME_16 NAME_16 NAME_16
+#define NAME_256 NAME_64 NAME_64 NAME_64 NAME_64
+#define NAME_1024 NAME_256 NAME_256 NAME_256 NAME_256
+  const std::string name(1023, 'n');
+  Dict_SetLong(Dict(), 7, "%s", NAME_1024);
+  EXPECT_EQ(Entries(), name + "=7;");
+  Dict_SetLong(Dict(), 8, NAME_1024);
+  EXPECT_EQ(Entries(), name + "=8;");
+}
+
+TEST_F(DictTypeTest, TakesPercentSignsOfANameOnlyFromTheFormat) {
+  Dict_SetLong(Dict(), 1, "%s", "100%d");
+  Dict_SetLong(Dict(), 2, "100%%");
+  Dict_SetLong(Dict(), 3, "%s%s", "%s", "");
+  const char *volatile none = nullptr;
+  Dict_SetLong(Dict(), 4, "%s", none);
+  EXPECT_EQ(Entries(), "100%d=1;100%=2;%s=3;(null)=4;");
+}
+
 TEST_F(DictTypeTest, TakesAnEmptyTextForTrue) {
   EXPECT_TRUE(Load("a =\nb = maybe\n"));
   EXPECT_TRUE(Dict_GetBool(Dict(), true, "a"));

@@ -19,7 +19,8 @@
 namespace {
 
 constexpr uint32_t kBuckets = 512;
-constexpr size_t kBlockSize = 16384;
+constexpr size_t kFirstBlockSize = 0x4000;
+constexpr size_t kLastBlockSize = 0x100000;
 
 // The line of an entry goes with that.
 void DictionaryFreeLine(DictLine *line) {
@@ -44,6 +45,9 @@ void DictionaryCheckName(const Dictionary *dict, const char *name) {
 
 DictEntry *DictionaryFind(const Dictionary *dict, const char *name) {
   DictionaryCheckName(dict, name);
+  if (dict->entryCount == 0) {
+    return nullptr;
+  }
   void *entry = nullptr;
   HashTable_Lookup(dict->entryTable, name, &entry);
   return static_cast<DictEntry *>(entry);
@@ -58,7 +62,11 @@ char *PutText(char **to, std::string_view text) {
   return put;
 }
 
-void DictionaryAddBlock(Dictionary *dict, size_t size) {
+// Adds a block with room for `minSize` bytes, twice as large as the last one as long as that isn't large.
+void DictionaryAddBlock(Dictionary *dict, size_t minSize) {
+  const size_t next =
+      dict->blocks == nullptr ? kFirstBlockSize : std::min(2 * dict->blocks->size, kLastBlockSize);
+  const size_t size = std::max(minSize, next);
   auto *block = static_cast<DictBlock *>(Util_SafeMalloc(sizeof(DictBlock) + size));
   *block = DictBlock{dict->blocks, size, 0};
   dict->blocks = block;
@@ -68,7 +76,7 @@ void DictionaryAddBlock(Dictionary *dict, size_t size) {
 void *DictionaryTake(Dictionary *dict, size_t size) {
   const size_t aligned = (size + alignof(DictEntry) - 1) / alignof(DictEntry) * alignof(DictEntry);
   if (dict->blocks == nullptr || dict->blocks->size - dict->blocks->used < aligned) {
-    DictionaryAddBlock(dict, std::max(aligned, kBlockSize));
+    DictionaryAddBlock(dict, aligned);
   }
   DictBlock *block = dict->blocks;
   block->used += aligned;
@@ -93,6 +101,17 @@ bool DictionaryInsert(Dictionary *dict, void *memory, std::string_view name) {
   dict->entries.Append(entry);
   dict->entryCount++;
   return true;
+}
+
+// Gives the entry a copy of a value of its type. One that is equal changes nothing: callers may hold the
+// text.
+void DictionaryStoreValue(DictEntry *entry, const void *value) {
+  if (DictionaryValuesEqual(&entry->value, value, entry->type)) {
+    return;
+  }
+  // The copy comes first: the value may lie in the entry's own.
+  DictionaryReplaceValue(entry, DictionaryCopyValue(value, entry->type));
+  entry->modified = true;
 }
 
 DictEntry *DictionaryAddCopy(Dictionary *dict, const char *name, const void *value, uint32_t type) {
@@ -187,16 +206,9 @@ void DictionaryUpdateEntry(DictEntry *entry, const void *value, uint32_t type, b
     DictionaryResolveEntry(entry, nullptr, type);
   }
   ASSERT(entry->type == type);
-  // The copy comes first: the value may be the entry's own.
-  const DictValue copy = DictionaryCopyValue(value, type);
-  if (!DictionaryValuesEqual(&entry->value, &copy, type)) {
-    entry->modified = true;
-  }
-  DictionaryReplaceValue(entry, copy);
+  DictionaryStoreValue(entry, value);
   entry->isDefault = false;
-  if (modified) {
-    entry->modified = true;
-  }
+  entry->modified |= modified;
 }
 
 DictLine *DictionaryAppendLine(Dictionary *dict, OwnedString text, size_t size) {
@@ -239,14 +251,25 @@ void Dictionary_Clear(Dictionary *dict) {
 }
 
 void *Dictionary_Get(Dictionary *dict, const void *defaultValue, uint32_t typeAndFlags, const char *name) {
+  void *slot = Dictionary_GetDefined(dict, defaultValue, typeAndFlags, name);
+  if (slot != nullptr) {
+    return slot;
+  }
+  ASSERT(defaultValue != nullptr);
+  DictEntry *entry = DictionaryAddCopy(dict, name, defaultValue, typeAndFlags & kDictTypeMask);
+  entry->isDefault = true;
+  entry->plain = (typeAndFlags & DICT_FLAG_PLAIN) != 0;
+  return &entry->value;
+}
+
+void *Dictionary_GetDefined(Dictionary *dict, const void *defaultValue, uint32_t typeAndFlags,
+                            const char *name) {
   const uint32_t type = typeAndFlags & kDictTypeMask;
   DictEntry *entry = DictionaryFindVisible(dict, name, typeAndFlags);
   if (entry == nullptr) {
-    ASSERT(defaultValue != nullptr);
-    entry = DictionaryAddCopy(dict, name, defaultValue, type);
-    entry->isDefault = true;
-    entry->plain = (typeAndFlags & DICT_FLAG_PLAIN) != 0;
-  } else if (entry->type == DICT_ANY && type != DICT_ANY) {
+    return nullptr;
+  }
+  if (entry->type == DICT_ANY && type != DICT_ANY) {
     DictionaryResolveEntry(entry, defaultValue, type);
   }
   ASSERT_BUG(1, type == DICT_ANY || entry->type == type);

@@ -3,13 +3,14 @@
 #include "dictionaryInt.h"
 #include "dictionaryTestInt.h"
 #include "keySafe.h"
+#include "panics.h"
 
 namespace {
 
 using dictionarytest::kPanics;
 
-constexpr char kNoCipher[] = "^NOT_IMPLEMENTED apps/kernprep/stub-crypto.cc:[0-9]+\n$";
-constexpr char kNoKeySafe[] = "^NOT_IMPLEMENTED apps/kernprep/stub-keySafe.cc:[0-9]+\n$";
+const auto kNoCipher = testhost::Panics("^NOT_IMPLEMENTED apps/kernprep/stub-crypto.cc:[0-9]+\n$");
+const auto kNoKeySafe = testhost::Panics("^NOT_IMPLEMENTED apps/kernprep/stub-keySafe.cc:[0-9]+\n$");
 
 class DictionaryEncrypt : public dictionarytest::DictionaryHost {
  protected:
@@ -92,10 +93,11 @@ TEST_F(DictionaryEncrypt, CopiesNoKeyWhereThereIsNone) {
 
 TEST_F(DictionaryEncrypt, CannotDropWhatThereCannotBe) {
   PretendKeySafe();
-  EXPECT_EXIT(Dictionary_Clear(Dict()), kPanics, "^ASSERT apps/kernprep/stub-keySafe.cc:[0-9]+\n$");
+  EXPECT_EXIT(Dictionary_Clear(Dict()), kPanics,
+              testhost::Panics("^ASSERT apps/kernprep/stub-keySafe.cc:[0-9]+\n$"));
   char key = 0;
   EXPECT_EXIT(CryptoKey_Free(reinterpret_cast<CryptoKey *>(&key)), kPanics,
-              "^ASSERT apps/kernprep/stub-crypto.cc:[0-9]+\n$");
+              testhost::Panics("^ASSERT apps/kernprep/stub-crypto.cc:[0-9]+\n$"));
   KeySafe_Free(nullptr);
   CryptoKey_Free(nullptr);
 }

@@ -163,7 +163,8 @@ bool DictionaryHasText(const DictEntry *entry);
 DictValue DictionaryCopyValue(const void *value, uint32_t type);
 // Puts a value in the place of the entry's, which is freed. The entry's type says what either is.
 void DictionaryReplaceValue(DictEntry *entry, DictValue value);
-bool DictionaryValuesEqual(const DictValue *a, const DictValue *b, uint32_t type);
+// Whether the values at `a` and `b` are.
+bool DictionaryValuesEqual(const void *a, const void *b, uint32_t type);
 // Gives an entry of DICT_ANY a type by its text.
 //
 // defaultValue  replaces bad text; may be null

@@ -32,7 +32,7 @@ std::string FromLatin1(unsigned char byte) {
 
 // A to Z of Cyrillic lie at their code points less 0x360.
 std::string FromLatin5(unsigned char byte) {
-  const unsigned code = byte == 0xAD || byte < 0xB0 ? '?' : byte + 0x360U;
+  const unsigned code = byte < 0xB0 ? '?' : byte + 0x360U;
   return {static_cast<char>(0xC0 | code >> 6), static_cast<char>(0x80 | (code & 0x3F))};
 }
 

@@ -55,6 +55,10 @@ class DictionaryText {
   }
   bool PutText(const DictLine *line) { return Put(line->text, line->size) && Put("\n", 1); }
   bool PutFreshLine(DictEntry *entry);
+  void SetWritten(DictEntry *entry) {
+    unwritten_ -= entry->written ? 0 : 1;
+    entry->written = true;
+  }
 
   void ClearWritten();
   bool PutLeadingComments();
@@ -72,11 +76,16 @@ class DictionaryText {
   OwnedDynBuf output_;                 // what stands before the encrypted section
   OwnedDynBuf section_;
   Result failure_ = Result::kFailed;
+  // How many there are of these, so that large dictionaries aren't walked in vain.
+  size_t unwritten_ = 0;
+  size_t headers_ = 0;
 };
 
 void DictionaryText::ClearWritten() {
   for (DictEntry *entry : dict_->entries) {
     entry->written = false;
+    unwritten_++;
+    headers_ += entry->header ? 1 : 0;
   }
 }
 
@@ -97,7 +106,7 @@ bool DictionaryText::PutEncoding() {
 
 // Writes the entry from its value, in the dictionary's encoding.
 bool DictionaryText::PutFreshLine(DictEntry *entry) {
-  entry->written = true;
+  SetWritten(entry);
   OwnedString made;
   const char *text = DictionaryValueText(entry, DictWords::kUpper, &made);
   if (text == nullptr) {
@@ -117,6 +126,9 @@ bool DictionaryText::PutFreshLine(DictEntry *entry) {
 }
 
 bool DictionaryText::PutHeader() {
+  if (headers_ == 0) {
+    return true;
+  }
   for (DictEntry *entry : dict_->entries) {
     const bool wanted =
         entry->header && !entry->written && (entry->line == nullptr || dict_->keySafe != nullptr);
@@ -152,19 +164,22 @@ bool DictionaryText::PutLines() {
       return false;
     }
     if (entry != nullptr) {
-      entry->written = true;
+      SetWritten(entry);
     }
   }
   return true;
 }
 
 bool DictionaryText::PutNewEntries() {
+  if (unwritten_ == 0) {
+    return true;
+  }
   for (DictEntry *entry : dict_->entries) {
     if (entry->written) {
       continue;
     }
     ASSERT(entry->line == nullptr);
-    entry->written = true;
+    SetWritten(entry);
     if (!entry->isDefault && !PutFreshLine(entry)) {
       return false;
     }

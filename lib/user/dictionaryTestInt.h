@@ -12,6 +12,8 @@
 #include "log.h"
 #include "msg.h"
 #include "owned.h"
+#include "panics.h"
+#include "preference.h"
 #include "testhost.h"
 
 namespace dictionarytest {
@@ -20,17 +22,19 @@ inline const auto kPanics = ::testing::ExitedWithCode(255);
 inline constexpr char kPath[] = "/t/file";
 
 // An assertion of a source of the dictionary.
-inline std::string AssertIn(const std::string &file) {
-  return "^ASSERT lib/user/" + file + "\\.cc:[0-9]+\n$";
+inline testing::Matcher<const std::string &> AssertIn(const std::string &file) {
+  return testhost::Panics("^ASSERT lib/user/" + file + "\\.cc:[0-9]+\n$");
 }
 
-// A host with a log, and an empty dictionary.
+// A host with preferences and a log, and an empty dictionary.
 class DictionaryHost : public ::testing::Test {
  protected:
   void SetUp() override {
     testhost::Host host;
     host.Directory("/t");
     host.Enter();
+    Preference_DisablePolling();
+    ASSERT_TRUE(Preference_Init());
     ASSERT_TRUE(Log_Init(nullptr, "setup.log.filename", "setup"));
     // Numbers in messages don't depend on what stands before the log's first line.
     Log("start\n");

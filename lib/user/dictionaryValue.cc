@@ -157,6 +157,15 @@ bool DictionaryIsTextType(uint32_t type) {
   return type == DICT_ANY || type == DICT_STRING;
 }
 
+template <typename T>
+bool DictionarySame(const void *a, const void *b) {
+  return *static_cast<const T *>(a) == *static_cast<const T *>(b);
+}
+
+bool DictionaryTextsEqual(const char *a, const char *b) {
+  return a == nullptr || b == nullptr ? a == b : strcmp(a, b) == 0;
+}
+
 }  // namespace
 
 bool DictionaryHasText(const DictEntry *entry) {
@@ -196,20 +205,20 @@ void DictionaryReplaceValue(DictEntry *entry, DictValue value) {
   entry->value = value;
 }
 
-bool DictionaryValuesEqual(const DictValue *a, const DictValue *b, uint32_t type) {
+bool DictionaryValuesEqual(const void *a, const void *b, uint32_t type) {
   switch (type) {
     case DICT_ANY:
     case DICT_STRING:
-      return a->text == nullptr || b->text == nullptr ? a->text == b->text : strcmp(a->text, b->text) == 0;
+      return DictionaryTextsEqual(*static_cast<const char *const *>(a), *static_cast<const char *const *>(b));
     case DICT_BOOL:
-      return a->boolean == b->boolean;
+      return DictionarySame<bool>(a, b);
     case DICT_LONG:
     case DICT_TRISTATE:
-      return a->number == b->number;
+      return DictionarySame<int32_t>(a, b);
     case DICT_DOUBLE:
-      return a->real == b->real;
+      return DictionarySame<double>(a, b);
     case DICT_INT64:
-      return a->number64 == b->number64;
+      return DictionarySame<int64_t>(a, b);
     default:
       NOT_REACHED();
   }

@@ -5,6 +5,7 @@
 #include "dictType.h"
 #include "dictionaryInt.h"
 #include "dictionaryTestInt.h"
+#include "panics.h"
 
 namespace {
 
@@ -242,9 +243,10 @@ TEST_F(DictionaryValueTest, OfAnUnknownTypeStopsTheProgram) {
   Dict_SetAny(Dict(), nullptr, "key");
   DictEntry *entry = DictionaryFindVisible(Dict(), "key", 0);
   entry->type = 7;
-  EXPECT_EXIT(Saved(), dictionarytest::kPanics, "^Dictionary internal error - unknown parameter type\n$");
+  EXPECT_EXIT(Saved(), dictionarytest::kPanics,
+              testhost::Panics("^Dictionary internal error - unknown parameter type\n$"));
   EXPECT_EXIT(Dictionary_GetAsString(Dict(), "key"), dictionarytest::kPanics,
-              "^NOT_REACHED lib/user/dictionaryValue.cc:[0-9]+\n$");
+              testhost::Panics("^NOT_REACHED lib/user/dictionaryValue.cc:[0-9]+\n$"));
   Logged();
   Dictionary_Log(Dict());
   EXPECT_EQ(Logged(), "DICT                       key = <unknown parameter type>\n");

@@ -247,7 +247,7 @@ TEST_F(DictionaryMerge, AgreesWithAPlainModel) {
       const std::string value = std::to_string(number(100));
       if (model.emplace(name, value).second) {
         order.push_back(name);
-        target += name + " = " + value + "\n";
+        target.append(name).append(" = ").append(value).append("\n");
       }
     }
     std::vector<std::string> added;
@@ -255,7 +255,7 @@ TEST_F(DictionaryMerge, AgreesWithAPlainModel) {
       const std::string name = "k" + std::to_string(number(25));
       const std::string value = std::to_string(number(100));
       if (sourceModel.emplace(name, value).second) {
-        source += name + " = " + value + "\n";
+        source.append(name).append(" = ").append(value).append("\n");
         added.push_back(name);
       }
     }

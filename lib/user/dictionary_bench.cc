@@ -160,7 +160,7 @@ void BM_Peer_GKeyFile_Config_DictionarySave(benchmark::State &state) {
   }
 }
 
-#define CONFIG_BENCHMARK(name) BENCHMARK(name)->Arg(10)->Arg(1000)->Arg(100000)
+#define CONFIG_BENCHMARK(name) BENCHMARK(name)->Arg(10)->Arg(100)->Arg(1000)->Arg(4096)->Arg(100000)
 CONFIG_BENCHMARK(BM_Ours_Config_DictionaryLoad);
 CONFIG_BENCHMARK(BM_Peer_GKeyFile_Config_DictionaryLoad);
 CONFIG_BENCHMARK(BM_Ours_Config_DictionaryLookup);

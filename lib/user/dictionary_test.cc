@@ -3,6 +3,7 @@
 #include "dictType.h"
 #include "dictionaryInt.h"
 #include "dictionaryTestInt.h"
+#include "panics.h"
 
 namespace {
 
@@ -56,6 +57,20 @@ TEST_F(DictionaryEntries, CopyADefaultText) {
   EXPECT_EQ(Dictionary_Get(Dict(), nullptr, DICT_STRING, "a"), slot);
 }
 
+TEST_F(DictionaryEntries, AreFoundOnlyWhenDefined) {
+  const int32_t value = 5;
+  EXPECT_EQ(Dictionary_GetDefined(Dict(), &value, DICT_LONG, "a"), nullptr);
+  EXPECT_TRUE(Load("a = 7\nb = x\n"));
+  void *slot = Dictionary_GetDefined(Dict(), &value, DICT_LONG, "A");
+  ASSERT_NE(slot, nullptr);
+  EXPECT_EQ(*static_cast<int32_t *>(slot), 7);
+  slot = Dictionary_GetDefined(Dict(), &value, DICT_LONG, "b");
+  ASSERT_NE(slot, nullptr);
+  EXPECT_EQ(*static_cast<int32_t *>(slot), 5);
+  EXPECT_EQ(Dictionary_GetDefined(Dict(), &value, DICT_LONG, "c"), nullptr);
+  EXPECT_EQ(Entries(true), "a=7;b=5;");
+}
+
 TEST_F(DictionaryEntries, StopTheProgramWithoutADefault) {
   EXPECT_EXIT(Dictionary_Get(Dict(), nullptr, DICT_LONG, "a"), kPanics, AssertIn("dictionary"));
 }
@@ -66,7 +81,7 @@ TEST_F(DictionaryEntries, StopTheProgramWhenReadAsAnotherType) {
   const char *text = "";
   EXPECT_EQ(*static_cast<int32_t *>(Dictionary_Get(Dict(), &number, DICT_LONG, "a")), 1);
   EXPECT_EXIT(Dictionary_Get(Dict(), &text, DICT_STRING, "a"), kPanics,
-              "^ASSERT lib/user/dictionary.cc:[0-9]+ bugNr=[0-9]+\n$");
+              testhost::Panics("^ASSERT lib/user/dictionary.cc:[0-9]+ bugNr=[0-9]+\n$"));
   // Any type will do.
   EXPECT_EQ(*static_cast<int32_t *>(Dictionary_Get(Dict(), &text, DICT_ANY, "a")), 1);
 }
@@ -81,7 +96,7 @@ TEST_F(DictionaryEntries, StayWithoutATypeWhenReadAsAny) {
 
 TEST_F(DictionaryEntries, StopTheProgramForATypeThatThereIsNot) {
   const int64_t value = 0;
-  const char *reached = "^NOT_REACHED lib/user/dictionaryValue.cc:[0-9]+\n$";
+  const auto reached = testhost::Panics("^NOT_REACHED lib/user/dictionaryValue.cc:[0-9]+\n$");
   EXPECT_EXIT(Dictionary_Get(Dict(), &value, 7, "a"), kPanics, reached);
   EXPECT_EXIT(Dictionary_Set(Dict(), &value, 0xFFF, "a"), kPanics, reached);
   EXPECT_TRUE(Load("a = 1\n"));
@@ -120,6 +135,19 @@ TEST_F(DictionaryEntries, TakeTheirOwnValueBack) {
   const void *slot = Dictionary_Get(Dict(), nullptr, DICT_STRING, "a");
   Dictionary_Set(Dict(), slot, DICT_STRING, "a");
   EXPECT_EQ(GetText("a"), "x");
+}
+
+TEST_F(DictionaryEntries, StayWhereTheyAreWhenSetToTheirEqual) {
+  Set<const char *>("x", DICT_STRING, "s");
+  Set<double>(0.0, DICT_DOUBLE, "d");
+  const char *text = Dictionary_GetAsString(Dict(), "s");
+  Set<const char *>("x", DICT_STRING, "s");
+  Dict_SetAny(Dict(), "x", "s");
+  Dictionary_SetFromString(Dict(), "s=x", false, true);
+  EXPECT_EQ(Dictionary_GetAsString(Dict(), "s"), text);
+  EXPECT_STREQ(text, "x");
+  Set<double>(-0.0, DICT_DOUBLE, "d");
+  EXPECT_EQ(GetText("d"), "0");
 }
 
 TEST_F(DictionaryEntries, AreModifiedAsAHeaderOnlyByAnotherValue) {

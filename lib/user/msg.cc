@@ -1,137 +1,121 @@
+// The state, and the pending list.
+
 #include "msg.h"
 
-#include <strings.h>
-
-#include <cstdarg>
-#include <cstdio>
-#include <cstring>
-#include <string>
 #include <utility>
-#include <vector>
 
-#include "log.h"
-#include "owned.h"
+#include "config.h"
+#include "msgInt.h"
+#include "msgListInt.h"
 #include "panicUser.h"
-#include "productState.h"
-#include "str.h"
 
 namespace {
 
-constexpr char kMarker[] = "@&!*@*@";
-constexpr size_t kMarkerLength = sizeof kMarker - 1;
-constexpr size_t kMaxIdLength = 127;
+MsgState *state;
 
-struct PendingMessage {
-  std::string id;
-  OwnedString text;
-};
-using PendingMessages = std::vector<PendingMessage>;
-
-// Messages that no layer has shown or dropped yet, oldest first; made by the first message, and kept, emptied
-// or not, until the process ends.
-PendingMessages *pendingMessages;
-
-// The id of a marked format. A format without one is a programming error.
-std::string MsgId(const char *idFormat) {
-  ASSERT(strncmp(idFormat, kMarker, kMarkerLength) == 0 && idFormat[kMarkerLength] == '(');
-  const char *id = idFormat + kMarkerLength + 1;
-  const char *end = strchr(id, ')');
-  ASSERT(end != nullptr);
-  const auto length = static_cast<size_t>(end - id);
-  if (length > kMaxIdLength) {
-    NOT_IMPLEMENTED();
-  }
-  ASSERT(strncasecmp(id, "msg.", 4) == 0);
-  return {id, length};
-}
-
-// The wording of a marked format.
-const char *MsgWording(const char *idFormat) {
-  return strchr(idFormat, ')') + 1;
-}
-
-void MsgVAppend(const char *idFormat, va_list args) __attribute__((format(printf, 1, 0)));
-void MsgVAppend(const char *idFormat, va_list args) {
-  std::string id = MsgId(idFormat);
-  OwnedString text(Str_SafeVasprintf(nullptr, MsgWording(idFormat), args));
-  if (pendingMessages == nullptr) {
-    pendingMessages = new PendingMessages;
-  }
-  pendingMessages->push_back({std::move(id), std::move(text)});
-}
-
-// subtitle  may be empty
-void MsgLogList(const char *title, const char *subtitle, const PendingMessages &messages) {
-  Log("%s:%s%s\n", title, subtitle[0] == '\0' ? "" : " ", subtitle);
-  for (const PendingMessage &message : messages) {
-    Log("[%s] %s", message.id.c_str(), message.text.get());
-  }
-  Log("----------------------------------------\n");
-}
-
-std::string MsgRender(const PendingMessages &messages) {
-  std::string text;
-  for (const PendingMessage &message : messages) {
-    text += message.text.get();
-  }
-  return text;
-}
-
-// The title of a severity, empty where there is none.
-const char *MsgSeverityTitle(int severity) {
-  const char *title = Msg_Severities[severity];
-  return title == nullptr ? "" : MsgWording(title);
-}
-
-// Raw, as warnings are, so that a terminal of any encoding gets the text.
-void MsgPostStderr(const char *title, const char *text) {
-  const OwnedString output(Str_SafeAsprintf(nullptr, "\n%s %s:\n%s\n", ProductState_GetName(), title, text));
-  fputs(output.get(), stderr);
+MsgList *AppendToPending(MsgList *message) {
+  MsgState *msg = MsgGetState();
+  *msg->tailLink = message;
+  msg->tailLink = &message->next;
+  return message;
 }
 
 }  // namespace
 
-const char *const Msg_Severities[MSG_SEVERITIES] = {
-    MSGID(msg.info) "Information",
-    MSGID(msg.info) "Information",
-    MSGID(msg.warning) "Warning",
-    MSGID(msg.error) "Error",
-    MSGID(msg.configEditor) "Configuration editor",
-    nullptr,
-    nullptr,
-    nullptr,
-    MSGID(msg.homePageInfo) "Home page information",
-};
+MsgState::MsgState() : callback(msgConsoleCallback) {}
 
-void Msg_Append(const char *idFormat, ...) {
-  va_list args;
-  va_start(args, idFormat);
-  MsgVAppend(idFormat, args);
-  va_end(args);
+MsgState::~MsgState() {
+  MsgList_Free(head);
 }
 
-void Msg_Post(int severity, const char *idFormat, ...) {
-  ASSERT(severity >= 0 && severity < MSG_SEVERITIES);
+MsgState *MsgGetState() {
+  if (state == nullptr) {
+    state = new MsgState;
+  }
+  return state;
+}
+
+bool MsgGetSetting(const char *key) {
+  MsgState *msg = MsgGetState();
+  // A bad value is told by a post, which would read it again.
+  if (msg->readsSetting) {
+    return false;
+  }
+  msg->readsSetting = true;
+  const bool value = Config_GetBool(false, "%s", key);
+  msg->readsSetting = false;
+  return value;
+}
+
+MsgList *Msg_Append(const char *idFormat, ...) {
   va_list args;
   va_start(args, idFormat);
-  MsgVAppend(idFormat, args);
+  MsgList *message = Msg_VAppend(idFormat, args);
   va_end(args);
-  const PendingMessages posted = std::exchange(*pendingMessages, {});
-  const char *title = MsgSeverityTitle(severity);
-  MsgLogList(__func__, title, posted);
-  MsgPostStderr(title, MsgRender(posted).c_str());
+  return message;
+}
+
+MsgList *Msg_VAppend(const char *idFormat, va_list args) {
+  return AppendToPending(MsgList_VCreate(idFormat, args));
+}
+
+MsgList *Msg_AppendMsgList(MsgList *message) {
+  MsgList *copy = MsgListNew(message->id, message->format);
+  copy->args = std::exchange(message->args, nullptr);
+  copy->numArgs = std::exchange(message->numArgs, 0);
+  return AppendToPending(copy);
+}
+
+MsgList *Msg_DetachMsgList() {
+  MsgState *msg = MsgGetState();
+  msg->tailLink = &msg->head;
+  return std::exchange(msg->head, nullptr);
+}
+
+MsgList *Msg_GetMsgList() {
+  return MsgGetState()->head;
 }
 
 bool Msg_Present() {
-  return pendingMessages != nullptr && !pendingMessages->empty();
+  return MsgGetState()->head != nullptr;
 }
 
 void Msg_Reset(bool log) {
-  if (!Msg_Present()) {
-    return;
+  const OwnedMsgList dropped(Msg_DetachMsgList());
+  if (log && dropped != nullptr) {
+    MsgLogList(__func__, "", dropped.get());
   }
-  if (log) {
-    MsgLogList(__func__, "", *pendingMessages);
-  }
-  pendingMessages->clear();
+}
+
+const char *Msg_GetMessages() {
+  static DynBuf text;
+  text.size = 0;
+  MsgState *msg = MsgGetState();
+  MsgRender(msg->head, msg->dictionary.get(), &text);
+  return text.data;
+}
+
+const char *Msg_GetMessagesAndReset() {
+  static DynBuf text;
+  text.size = 0;
+  MsgState *msg = MsgGetState();
+  MsgRender(msg->head, msg->dictionary.get(), &text);
+  Msg_Reset(false);
+  return text.data;
+}
+
+void Msg_SetCallback(const MsgCallback *callback) {
+  ASSERT(callback->post != nullptr || callback->postList != nullptr);
+  ASSERT(callback->question != nullptr || callback->questionList != nullptr);
+  ASSERT(callback->progress != nullptr || callback->progressList != nullptr);
+  ASSERT(callback->hint != nullptr || callback->hintList != nullptr);
+  MsgGetState()->callback = *callback;
+}
+
+void Msg_GetCallback(MsgCallback *callback) {
+  *callback = MsgGetState()->callback;
+}
+
+void Msg_Exit() {
+  delete std::exchange(state, nullptr);
 }

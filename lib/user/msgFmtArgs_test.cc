@@ -15,6 +15,7 @@
 #include "msgFmt.h"
 #include "msgFmtInt.h"
 #include "msgFmtTestInt.h"
+#include "panics.h"
 #include "testhost.h"
 
 namespace {
@@ -100,8 +101,8 @@ TEST(MsgFmtArgs, AreNoneForAFormatWithoutSpecifiers) {
 TEST(MsgFmtArgs, GrowWithTheFormat) {
   std::string format;
   std::string expected;
-  for (int i = 0; i < 1000; i++) {
-    format = "%" + std::to_string(i + 1) + "$s" + format;
+  for (int i = 1000; i > 0; i--) {
+    format.append("%").append(std::to_string(i)).append("$s");
     expected += "x";
   }
   const char *x = "x";
@@ -247,14 +248,14 @@ void ClaimWin32(const char *format) {
 
 TEST(MsgFmtArgsDeathTest, AnUnknownConversionStopsTheProgram) {
   EXPECT_EXIT(ClaimWin32("%1!5y!"), testing::ExitedWithCode(255),
-              "^MsgFmtGetArg1: %y not understood, pos \"1\", type \"5y\"$");
+              testhost::Panics("^MsgFmtGetArg1: %y not understood, pos \"1\", type \"5y\"$"));
 }
 
 TEST(MsgFmtArgsDeathTest, ASecondErrorStopsTheProgram) {
   MsgFmtParseState state;
   EXPECT_EQ(MsgFmtGetArg1(&state, "1", 1, "n", 1), -2);
   EXPECT_EXIT(MsgFmtGetArg1(&state, "1", 1, "n", 1), testing::ExitedWithCode(255),
-              "^ASSERT lib/user/msgFmtArgs.cc:[0-9]+\n$");
+              testhost::Panics("^ASSERT lib/user/msgFmtArgs.cc:[0-9]+\n$"));
   free(state.error);
 }
 
@@ -279,7 +280,8 @@ TEST(MsgFmtArgsDeathTest, AnErrorThatCannotBeToldStopsTheProgram) {
     const testhost::AllocationFault fault(0);
     Take("%");
   };
-  EXPECT_EXIT(fail(), testing::ExitedWithCode(255), "^MEM_ALLOC lib/user/msgFmtArgs.cc:[0-9]+\n$");
+  EXPECT_EXIT(fail(), testing::ExitedWithCode(255),
+              testhost::Panics("^MEM_ALLOC lib/user/msgFmtArgs.cc:[0-9]+\n$"));
 }
 
 // ---- In a buffer
@@ -383,7 +385,8 @@ TEST(MsgFmtArgsInABufferDeathTest, ABufferWithoutRoomForTheErrorStopsTheProgram)
   const std::string text = "MsgFmtGetArg1: out of memory at arg 1";
   const auto take = [](size_t size) { Block(size).Take(0, "%s", "abc"); };
   for (const size_t size : {size_t{0}, size_t{1}, text.size()}) {
-    EXPECT_EXIT(take(size), testing::ExitedWithCode(255), "^MEM_ALLOC lib/user/msgFmtArgs.cc:[0-9]+\n$");
+    EXPECT_EXIT(take(size), testing::ExitedWithCode(255),
+                testhost::Panics("^MEM_ALLOC lib/user/msgFmtArgs.cc:[0-9]+\n$"));
   }
 }
 
@@ -432,11 +435,11 @@ TEST(MsgFmtCopyArgsDeathTest, AWideStringStopsTheProgram) {
   for (const MsgFmt_ArgType type : {MSGFMT_ARG_STRING16, MSGFMT_ARG_STRING32}) {
     arg.type = type;
     EXPECT_EXIT(MsgFmt_CopyArgs(&arg, 1), testing::ExitedWithCode(255),
-                "^NOT_IMPLEMENTED lib/user/msgFmtArgs.cc:[0-9]+\n$");
+                testhost::Panics("^NOT_IMPLEMENTED lib/user/msgFmtArgs.cc:[0-9]+\n$"));
   }
   arg.type = MSGFMT_ARG_PTR32;
   EXPECT_EXIT(MsgFmt_CopyArgs(&arg, 1), testing::ExitedWithCode(255),
-              "^ASSERT lib/user/msgFmtArgs.cc:[0-9]+\n$");
+              testhost::Panics("^ASSERT lib/user/msgFmtArgs.cc:[0-9]+\n$"));
 }
 
 // ---- Moves

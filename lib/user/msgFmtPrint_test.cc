@@ -16,6 +16,7 @@
 #include "msgFmt.h"
 #include "msgFmtTestInt.h"
 #include "owned.h"
+#include "panics.h"
 #include "str.h"
 
 namespace {
@@ -172,7 +173,7 @@ TEST(MsgFmtPrintDeathTest, ATypeThatIsNeverMadeStopsTheProgram) {
   for (const MsgFmt_ArgType type : {MSGFMT_ARG_PTR32, MSGFMT_ARG_STRING16}) {
     arg.type = type;
     EXPECT_EXIT(Print("%p", &arg, 1), testing::ExitedWithCode(255),
-                "^ASSERT lib/user/msgFmtPrint.cc:[0-9]+\n$");
+                testhost::Panics("^ASSERT lib/user/msgFmtPrint.cc:[0-9]+\n$"));
   }
 }
 

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "panics.h"
+
 namespace {
 
 using Parse = decltype(&MsgFmt_Parse);
@@ -292,7 +294,7 @@ TEST(MsgFmtParseWin32, RefusesAFormatThatEndsWithin) {
 }
 
 TEST(MsgFmtParseWin32DeathTest, StopsAtWhatItHasNotGot) {
-  const char *text = "^NOT_IMPLEMENTED lib/user/msgFmt.cc:[0-9]+\n$";
+  const auto text = testhost::Panics("^NOT_IMPLEMENTED lib/user/msgFmt.cc:[0-9]+\n$");
   EXPECT_EXIT(Status("a%n", MsgFmt_ParseWin32), testing::ExitedWithCode(255), text);
   EXPECT_EXIT(Status("a%0", MsgFmt_ParseWin32), testing::ExitedWithCode(255), text);
 }

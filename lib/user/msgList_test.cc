@@ -12,6 +12,7 @@
 #include "log.h"
 #include "msg.h"
 #include "owned.h"
+#include "panics.h"
 #include "testhost.h"
 
 namespace {
@@ -59,7 +60,7 @@ TEST(MsgList, TakesAnIdOf127Bytes) {
 
 TEST(MsgListDeathTest, AFormatThatIsNoMessageStopsTheProgram) {
   const auto panics = testing::ExitedWithCode(255);
-  const char *text = "^ASSERT lib/user/msgList.cc:[0-9]+\n$";
+  const auto text = testhost::Panics("^ASSERT lib/user/msgList.cc:[0-9]+\n$");
   MsgList *(*volatile create)(const char *, ...) = MsgList_Create;
   EXPECT_EXIT(create(nullptr), panics, text);
   EXPECT_EXIT(Create("plain"), panics, text);
@@ -70,7 +71,7 @@ TEST(MsgListDeathTest, AFormatThatIsNoMessageStopsTheProgram) {
   EXPECT_EXIT(Create("@&!*@*@(button.ok)OK"), panics, text);
   EXPECT_EXIT(Create("@&!*@*@(ms)g.x"), panics, text);
   EXPECT_EXIT(Create(("@&!*@*@(msg." + std::string(124, 'i') + ")").c_str()), panics,
-              "^NOT_IMPLEMENTED lib/user/msgList.cc:[0-9]+\n$");
+              testhost::Panics("^NOT_IMPLEMENTED lib/user/msgList.cc:[0-9]+\n$"));
 }
 
 TEST(MsgListDeathTest, AFormatThatCannotBeTakenIsLoggedAndStopsTheProgram) {
@@ -78,7 +79,7 @@ TEST(MsgListDeathTest, AFormatThatCannotBeTakenIsLoggedAndStopsTheProgram) {
   host.Enter();
   ASSERT_TRUE(Log_Init(nullptr, "setup.log.filename", "setup"));
   EXPECT_EXIT(Create("@&!*@*@(msg.x)%1$s %s", "a", "b"), testing::ExitedWithCode(255),
-              "^PANIC lib/user/msgList.cc:[0-9]+\n$");
+              testhost::Panics("^PANIC lib/user/msgList.cc:[0-9]+\n$"));
   const std::string log = testhost::ReadFile(Log_GetFileName());
   EXPECT_NE(log.find("MsgList_VCreate error: MsgFmt_GetArgs: error in format string\n"), std::string::npos)
       << log;
