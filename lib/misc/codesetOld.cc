@@ -92,7 +92,11 @@ int IconvFromBeginning(iconv_t iconvHandle, const char *bufIn, size_t sizeIn, Un
   do {
     error = IconvPiece(iconvHandle, &rest, &sizeIn, unconvertible, dynBuf);
   } while (error == 0 && sizeIn != 0);
-  return IsEnd(error, unconvertible) ? IconvStep(iconvHandle, nullptr, nullptr, dynBuf) : error;
+  if (!IsEnd(error, unconvertible)) {
+    return error;
+  }
+  error = IconvStep(iconvHandle, nullptr, nullptr, dynBuf);
+  return unconvertible.isIgnored && error == EILSEQ ? 0 : error;
 }
 
 // Converts all of the text. More room means a new beginning, because glibc repeats characters, too, when it

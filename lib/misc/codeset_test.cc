@@ -507,6 +507,7 @@ TEST(CodeSetIconv, IgnoresWhatTheNameOfTheTargetTellsItToWhereverItStands) {
     };
     EXPECT_EQ(ignoring("\xFF"), "");
     EXPECT_EQ(ignoring("a\xFF\xC3"), std::nullopt);
+    EXPECT_EQ(Generic("windows-1258", "ab", "ISO_11548-1//IGNORE", flags), "");
     for (size_t size = 7990; size < 8010; size++) {
       const std::string latin(size, 'a');
       EXPECT_TRUE(ignoring(latin + "\xFFz") == latin + "z") << size;
