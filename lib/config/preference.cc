@@ -269,14 +269,17 @@ T PreferenceGetValue(T defaultValue, uint32_t typeAndFlags, const char *key) {
 
 // ---- Logging
 
-void PreferenceLogLayer(const char *name, Layer layer) {
-  if (state->paths[layer] != nullptr) {
-    Log("DICT --- %s %s \n", name, state->paths[layer]);
-  } else {
-    Log("DICT --- %s\n", name);
-  }
-  Dictionary_Log(state->layers[layer]);
-}
+struct LoggedLayer {
+  Layer layer;
+  const char *format;
+  const char *lineWithoutPath;
+};
+constexpr LoggedLayer kLoggedLayers[] = {
+    {USER_PREFERENCES, "DICT --- USER PREFERENCES %s \n", "DICT --- USER PREFERENCES\n"},
+    {USER_DEFAULTS, "DICT --- USER DEFAULTS %s \n", "DICT --- USER DEFAULTS\n"},
+    {HOST_DEFAULTS, "DICT --- HOST DEFAULTS %s \n", "DICT --- HOST DEFAULTS\n"},
+    {SITE_DEFAULTS, "DICT --- SITE DEFAULTS %s \n", "DICT --- SITE DEFAULTS\n"},
+};
 
 }  // namespace
 
@@ -405,8 +408,13 @@ void Preference_LogAll() {
   if (!PreferenceIsUp()) {
     return;
   }
-  PreferenceLogLayer("USER PREFERENCES", USER_PREFERENCES);
-  PreferenceLogLayer("USER DEFAULTS", USER_DEFAULTS);
-  PreferenceLogLayer("HOST DEFAULTS", HOST_DEFAULTS);
-  PreferenceLogLayer("SITE DEFAULTS", SITE_DEFAULTS);
+  for (const LoggedLayer &logged : kLoggedLayers) {
+    const char *path = state->paths[logged.layer];
+    if (path != nullptr) {
+      Log(logged.format, path);
+    } else {
+      Log("%s", logged.lineWithoutPath);
+    }
+    Dictionary_Log(state->layers[logged.layer]);
+  }
 }

@@ -528,7 +528,9 @@ TEST_F(Preference, CallsInAnotherOrderStopTheProgram) {
   ASSERT_TRUE(Preference_Init());
   EXPECT_EXIT(Preference_DisablePolling(), kPanics, kAssert);
   EXPECT_EXIT(Preference_DisableUserPreferences(), kPanics, kAssert);
+  Logged();
   EXPECT_EXIT(Preference_Init(), kPanics, kAssert);
+  EXPECT_EQ(LoggedLines("PREF"), "");
 }
 
 // Memory runs out at each moment of the start, each time in a process of its own. That stops the program, but

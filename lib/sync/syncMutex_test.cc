@@ -15,6 +15,7 @@
 #include <functional>
 #include <new>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "syncTestInt.h"
@@ -50,6 +51,10 @@ namespace {
 using synctest::CountDescriptors;
 using testhost::SystemCalls;
 
+void AnswerPoll(std::function<int(int timeOutMs)> answer) {
+  answerPoll = std::move(answer);
+}
+
 const auto kPanics = testing::ExitedWithCode(255);
 
 class Mutex : public testing::Test {
@@ -59,7 +64,7 @@ class Mutex : public testing::Test {
     ASSERT_TRUE(SyncMutex_Init(&mutex_, nullptr));
   }
   void TearDown() override {
-    answerPoll = nullptr;
+    AnswerPoll(nullptr);
     SyncMutex_Destroy(&mutex_);
     EXPECT_EQ(CountDescriptors(), before_);
   }
@@ -80,26 +85,26 @@ TEST_F(Mutex, IsFreeAtFirst) {
 }
 
 TEST_F(Mutex, WithoutContentionMakesNoSystemCall) {
-  const auto lockOften = [this] {
+  const auto lockOften = [mutex = &mutex_] {
     synctest::ForbidSystemCalls();
     for (int i = 0; i < 1000; i++) {
-      if (!SyncMutex_Lock(&mutex_)) {
+      if (!SyncMutex_Lock(mutex)) {
         abort();
       }
-      SyncMutex_Unlock(&mutex_);
-      if (!SyncMutex_Trylock(&mutex_) || SyncMutex_Trylock(&mutex_)) {
+      SyncMutex_Unlock(mutex);
+      if (!SyncMutex_Trylock(mutex) || SyncMutex_Trylock(mutex)) {
         abort();
       }
-      SyncMutex_Unlock(&mutex_);
+      SyncMutex_Unlock(mutex);
     }
     synctest::LeaveQuietly();
   };
   EXPECT_EXIT(lockOften(), testing::ExitedWithCode(0), "");
   // A second lock has to wait, which takes a call.
-  const auto lockTwice = [this] {
+  const auto lockTwice = [mutex = &mutex_] {
     synctest::ForbidSystemCalls();
-    SyncMutex_Lock(&mutex_);
-    SyncMutex_Lock(&mutex_);
+    SyncMutex_Lock(mutex);
+    SyncMutex_Lock(mutex);
   };
   EXPECT_EXIT(lockTwice(), testing::KilledBySignal(SIGSYS), "");
 }
@@ -124,8 +129,8 @@ TEST_F(Mutex, WaitsUntilItIsLeft) {
 // The release comes when the waiter has found the lock taken, and before it is in the queue.
 TEST_F(Mutex, TriesAgainOnceItIsInTheQueue) {
   ASSERT_TRUE(SyncMutex_Lock(&mutex_));
-  beforeDuplicate = [this] { SyncMutex_Unlock(&mutex_); };
-  answerPoll = [](int) -> int { abort(); };
+  beforeDuplicate.Plan([this] { SyncMutex_Unlock(&mutex_); });
+  AnswerPoll([](int) -> int { abort(); });
   EXPECT_TRUE(SyncMutex_Lock(&mutex_));
   EXPECT_FALSE(SyncMutex_Trylock(&mutex_));
   SyncMutex_Unlock(&mutex_);
@@ -134,11 +139,11 @@ TEST_F(Mutex, TriesAgainOnceItIsInTheQueue) {
 TEST_F(Mutex, ALostWakeUpCostsFiveSeconds) {
   ASSERT_TRUE(SyncMutex_Lock(&mutex_));
   std::vector<int> timeOuts;
-  answerPoll = [&](int timeOutMs) {
+  AnswerPoll([&](int timeOutMs) {
     timeOuts.push_back(timeOutMs);
     mutex_.unlocked = timeOuts.size() == 3 ? 1 : 0;  // left, and nobody is told
     return 0;
-  };
+  });
   EXPECT_TRUE(SyncMutex_Lock(&mutex_));
   EXPECT_EQ(timeOuts, std::vector<int>({5000, 5000, 5000}));
   SyncMutex_Unlock(&mutex_);
@@ -149,17 +154,17 @@ TEST_F(Mutex, ASignalRepeatsTheWait) {
   int polls = 0;
   int entries = 0;
   const std::function<void()> countEntry = [&] { entries++; };
-  beforeDuplicate = countEntry;
-  answerPoll = [&](int) {
+  beforeDuplicate.Plan(countEntry);
+  AnswerPoll([&](int) {
     polls++;
     if (polls < 3) {
       errno = EINTR;
       return -1;
     }
     SyncMutex_Unlock(&mutex_);
-    beforeDuplicate = countEntry;
+    beforeDuplicate.Plan(countEntry);
     return 1;
-  };
+  });
   EXPECT_TRUE(SyncMutex_Lock(&mutex_));
   EXPECT_EQ(polls, 3);
   EXPECT_EQ(entries, 2);  // it stayed in the queue while it was interrupted
@@ -169,10 +174,10 @@ TEST_F(Mutex, ASignalRepeatsTheWait) {
 TEST_F(Mutex, AFailedWaitDoesNotLock) {
   ASSERT_TRUE(SyncMutex_Lock(&mutex_));
   const size_t before = CountDescriptors();
-  answerPoll = [](int) {
+  AnswerPoll([](int) {
     errno = ENOMEM;
     return -1;
-  };
+  });
   EXPECT_FALSE(SyncMutex_Lock(&mutex_));
   EXPECT_EQ(CountDescriptors(), before);
   SyncMutex_Unlock(&mutex_);
@@ -180,7 +185,7 @@ TEST_F(Mutex, AFailedWaitDoesNotLock) {
 
 TEST_F(Mutex, MoreThanOneReadyDescriptorPanics) {
   ASSERT_TRUE(SyncMutex_Lock(&mutex_));
-  answerPoll = [](int) { return 2; };
+  AnswerPoll([](int) { return 2; });
   EXPECT_EXIT(SyncMutex_Lock(&mutex_), kPanics,
               testing::MatchesRegex("ASSERT lib/sync/syncMutex.cc:[0-9]+\n"));
 }
@@ -195,10 +200,10 @@ TEST_F(Mutex, IsNotLockedWhereNobodyCanEnterItsQueue) {
 TEST_F(Mutex, ADescriptorThatDoesNotCloseEndsTheWait) {
   ASSERT_TRUE(SyncMutex_Lock(&mutex_));
   const int waiting = testhost::NextDescriptor();
-  answerPoll = [&](int) {
+  AnswerPoll([&](int) {
     close(waiting);
     return 0;
-  };
+  });
   EXPECT_FALSE(SyncMutex_Lock(&mutex_));
   EXPECT_EQ(mutex_.unlocked, 0U);
 }
@@ -208,11 +213,11 @@ TEST_F(Mutex, ADescriptorThatDoesNotCloseIsToldWithTheLockTaken) {
   SystemCalls calls({SYS_close});
   ASSERT_TRUE(SyncMutex_Lock(&mutex_));
   int waiting = -1;
-  beforeDuplicate = [&] {
+  beforeDuplicate.Plan([&] {
     mutex_.unlocked = 1;  // without a wake-up, so that it's the duplicate that is given back
     waiting = testhost::NextDescriptor();
     calls.Fail(SYS_close, EIO, {.count = 1, .first = static_cast<uint32_t>(waiting)});
-  };
+  });
   EXPECT_FALSE(SyncMutex_Lock(&mutex_));
   EXPECT_FALSE(SyncMutex_Trylock(&mutex_));
   close(waiting);

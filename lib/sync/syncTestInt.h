@@ -37,10 +37,16 @@ inline size_t CountDescriptors() {
   return static_cast<size_t>(std::distance(begin(descriptors), end(descriptors)));
 }
 
-// Takes all descriptors but those that are open.
-inline void UseUpDescriptors() {
-  const rlimit limit = {static_cast<rlim_t>(testhost::NextDescriptor()), 4096};
+inline void LimitDescriptors(rlim_t count) {
+  const rlimit limit = {count, 4096};
   setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+// Leaves the process no descriptors but those below a limit. Its exit handlers, which belong to the
+// sanitizers and the test's library, have some again.
+inline void UseUpDescriptors(rlim_t limit = static_cast<rlim_t>(testhost::NextDescriptor())) {
+  atexit([] { LimitDescriptors(4096); });
+  LimitDescriptors(limit);
 }
 
 // Ends the process by SIGSYS at its next system call but that of LeaveQuietly.
@@ -58,19 +64,16 @@ inline void ForbidSystemCalls() {
   }
 }
 
-[[noreturn]] inline void LeaveQuietly() {
-  for (;;) {
-    syscall(SYS_exit_group, 0);
-  }
+// Ends the process with status 0. The sanitizers make system calls where they know that a function won't
+// return.
+inline void LeaveQuietly() {
+  syscall(SYS_exit_group, 0);
 }
 
 // Something to be done once, at a moment that only a stand-in for a function of the C library knows.
 class Interruption {
  public:
-  Interruption &operator=(std::function<void()> act) {
-    act_ = std::move(act);
-    return *this;
-  }
+  void Plan(std::function<void()> act) { act_ = std::move(act); }
   void Happen() {
     if (act_) {
       std::exchange(act_, nullptr)();

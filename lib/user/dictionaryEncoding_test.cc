@@ -140,11 +140,13 @@ TEST_F(DictionaryEncoding, IsUtf8BehindAByteOrderMarkIfTheBytesAllow) {
   EXPECT_EQ(Encoding(), STRING_ENCODING_UTF8);
   EXPECT_EQ(GetText("a"), "\xC3\xA9");
   Msg_Append(MSGID(test.before) "Before.\n");
+  Logged();
   EXPECT_TRUE(Load(mark + "a = \"\xE9\"\n", STRING_ENCODING_ISO_8859_1));
   EXPECT_EQ(Encoding(), STRING_ENCODING_ISO_8859_1);
   EXPECT_EQ(GetText("a"), "\xC3\xA9");
   // The try that failed leaves no word, and takes what was pending with it.
   EXPECT_FALSE(Msg_Present());
+  EXPECT_EQ(Logged(), "");
   EXPECT_TRUE(Load(mark + ".encoding = ISO-8859-1\na = \"\xC3\xA9\"\n"));
   EXPECT_EQ(Encoding(), STRING_ENCODING_ISO_8859_1);
   ExpectFails(

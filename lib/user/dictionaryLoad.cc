@@ -18,6 +18,7 @@ namespace {
 
 using std::string_view;
 
+constexpr size_t kReadSize = 0x4000;
 constexpr string_view kBlanks = " \t";
 constexpr string_view kByteOrderMark = "\xEF\xBB\xBF";
 
@@ -236,8 +237,13 @@ bool DictionaryLoadPath(Dictionary *dict, const char *fileName, StringEncoding d
   if (strcmp(fileName, "-") == 0) {
     return DictionaryLoadStream(dict, stdin, "<stdin>", defaultEncoding);
   }
+  char buffer[kReadSize];  // the stream's, which it outlives
   const OwnedStream stream = DictionaryOpen(fileName);
-  return stream != nullptr && DictionaryLoadStream(dict, stream.get(), fileName, defaultEncoding);
+  if (stream == nullptr) {
+    return false;
+  }
+  setvbuf(stream.get(), buffer, _IOFBF, sizeof buffer);
+  return DictionaryLoadStream(dict, stream.get(), fileName, defaultEncoding);
 }
 
 bool DictionaryRewind(FileIODescriptor *file) {

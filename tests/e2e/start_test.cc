@@ -92,6 +92,29 @@ TEST_F(StartTest, SaysWhereItLogsAndCleansItsScratchDirectory) {
   EXPECT_FALSE(std::filesystem::exists("/tmp/ostrel-root/modules"));
 }
 
+TEST_F(StartTest, ReadsTheSettingsBeforeItsLogBegins) {
+  Enter();
+  const testhost::Display display;
+  WriteFile("/etc/ostrel/config", "disableUserPreferences = perhaps\n");
+  Tool tool;
+  EXPECT_EQ(tool.Wait(), 0);
+  EXPECT_THAT(tool.Output(),
+              HasSubstr("Value \"perhaps\" for variable \"disableUserPreferences\" is not a valid boolean "
+                        "value. Using value \"FALSE\".\n"));
+  EXPECT_THAT(tool.Output(), EndsWith("Logging to " + tool.LogPath() + "\n"));
+  EXPECT_THAT(tool.Log(), Not(HasSubstr("PREF early")));
+}
+
+TEST_F(StartTest, KeepsBadSettingsFilesFromTheUser) {
+  Enter();
+  const testhost::Display display;
+  WriteFile("/etc/ostrel/config", "?\n");
+  WriteFile("/root/.ostrel/preferences", "?\n");
+  Tool tool({}, 0, {"HOME=/root"});
+  EXPECT_EQ(tool.Wait(), 0);
+  EXPECT_EQ(tool.Output(), "Logging to " + tool.LogPath() + "\n");
+}
+
 TEST_F(StartTest, RefusesACommandLineWithoutAWindow) {
   Enter();
   Desktop desktop;
