@@ -189,6 +189,7 @@ void Begin(Loop &loop, const std::vector<Counter> &counters) {
 
 std::vector<Counter *> Pointers(std::vector<Counter> &counters) {
   std::vector<Counter *> pointers;
+  pointers.reserve(counters.size());
   for (Counter &counter : counters) {
     pointers.push_back(&counter);
   }
@@ -316,11 +317,13 @@ void TimerCounts(benchmark::internal::Benchmark *bench) {
   bench->Arg(1)->Arg(10)->Arg(100)->Arg(1000)->Arg(10000);
 }
 
+// NOLINTBEGIN(bugprone-macro-parentheses): a template's name
 #define LOOPS(subject, arguments)                                                                 \
   BENCHMARK(subject<Ours>)->Name("BM_Ours_Loop_" #subject)->Apply(arguments);                     \
   BENCHMARK(subject<Glib>)->Name("BM_Peer_GLib_Loop_" #subject)->Apply(arguments);                \
   BENCHMARK(subject<Libevent<false>>)->Name("BM_Peer_libevent_Loop_" #subject)->Apply(arguments); \
   BENCHMARK(subject<Libevent<true>>)->Name("BM_Peer_libeventPoll_Loop_" #subject)->Apply(arguments)
+// NOLINTEND(bugprone-macro-parentheses)
 
 LOOPS(Turn, Readers);
 LOOPS(AddRemoveReaders, ReaderCounts);

@@ -37,6 +37,7 @@ TEST_F(LockedPoll, LetsEveryThreadAddAndRemoveWhileOneRuns) {
   std::atomic<int> fired = 0;
   std::array<std::atomic<int>, kThreads> counts{};
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   for (int thread = 0; thread < kThreads; thread++) {
     threads.emplace_back([&, &own = counts.at(static_cast<size_t>(thread))] {
       std::array<int, 2> ends{};
