@@ -36,7 +36,6 @@ namespace {
 
 using preferencetest::kHostDefaults;
 using preferencetest::kUserPreferences;
-using preferencetest::Take;
 using testhost::WriteFile;
 using testing::HasSubstr;
 

@@ -30,7 +30,6 @@ using preferencetest::kUserPreferences;
 using preferencetest::Take;
 using testhost::WriteFile;
 using testing::HasSubstr;
-using testing::Not;
 
 constexpr char kAssert[] = "ASSERT lib/config/preference.cc:[0-9]+\n";
 
@@ -761,7 +760,7 @@ class Model {
   std::string File(size_t layer) const {
     std::string text = "# generated\n";
     for (const auto &[key, value] : layers_[layer]) {
-      text += key + " = \"" + value + "\"\n";
+      text.append(key).append(" = \"").append(value).append("\"\n");
     }
     return text;
   }

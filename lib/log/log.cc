@@ -1,178 +1,225 @@
 #include "log.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <ctime>
-#include <string_view>
 
-#include "err.h"
-#include "msg.h"
-#include "owned.h"
-#include "panicUser.h"
-#include "posixPosix.h"
+#include "codeset.h"
+#include "logInt.h"
 #include "productState.h"
 #include "str.h"
+#include "unicode.h"
 #include "util.h"
-#include "util_misc.h"
+#include "vthread.h"
+
+constinit LogState logState{};
 
 namespace {
 
-constexpr char kEncoding[] = "UTF-8";
-// The thread's name in a program with one thread.
-constexpr char kThreadName[] = "app";
-
 constexpr size_t kTextSize = 4096;
-constexpr size_t kRingSize = 32768;
-
-// The log of the process: filled by Log_Init, and still usable after Log_Exit and while the process's exit
-// handlers run, so it owns by plain pointers that no destructor clears.
-struct LogState {
-  int fd = -1;
-  bool quiet;
-  char *ring;  // null until the first text
-  size_t ringWrite;
-  size_t ringRead;
-  size_t ringCount;
-  bool bannerWritten;
-  char *fileName;
-  char *suffix;
-  bool initialized;
-  bool enable;
-  bool keepAlways;
-  bool fileIsTemp;
-  bool partialLine;
-  time_t stampSecond;  // the second that `stamp` shows
-  char stamp[32];
-};
-LogState logState;
-
-class ErrnoKeeper {
- public:
-  ErrnoKeeper() = default;
-  ~ErrnoKeeper() { errno = saved_; }
-  ErrnoKeeper(const ErrnoKeeper &) = delete;
-  ErrnoKeeper &operator=(const ErrnoKeeper &) = delete;
-
- private:
-  int saved_ = errno;
-};
+constexpr size_t kMaxPrefix = 94;
+// What ends the time, and what ends the thread's name.
+constexpr size_t kEndLength = 2;
 
 struct LogPrefix {
-  char text[95];
+  char text[kMaxPrefix + 1];
   size_t length;
 };
 
+// Appends as much of `text` as leaves room for the end.
+void LogPrefixAppend(LogPrefix *prefix, std::string_view text) {
+  const size_t length = std::min(text.size(), kMaxPrefix - kEndLength - prefix->length);
+  memcpy(prefix->text + prefix->length, text.data(), length);
+  prefix->length += length;
+}
+
+void LogPrefixEnd(LogPrefix *prefix, char mark) {
+  prefix->text[prefix->length++] = mark;
+  prefix->text[prefix->length++] = ' ';
+}
+
 // Formatting the time of day costs as much as writing the line, so a second's text is made once.
-const char *LogStamp(LogState *state, time_t second) {
-  if (state->stamp[0] == '\0' || state->stampSecond != second) {
-    struct tm local {};
-    localtime_r(&second, &local);
-    state->stamp[strftime(state->stamp, sizeof state->stamp, "%b %d %H:%M:%S", &local)] = '\0';
-    state->stampSecond = second;
+void LogStampSecond(LogStamp *stamp, time_t second) {
+  if (stamp->secondLength > 0 && stamp->second == second) {
+    return;
   }
-  return state->stamp;
+  struct tm local {};
+  localtime_r(&second, &local);
+  constexpr size_t kMillisecSize = sizeof ".000";
+  stamp->secondLength = strftime(stamp->text, sizeof stamp->text - kMillisecSize, "%b %d %H:%M:%S", &local);
+  stamp->second = second;
+}
+
+void LogMakeStamp(LogStamp *stamp, const timeval &now, int64_t nowMs, bool millisec) {
+  LogStampSecond(stamp, now.tv_sec);
+  stamp->length = stamp->secondLength;
+  stamp->timeMs = nowMs;
+  if (millisec) {
+    // ".%03d" by hand, for each line pays for it.
+    const auto value = static_cast<unsigned>(nowMs % 1000);
+    for (const unsigned c : {unsigned{'.'}, '0' + value / 100, '0' + value / 10 % 10, '0' + value % 10}) {
+      stamp->text[stamp->length++] = static_cast<char>(c);
+    }
+  }
+}
+
+// A signal handler must not ask for the local time, so there the stamp tells how long ago the last one was.
+void LogPrefixAppendElapsed(LogPrefix *prefix, const LogStamp &stamp, int64_t nowMs, bool millisec) {
+  const int64_t elapsed = nowMs - stamp.timeMs;
+  char text[sizeof stamp.text + 32];
+  const int length = Str_Sprintf(text, sizeof text, "%.*s+%d", static_cast<int>(stamp.length), stamp.text,
+                                 static_cast<int>(elapsed / 1000));
+  LogPrefixAppend(prefix, {text, static_cast<size_t>(length)});
+  if (millisec) {
+    Str_Snprintf(text, sizeof text, ".%03d", static_cast<int>(elapsed % 1000));
+    LogPrefixAppend(prefix, text);
+  }
+}
+
+void LogPrefixAppendTime(LogPrefix *prefix, LogState *state) {
+  struct timeval now {};
+  gettimeofday(&now, nullptr);
+  const int64_t nowMs = int64_t{now.tv_sec} * 1000 + now.tv_usec / 1000;
+  if (VThread_IsInSignal()) {
+    LogPrefixAppendElapsed(prefix, state->stamp, nowMs, state->millisec);
+  } else {
+    LogMakeStamp(&state->stamp, now, nowMs, state->millisec);
+    LogPrefixAppend(prefix, {state->stamp.text, state->stamp.length});
+  }
+  LogPrefixEnd(prefix, ':');
 }
 
 LogPrefix LogMakePrefix(LogState *state) {
-  LogPrefix prefix{};
+  LogPrefix prefix;
+  prefix.length = 0;
   if (!state->initialized) {
-    Str_Snprintf(prefix.text, sizeof prefix.text, "LOG NOT INITIALIZED | ");
+    LogPrefixAppend(&prefix, "LOG NOT INITIALIZED | ");
   } else {
-    struct timeval now {};
-    gettimeofday(&now, nullptr);
-    Str_Snprintf(prefix.text, sizeof prefix.text, "%s.%03d: %s| ", LogStamp(state, now.tv_sec),
-                 static_cast<int>(now.tv_usec / 1000), kThreadName);
+    if (state->timeStamp) {
+      LogPrefixAppendTime(&prefix, state);
+    }
+    if (state->threadName) {
+      LogPrefixAppend(&prefix, VThread_CurName());
+      LogPrefixEnd(&prefix, '|');
+    }
   }
-  prefix.length = strlen(prefix.text);
+  prefix.text[prefix.length] = '\0';
   return prefix;
 }
 
-void LogRingDrop(LogState *state, size_t size) {
-  state->ringRead = (state->ringRead + size) % kRingSize;
-  state->ringCount -= size;
-}
-
-void LogRingDropOldestLine(LogState *state) {
-  bool newline = false;
-  while (!newline && state->ringCount > 0) {
-    newline = state->ring[state->ringRead] == '\n';
-    LogRingDrop(state, 1);
-  }
-}
-
-void LogQueue(LogState *state, std::string_view piece) {
-  ASSERT(piece.size() < kRingSize);
-  if (state->ring == nullptr) {
-    state->ring = static_cast<char *>(malloc(kRingSize));
-    if (state->ring == nullptr) {
-      return;
-    }
-  }
-  while (piece.size() > kRingSize - state->ringCount) {
-    LogRingDropOldestLine(state);
-  }
-  const size_t first = std::min(piece.size(), kRingSize - state->ringWrite);
-  memcpy(state->ring + state->ringWrite, piece.data(), first);
-  memcpy(state->ring, piece.data() + first, piece.size() - first);
-  state->ringWrite = (state->ringWrite + piece.size()) % kRingSize;
-  state->ringCount += piece.size();
-}
-
-// Logging never stops the work: what the file doesn't take is lost.
-void LogWriteToFile(const LogState *state, const char *data, size_t size) {
-  [[maybe_unused]] const ssize_t written = write(state->fd, data, size);
-}
-
-void LogDrain(LogState *state) {
-  while (state->ringCount > 0) {
-    const size_t size = std::min(state->ringCount, kRingSize - state->ringRead);
-    LogWriteToFile(state, state->ring + state->ringRead, size);
-    LogRingDrop(state, size);
-  }
-  // From the start again, so that the next line goes out in one piece.
-  state->ringRead = 0;
-  state->ringWrite = 0;
-}
-
 void LogWriteBanner(const LogState *state, const LogPrefix &prefix) {
+  char build[32];
+  Str_Snprintf(build, sizeof build, "build-%05u", ProductState_GetBuildNumber());
   char text[1024];
   Str_Snprintf(text, sizeof text,
-               "%sLog for %s pid=%d version=%s build=build-%05u option=%s\n"
+               "%sLog for %s pid=%d version=%s build=%s option=%s\n"
                "%sThe process is %zu-bit.\n"
                "%sHost codepage=%s encoding=%s\n",
-               prefix.text, ProductState_GetName(), getpid(), ProductState_GetVersion(),
-               ProductState_GetBuildNumber(), "BETA", prefix.text, sizeof(void *) * 8, prefix.text, kEncoding,
-               kEncoding);
-  LogWriteToFile(state, text, strlen(text));
+               prefix.text, state->appName, getpid(), state->appVersion, build, "BETA", prefix.text,
+               sizeof(void *) * 8, prefix.text, CodeSet_GetCurrentCodeSet(),
+               Unicode_EncodingEnumToName(Unicode_GetCurrentEncoding()));
+  [[maybe_unused]] const ssize_t written = write(state->fd, text, strlen(text));
 }
 
-// Puts the lines of a text into the ring, each with the prefix, but for a line that a former text began.
 void LogQueueLines(LogState *state, const LogPrefix &prefix, std::string_view text) {
   while (!text.empty()) {
     const size_t newline = text.find('\n');
-    const size_t length = newline == std::string_view::npos ? text.size() : newline + 1;
+    const bool whole = newline != std::string_view::npos;
     if (!state->partialLine) {
       LogQueue(state, {prefix.text, prefix.length});
+      state->partialLine = true;
     }
+    const size_t length = whole ? newline + 1 : text.size();
     LogQueue(state, text.substr(0, length));
-    state->partialLine = newline == std::string_view::npos;
+    state->partialLine = !whole;
     text.remove_prefix(length);
   }
 }
 
-void LogWrite(LogState *state, std::string_view text) {
+// Whether neither limit holds the text back. The log's own counts a guest's text too.
+bool LogMayFlush(LogState *state, std::string_view text, bool isGuest) {
+  if (!state->enable || state->fd == -1) {
+    return false;
+  }
+  const bool guestThrottled = isGuest && LogThrottle(state, &guestLogThrottleInfo, text);
+  const bool throttled = LogThrottle(state, &state->throttle, text);
+  return !guestThrottled && !throttled;
+}
+
+void LogWriteChecked(LogState *state, std::string_view text, bool isGuest) {
+  const LogLock lock(state);
+  LogWrite(state, text, LogMayFlush(state, text, isGuest));
+}
+
+std::string_view LogFormat(char (&text)[kTextSize], const char *format, va_list args)
+    __attribute__((format(printf, 2, 0)));
+std::string_view LogFormat(char (&text)[kTextSize], const char *format, va_list args) {
+  const int length = Str_Vsnprintf(text, sizeof text, format, args);
+  return length == -1 ? std::string_view(text) : std::string_view(text, static_cast<size_t>(length));
+}
+
+void LogVLog(bool isGuest, const char *format, va_list args) __attribute__((format(printf, 2, 0)));
+void LogVLog(bool isGuest, const char *format, va_list args) {
+  LogState *state = &logState;
+  if (const LogFunction function = state->logFn) {
+    function(format, args);
+    return;
+  }
+  if (!state->enable) {
+    return;
+  }
+  const ErrnoKeeper keeper;
+  char text[kTextSize];
+  LogWriteChecked(state, LogFormat(text, format, args), isGuest);
+}
+
+void LogVWarning(const char *format, va_list args) __attribute__((format(printf, 1, 0)));
+void LogVWarning(const char *format, va_list args) {
+  LogState *state = &logState;
+  if (const LogFunction function = state->warningFn) {
+    function(format, args);
+    return;
+  }
+  const ErrnoKeeper keeper;
+  char text[kTextSize];
+  LogWriteChecked(state, LogFormat(text, format, args), false);
+  if (!state->quiet) {
+    fputs(text, stderr);
+  }
+}
+
+// Counts one more, and tells whether that is worth a text.
+bool LogCount(uint32_t *count) {
+  return Util_Throttle(std::atomic_ref(*count).fetch_add(1) + 1);
+}
+
+}  // namespace
+
+LogLock::LogLock(LogState *state) : lockFn_(state->lockFn) {
+  if (lockFn_ != nullptr) {
+    lockFn_(true);
+  } else if (state->mutexReady && SyncRecMutex_Lock(&state->mutex)) {
+    mutex_ = &state->mutex;
+  }
+}
+
+LogLock::~LogLock() {
+  if (lockFn_ != nullptr) {
+    lockFn_(false);
+  } else if (mutex_ != nullptr) {
+    SyncRecMutex_Unlock(mutex_);
+  }
+}
+
+void LogWrite(LogState *state, std::string_view text, bool flush) {
   const LogPrefix prefix = LogMakePrefix(state);
   LogQueueLines(state, prefix, text);
-  if (!state->enable || state->fd == -1) {
+  // A notice of a limit that came before may have begun a next file, and failed.
+  if (!flush || state->fd == -1) {
     return;
   }
   if (!state->bannerWritten) {
@@ -180,177 +227,56 @@ void LogWrite(LogState *state, std::string_view text) {
     state->bannerWritten = true;
   }
   LogDrain(state);
-}
-
-// Whether the open descriptor is the file that the path names, and no link led to it. False with a message.
-bool LogIsPlainFile(int fd, const char *path) {
-  struct stat opened {};
-  if (fstat(fd, &opened) == -1) {
-    Msg_Append(MSGID(log.openFstatFailed) "Cannot fstat the file %s: '%s'\n", path, Err_ErrString());
-    return false;
+  if (state->rotateSize != 0 && state->fileSize > state->rotateSize && !state->rotating) {
+    LogRotate(state);
   }
-  struct stat named {};
-  if (Posix_Lstat(path, &named) == -1) {
-    Msg_Append(MSGID(log.openLstatFailed) "Cannot stat the file %s: '%s'\n", path, Err_ErrString());
-    return false;
-  }
-  if (S_ISLNK(named.st_mode)) {
-    Msg_Append(MSGID(log.openIsLink) "Log file '%s' is a symbolic link.\n", path);
-    return false;
-  }
-  if (opened.st_dev != named.st_dev || opened.st_ino != named.st_ino) {
-    Msg_Append(MSGID(log.openChanged) "Log file '%s' has changed.\n", path);
-    return false;
-  }
-  return true;
-}
-
-// Opens a log file. Returns -1 with a message on failure.
-int LogOpen(const char *path) {
-  const int fd = Posix_Open(path, O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
-  if (fd == -1) {
-    Msg_Append(MSGID(log.openFailed) "Cannot open or create the log file '%s': %s\n", path, Err_ErrString());
-    return -1;
-  }
-  if (!LogIsPlainFile(fd, path)) {
-    close(fd);
-    return -1;
-  }
-  return fd;
-}
-
-// The log's name in the safe temporary directory, a new string (free). Without it the program can't run.
-char *LogTempName(const LogState *state) {
-  const OwnedString directory(Util_GetSafeTmpDir(true));
-  if (directory == nullptr) {
-    Panic("Cannot get temporary directory for log file.\n");
-  }
-  const OwnedString pattern(Str_SafeAsprintf(nullptr, "%s/%s%s$PID.log", directory.get(), state->suffix,
-                                             state->suffix[0] == '\0' ? "" : "-"));
-  char *name = Util_ExpandString(pattern.get());
-  if (name == nullptr) {
-    Msg_Reset(true);
-    Panic("Cannot get log file name.\n");
-  }
-  return name;
-}
-
-// Starts logging to `fileName` or, when it is null, anew in the temporary file. False with messages.
-bool LogSetFile(LogState *state, const char *fileName) {
-  const bool temporary = fileName == nullptr;
-  OwnedString name(temporary ? LogTempName(state) : Util_SafeStrdup(fileName));
-  const int fd = LogOpen(name.get());
-  if (fd == -1) {
-    Msg_Append(MSGID(log.switchFailed) "Unable to open the log file \"%s\". Make sure that the path "
-                                       "specified for the log file is valid, and that you have write "
-                                       "privileges in this directory.\n",
-               name.get());
-    return false;
-  }
-  if (temporary) {
-    // A file of this name was left by a process that had the same id.
-    [[maybe_unused]] const int result = ftruncate(fd, 0);
-  }
-  if (state->fd != -1) {
-    close(state->fd);
-  }
-  state->fd = fd;
-  state->bannerWritten = false;
-  free(state->fileName);
-  state->fileName = name.release();
-  state->fileIsTemp = temporary;
-  return true;
-}
-
-void LogForgetNames(LogState *state) {
-  free(state->fileName);
-  state->fileName = nullptr;
-  free(state->suffix);
-  state->suffix = nullptr;
-}
-
-}  // namespace
-
-bool Log_Init(const char *fileName, const char *config, const char *suffix) {
-  LogState *state = &logState;
-  ASSERT(!state->initialized);
-  state->suffix = Util_SafeStrdup(suffix);
-  state->enable = true;
-  // Without a name of either kind the text waits for a file.
-  const bool wantsFile = fileName != nullptr || config != nullptr;
-  if (wantsFile && !LogSetFile(state, fileName)) {
-    state->enable = false;
-    LogForgetNames(state);
-    return false;
-  }
-  state->initialized = true;
-  return true;
-}
-
-void Log_Exit() {
-  logState.initialized = false;
-  LogForgetNames(&logState);
 }
 
 void Log(const char *format, ...) {
+  va_list args;
+  va_start(args, format);
+  LogVLog(false, format, args);
+  va_end(args);
+}
+
+void Warning(const char *format, ...) {
+  va_list args;
+  va_start(args, format);
+  LogVWarning(format, args);
+  va_end(args);
+}
+
+void Log_Throttled(uint32_t *count, const char *format, ...) {
+  if (!LogCount(count)) {
+    return;
+  }
+  va_list args;
+  va_start(args, format);
+  LogVLog(false, format, args);
+  va_end(args);
+}
+
+void Warning_Throttled(uint32_t *count, const char *format, ...) {
+  if (!LogCount(count)) {
+    return;
+  }
+  va_list args;
+  va_start(args, format);
+  LogVWarning(format, args);
+  va_end(args);
+}
+
+void GuestLog(const char *format, ...) {
+  va_list args;
+  va_start(args, format);
+  LogVLog(true, format, args);
+  va_end(args);
+}
+
+void Log_WriteText(const char *text) {
   if (!logState.enable) {
     return;
   }
   const ErrnoKeeper keeper;
-  char text[kTextSize];
-  va_list args;
-  va_start(args, format);
-  Str_Vsnprintf(text, sizeof text, format, args);
-  va_end(args);
-  LogWrite(&logState, text);
+  LogWriteChecked(&logState, text, false);
 }
-
-void Warning(const char *format, ...) {
-  const ErrnoKeeper keeper;
-  char text[kTextSize];
-  va_list args;
-  va_start(args, format);
-  Str_Vsnprintf(text, sizeof text, format, args);
-  va_end(args);
-  LogWrite(&logState, text);
-  if (!logState.quiet) {
-    fputs(text, stderr);
-  }
-}
-
-bool Log_RemoveFile(bool force) {
-  LogState *state = &logState;
-  if (!state->initialized) {
-    Log("LOG trying to remove log file when not initialized.\n");
-    return true;
-  }
-  if (state->fileName == nullptr || (!force && (state->keepAlways || !state->fileIsTemp))) {
-    return true;
-  }
-  Log("LOG removing %s.\n", state->fileName);
-  close(state->fd);
-  state->fd = -1;
-  const bool removed = Posix_Unlink(state->fileName) == 0;
-  free(state->fileName);
-  state->fileName = nullptr;
-  return removed;
-}
-
-const char *Log_GetFileName() {
-  return logState.fileName;
-}
-
-void Log_SetQuietWarnings(bool quiet) {
-  logState.quiet = quiet;
-}
-
-bool Log_GetQuietWarnings() {
-  return logState.quiet;
-}
-
-void Log_SetAlwaysKeep(bool keep) {
-  logState.keepAlways = keep;
-}
-
-// No limit on the log's rate can be configured yet, so there is none to lift.
-void Log_DisableThrottling() {}

@@ -1,83 +1,33 @@
 #include "log.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
-#include <regex>
-#include <sstream>
+#include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
-#include "msg.h"
-#include "panics.h"
-#include "testhost.h"
+#include "allocations.h"
+#include "logInt.h"
+#include "logTestInt.h"
+#include "panicUser.h"
+#include "vthread.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-
-constexpr char kPrefix[] = R"([A-Z][a-z]{2} [0-3][0-9] [0-2][0-9]:[0-5][0-9]:[0-6][0-9]\.[0-9]{3}: app\| )";
-constexpr size_t kBannerLines = 3;
-
-void EnterHost() {
-  testhost::Host host;
-  host.Directory("/tmp/logs");
-  host.Enter();
-}
-
-void StartLog() {
-  ASSERT_TRUE(Log_Init(nullptr, "setup.log.filename", "setup"));
-}
-
-// The log's lines, the last of them also without a line feed.
-std::vector<std::string> Lines(const std::string &path) {
-  std::istringstream stream(testhost::ReadFile(path));
-  std::vector<std::string> lines;
-  for (std::string line; std::getline(stream, line);) {
-    lines.push_back(line);
-  }
-  return lines;
-}
-
-// The lines behind the banner, each checked for the prefix and then without it.
-std::vector<std::string> Texts(const std::string &path) {
-  const std::regex prefix(std::string("^") + kPrefix);
-  std::vector<std::string> texts;
-  const std::vector<std::string> lines = Lines(path);
-  for (size_t i = kBannerLines; i < lines.size(); i++) {
-    std::smatch match;
-    EXPECT_TRUE(std::regex_search(lines[i], match, prefix)) << lines[i];
-    texts.push_back(match.suffix());
-  }
-  return texts;
-}
-
-std::vector<std::string> Texts() {
-  return Texts(Log_GetFileName());
-}
-
-bool Matches(const std::string &text, const std::string &pattern) {
-  return std::regex_match(text, std::regex(pattern));
-}
-
-// What a call writes to standard error.
-template <typename Function>
-std::string OnStandardError(Function function) {
-  testing::internal::CaptureStderr();
-  function();
-  return testing::internal::GetCapturedStderr();
-}
-
-using Strings = std::vector<std::string>;
+using namespace logtest;
 
 TEST(Log, FileIsNamedByTheProcessInTheSafeDirectory) {
   EnterHost();
@@ -284,181 +234,6 @@ TEST(LogRing, TakesTextsOfEveryLength) {
             Strings(written.end() - 8, written.end()));
 }
 
-TEST(LogInit, AppendsToANamedFile) {
-  EnterHost();
-  testhost::WriteFile("/tmp/logs/my.log", "old\n");
-  ASSERT_TRUE(Log_Init("/tmp/logs/my.log", nullptr, "setup"));
-  EXPECT_STREQ(Log_GetFileName(), "/tmp/logs/my.log");
-  Log("text\n");
-  const Strings lines = Lines("/tmp/logs/my.log");
-  ASSERT_EQ(lines.size(), 1 + kBannerLines + 1);
-  EXPECT_EQ(lines[0], "old");
-}
-
-TEST(LogInit, EmptiesATemporaryFileThatIsThere) {
-  EnterHost();
-  setenv("PID", "x", 1);
-  ASSERT_EQ(mkdir("/tmp/ostrel-root", 0700), 0);
-  testhost::WriteFile("/tmp/ostrel-root/setup-x.log", "old\n");
-  StartLog();
-  EXPECT_EQ(testhost::ReadFile("/tmp/ostrel-root/setup-x.log"), "");
-}
-
-// What stays pending after a start that failed, as the next log shows it.
-Strings PendingAfterFailedStart(const char *name) {
-  EXPECT_FALSE(Log_Init(name, nullptr, "setup"));
-  EXPECT_EQ(Log_GetFileName(), nullptr);
-  EXPECT_TRUE(Msg_Present());
-  StartLog();
-  Msg_Reset(true);
-  return Texts();
-}
-
-Strings SwitchFailure(const std::string &name, const std::string &reason) {
-  return {"Msg_Reset:", reason,
-          "[msg.log.switchFailed] Unable to open the log file \"" + name +
-              "\". Make sure that the path specified for the log file is valid, and that you have write "
-              "privileges in this directory.",
-          "----------------------------------------"};
-}
-
-TEST(LogInit, RefusesASymbolicLink) {
-  EnterHost();
-  testhost::WriteFile("/tmp/logs/target", "precious\n");
-  ASSERT_EQ(symlink("/tmp/logs/target", "/tmp/logs/my.log"), 0);
-  EXPECT_EQ(PendingAfterFailedStart("/tmp/logs/my.log"),
-            SwitchFailure("/tmp/logs/my.log",
-                          "[msg.log.openIsLink] Log file '/tmp/logs/my.log' is a symbolic link."));
-  EXPECT_EQ(testhost::ReadFile("/tmp/logs/target"), "precious\n");
-}
-
-TEST(LogInit, RefusesAFileThatCannotBeOpened) {
-  EnterHost();
-  EXPECT_EQ(PendingAfterFailedStart("/tmp/logs/no/my.log"),
-            SwitchFailure("/tmp/logs/no/my.log",
-                          "[msg.log.openFailed] Cannot open or create the log file '/tmp/logs/no/my.log': No "
-                          "such file or directory"));
-}
-
-TEST(LogInit, AFailedStartLeavesTheProcessRunning) {
-  EnterHost();
-  EXPECT_FALSE(Log_Init("/tmp/logs", nullptr, "setup"));
-  Msg_Reset(false);
-  Log("dropped\n");
-  EXPECT_EQ(OnStandardError([] { Warning("kept\n"); }), "kept\n");
-  StartLog();
-  Log("late\n");
-  const Strings lines = Lines(Log_GetFileName());
-  ASSERT_EQ(lines.size(), kBannerLines + 2);
-  EXPECT_EQ(lines[kBannerLines], "LOG NOT INITIALIZED | kept");
-}
-
-TEST(LogInit, WithoutAnyNameTextWaits) {
-  EnterHost();
-  ASSERT_TRUE(Log_Init(nullptr, nullptr, "setup"));
-  EXPECT_EQ(Log_GetFileName(), nullptr);
-  Log("waiting\n");
-  Log_Exit();
-  StartLog();
-  Log("late\n");
-  EXPECT_EQ(Texts(), (Strings{"waiting", "late"}));
-}
-
-TEST(LogInitDeathTest, StartsOnlyOnce) {
-  EnterHost();
-  StartLog();
-  EXPECT_EXIT(Log_Init("/tmp/logs/other.log", nullptr, "setup"), testing::ExitedWithCode(255),
-              testhost::Panics("^ASSERT lib/log/log.cc:[0-9]+\n$"));
-}
-
-TEST(LogInitDeathTest, NeedsATemporaryDirectory) {
-  EnterHost();
-  ASSERT_EQ(mount("none", "/tmp/logs", "tmpfs", MS_RDONLY, nullptr), 0);
-  setenv("TMPDIR", "/tmp/logs", 1);
-  EXPECT_EXIT(StartLog(), testing::ExitedWithCode(255),
-              testhost::Panics("Cannot get temporary directory for log file.\n$"));
-}
-
-TEST(LogInitDeathTest, NeedsANameThatCanBeExpanded) {
-  EnterHost();
-  const std::string base = "/tmp/" + std::string(101, '$');
-  ASSERT_EQ(mkdir(base.c_str(), 0700), 0);
-  setenv("BASE", base.c_str(), 1);
-  setenv("TMPDIR", "$BASE", 1);
-  EXPECT_EXIT(StartLog(), testing::ExitedWithCode(255),
-              testhost::Panics(testing::Eq("Cannot get log file name.\n")));
-}
-
-TEST(LogExit, LeavesTheFileOpen) {
-  EnterHost();
-  StartLog();
-  Log("in\n");
-  const std::string name = Log_GetFileName();
-  Log_Exit();
-  EXPECT_EQ(Log_GetFileName(), nullptr);
-  Log("out\n");
-  const Strings lines = Lines(name);
-  ASSERT_EQ(lines.size(), kBannerLines + 2);
-  EXPECT_EQ(lines.back(), "LOG NOT INITIALIZED | out");
-}
-
-TEST(LogExit, AllowsANewStart) {
-  EnterHost();
-  ASSERT_TRUE(Log_Init("/tmp/logs/one.log", nullptr, "setup"));
-  Log("one\n");
-  Log_Exit();
-  ASSERT_TRUE(Log_Init("/tmp/logs/two.log", nullptr, "setup"));
-  Log("two\n");
-  EXPECT_EQ(Texts("/tmp/logs/one.log"), Strings{"one"});
-  EXPECT_EQ(Texts("/tmp/logs/two.log"), Strings{"two"});
-}
-
-TEST(LogRemoveFile, RemovesATemporaryLogOnly) {
-  EnterHost();
-  StartLog();
-  const std::string temporary = Log_GetFileName();
-  EXPECT_TRUE(Log_RemoveFile(false));
-  EXPECT_FALSE(fs::exists(temporary));
-  EXPECT_EQ(Log_GetFileName(), nullptr);
-  Log("goes nowhere\n");
-  EXPECT_TRUE(Log_RemoveFile(true));
-  Log_Exit();
-
-  ASSERT_TRUE(Log_Init("/tmp/logs/my.log", nullptr, "setup"));
-  EXPECT_TRUE(Log_RemoveFile(false));
-  EXPECT_TRUE(fs::exists("/tmp/logs/my.log"));
-  EXPECT_TRUE(Log_RemoveFile(true));
-  EXPECT_FALSE(fs::exists("/tmp/logs/my.log"));
-}
-
-TEST(LogRemoveFile, KeepsALogThatIsToBeKept) {
-  EnterHost();
-  StartLog();
-  const std::string name = Log_GetFileName();
-  Log_SetAlwaysKeep(true);
-  EXPECT_TRUE(Log_RemoveFile(false));
-  EXPECT_TRUE(fs::exists(name));
-  EXPECT_TRUE(Log_RemoveFile(true));
-  EXPECT_FALSE(fs::exists(name));
-}
-
-TEST(LogRemoveFile, TellsOfAFailure) {
-  EnterHost();
-  StartLog();
-  fs::remove(Log_GetFileName());
-  EXPECT_FALSE(Log_RemoveFile(true));
-}
-
-TEST(LogRemoveFile, DoesNothingBeforeTheStart) {
-  EnterHost();
-  EXPECT_TRUE(Log_RemoveFile(true));
-  ASSERT_TRUE(Log_Init("/tmp/logs/my.log", nullptr, "setup"));
-  Log_Exit();
-  EXPECT_TRUE(Log_RemoveFile(true));
-  EXPECT_EQ(Lines("/tmp/logs/my.log").back(),
-            "LOG NOT INITIALIZED | LOG trying to remove log file when not initialized.");
-}
-
 TEST(LogFault, ARemovedDirectoryDoesNotStopTheWork) {
   EnterHost();
   StartLog();
@@ -535,6 +310,286 @@ TEST(LogFork, AnExecutedProgramDoesNotInheritTheFile) {
   std::string output;
   testhost::Run("ls -l /proc/self/fd", &output);
   EXPECT_EQ(output.find(Log_GetFileName()), std::string::npos) << output;
+}
+
+// --- The prefix
+
+// What each line begins with in a log of these settings, with the digits as "0".
+std::string PrefixWith(const std::string &settings) {
+  EnterHost(settings);
+  EXPECT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  Log("text\n");
+  std::string prefix;
+  for (const std::string &line : Lines(kLog)) {
+    const std::regex start("^(.*?)(Log for .*|The process .*|Host codepage.*|text)$");
+    std::smatch match;
+    EXPECT_TRUE(std::regex_match(line, match, start)) << line;
+    EXPECT_TRUE(prefix.empty() || prefix.size() == match[1].str().size()) << line;
+    prefix = match[1];
+  }
+  return std::regex_replace(std::regex_replace(prefix, std::regex("[0-9]"), "0"),
+                            std::regex("^[A-Z][a-z]{2}"), "Mon");
+}
+
+TEST(LogPrefix, IsEmptyWithoutTimeAndThread) {
+  EXPECT_EQ(PrefixWith("log.timeStamp = FALSE\nlog.threadName = FALSE\n"), "");
+}
+
+TEST(LogPrefix, MayBeTheThreadAlone) {
+  EXPECT_EQ(PrefixWith("log.timeStamp = FALSE\n"), "app| ");
+}
+
+TEST(LogPrefix, MayBeTheTimeAlone) {
+  EXPECT_EQ(PrefixWith("log.threadName = FALSE\n"), "Mon 00 00:00:00.000: ");
+}
+
+TEST(LogPrefix, MayBeWithoutMilliseconds) {
+  EXPECT_EQ(PrefixWith("log.millisec = FALSE\n"), "Mon 00 00:00:00: app| ");
+}
+
+TEST(LogPrefix, NamesTheThread) {
+  EnterHost();
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  const std::string name(31, 'n');
+  VThread_Init(1, name.c_str());
+  Log("text\n");
+  EXPECT_TRUE(Lines(kLog).back().ends_with(": " + name + "| text")) << Lines(kLog).back();
+  std::string own;
+  std::thread([&own] {
+    own = VThread_CurName();
+    Log("text\n");
+  }).join();
+  EXPECT_TRUE(own.starts_with(name + "-"));
+  EXPECT_TRUE(Lines(kLog).back().ends_with(": " + own + "| text")) << Lines(kLog).back();
+}
+
+TEST(LogPrefix, InASignalTellsTheTimeSinceTheLastLine) {
+  EnterHost();
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  Log("before\n");
+  usleep(1250000);
+  VThread_SetIsInSignal(3, true);
+  Log("inside\n");
+  VThread_SetIsInSignal(3, false);
+  const Strings lines = Lines(kLog);
+  const std::string stamp = lines.at(kBannerLines).substr(0, 19);
+  EXPECT_TRUE(Matches(lines.at(kBannerLines + 1), stamp + R"(\+1\.[2-9][0-9]{2}: app\| inside)"))
+      << lines.back();
+  Log("after\n");
+  EXPECT_TRUE(Matches(Lines(kLog).back(), std::string(kPrefix) + "after"));
+}
+
+TEST(LogPrefix, InASignalMayBeWithoutMilliseconds) {
+  EnterHost("log.millisec = FALSE\n");
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  Log("before\n");
+  sleep(1);
+  VThread_SetIsInSignal(3, true);
+  Log("inside\n");
+  const Strings lines = Lines(kLog);
+  EXPECT_TRUE(Matches(lines.back(), lines.at(kBannerLines).substr(0, 15) + R"(\+1: app\| inside)"))
+      << lines.back();
+}
+
+TEST(LogPrefix, InASignalBeforeAnyLineTellsTheTimeSince1970) {
+  EnterHost();
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  VThread_SetIsInSignal(3, true);
+  Log("inside\n");
+  EXPECT_TRUE(Matches(Lines(kLog).back(), R"(\+[0-9]{10}\.[0-9]{3}: app\| inside)")) << Lines(kLog).back();
+}
+
+// --- The ring
+
+// What waits, as plain text.
+std::string Waiting() {
+  std::string text;
+  for (size_t i = 0; i < logState.ringCount; i++) {
+    text += logState.ringStart[(logState.ringRead + i) % 32768];
+  }
+  return text;
+}
+
+TEST(LogRing, FollowsAPlainModel) {
+  EnterHost();
+  std::mt19937 random(1);
+  std::string model;
+  for (int i = 0; i < 5000; i++) {
+    const size_t limit = i % 100 == 0 ? 32768 : 700;
+    std::string piece(random() % limit, static_cast<char>('a' + i % 26));
+    if (!piece.empty() && random() % 4 != 0) {
+      piece.back() = '\n';
+    }
+    LogQueue(&logState, piece);
+    while (model.size() + piece.size() > 32768) {
+      const size_t newline = model.find('\n');
+      model.erase(0, newline == std::string::npos ? newline : newline + 1);
+    }
+    model += piece;
+    ASSERT_EQ(Waiting() == model, true) << i;
+  }
+}
+
+TEST(LogRing, TakesAPieceThatIsOneByteShorterThanItself) {
+  EnterHost();
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  Log_WriteText((std::string(32766, 'x') + "\n").c_str());
+  // It leaves no room for its own prefix.
+  const Strings lines = Lines(kLog);
+  ASSERT_EQ(lines.size(), kBannerLines + 1);
+  EXPECT_EQ(lines.back(), std::string(32766, 'x'));
+}
+
+TEST(LogRingDeathTest, StopsAtAPieceOfItsOwnLength) {
+  EnterHost();
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  const std::string text(32768, 'x');
+  EXPECT_EXIT(Log_WriteText(text.c_str()), testing::ExitedWithCode(255),
+              testing::StartsWith("ASSERT lib/log/logRing.cc:"));
+  // The panic itself finds a log that works.
+  EXPECT_TRUE(
+      Matches(Lines(kLog).at(kBannerLines), std::string(kPrefix) + "ASSERT lib/log/logRing.cc:[0-9]+"))
+      << Lines(kLog).at(kBannerLines);
+}
+
+TEST(LogRing, WithoutMemoryTextIsDropped) {
+  EnterHost();
+  ASSERT_TRUE(Log_Init(nullptr, nullptr, "setup"));
+  {
+    // The prefix' allocation fails, and the text's doesn't.
+    const testhost::AllocationFault fault(0);
+    Log("one\n");
+    EXPECT_TRUE(fault.Happened());
+  }
+  Log("two\n");
+  ASSERT_TRUE(Log_SetFile(kLog, nullptr, false));
+  Log("three\n");
+  EXPECT_TRUE(Lines(kLog).at(kBannerLines) == "one") << Lines(kLog).at(kBannerLines);
+  EXPECT_TRUE(Matches(Lines(kLog).at(kBannerLines + 1), std::string(kPrefix) + "two"));
+}
+
+TEST(LogRing, IsAllThatALogAllocates) {
+  EnterHost();
+  EXPECT_EQ(testhost::CountAllocations([] { Log("dropped\n"); }), 0U);
+  ASSERT_TRUE(Log_Init(nullptr, nullptr, "setup"));
+  EXPECT_EQ(testhost::CountAllocations([] { Log("first\n"); }), 1U);
+  const auto work = [] {
+    for (int i = 0; i < 2000; i++) {
+      Log("text %d\n", i);
+    }
+    Log("%s", std::string(5000, 'x').c_str());
+    Log_WriteText("\ntext\n");
+    Log_SetQuietWarnings(true);
+    Warning("text\n");
+  };
+  EXPECT_EQ(testhost::CountAllocations(work), 0U);
+  ASSERT_TRUE(Log_SetFile(kLog, nullptr, false));
+  Log("the banner\n");
+  EXPECT_EQ(testhost::CountAllocations(work), 0U);
+}
+
+// --- Ready text
+
+TEST(LogWriteText, IsNoFormatAndIsNotCut) {
+  EnterHost();
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  const std::string text = "100%s" + std::string(9000, 'x');
+  Log_WriteText((text + "\ntwo\n").c_str());
+  EXPECT_EQ(Texts(kLog), (Strings{text, "two"}));
+}
+
+// --- Many writers
+
+TEST(LogThreads, LoseAndMixNoLine) {
+  EnterHost();
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  constexpr size_t kThreads = 8;
+  constexpr int kLines = 100000 / kThreads;
+  std::vector<std::thread> threads;
+  for (size_t thread = 0; thread < kThreads; thread++) {
+    threads.emplace_back([thread] {
+      for (int line = 0; line < kLines; line++) {
+        Log("%zu %d %s\n", thread, line,
+            std::string(static_cast<size_t>(line % 100), static_cast<char>('a' + thread)).c_str());
+      }
+    });
+  }
+  for (std::thread &thread : threads) {
+    thread.join();
+  }
+  std::array<int, kThreads> next{};
+  const Strings lines = Lines(kLog);
+  ASSERT_EQ(lines.size(), kBannerLines + kThreads * kLines);
+  for (size_t i = kBannerLines; i < lines.size(); i++) {
+    const std::string text = lines[i].substr(lines[i].find("| ") + 2);
+    const size_t thread = static_cast<size_t>(text.at(0) - '0');
+    ASSERT_LT(thread, kThreads) << text;
+    const int line = next.at(thread)++;
+    ASSERT_EQ(text, std::to_string(thread) + " " + std::to_string(line) + " " +
+                        std::string(static_cast<size_t>(line % 100), static_cast<char>('a' + thread)));
+  }
+}
+
+TEST(LogKill, LeavesWholeLines) {
+  EnterHost();
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  Log("start\n");
+  const std::string text(150, 'k');
+  for (int round = 0; round < 30; round++) {
+    ASSERT_EQ(truncate(kLog, 0), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+      for (;;) {
+        Log("%s\n", text.c_str());
+      }
+    }
+    while (fs::file_size(kLog) == 0) {
+      usleep(100);
+    }
+    usleep(static_cast<useconds_t>(round * 200));
+    kill(child, SIGKILL);
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    const std::string content = testhost::ReadFile(kLog);
+    // The kernel itself ends a write where a page of the file ends, when that is where the signal meets it.
+    EXPECT_TRUE(content.back() == '\n' || content.size() % 4096 == 0) << content.size();
+    Strings lines = Lines(kLog);
+    if (content.back() != '\n') {
+      lines.pop_back();
+    }
+    for (const std::string &line : lines) {
+      ASSERT_TRUE(line.ends_with("| " + text)) << line;
+      ASSERT_EQ(line.size(), lines[0].size());
+    }
+  }
+}
+
+// --- Recursion
+
+TEST(Log, PanicsInTheMiddleOfItsOwnWorkReachTheFile) {
+  EnterHost();
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  EXPECT_EXIT(
+      {
+        const LogLock lock(&logState);
+        Panic("inside %d\n", 1);
+      },
+      testing::ExitedWithCode(255), testing::StartsWith("inside 1\n"));
+  const Strings texts = Texts(kLog);
+  EXPECT_EQ(texts.at(0), "inside 1");
+  EXPECT_EQ(texts.at(1), "Backtrace:");
+}
+
+TEST(Log, WhatItsOwnStartLogsWaitsForTheFile) {
+  testhost::Host host;
+  host.Directory(kDirectory).Enter();
+  // Settings that are not up log that they give their defaults.
+  ASSERT_TRUE(Log_Init(nullptr, "setup.log.filename", "setup"));
+  Log("text\n");
+  const Strings lines = Lines(Log_GetFileName());
+  EXPECT_EQ(lines.at(kBannerLines),
+            "LOG NOT INITIALIZED | PREF early PreferenceGet(setup.log.filename), using default");
+  EXPECT_TRUE(Matches(lines.back(), std::string(kPrefix) + "text"));
 }
 
 }  // namespace

@@ -58,38 +58,51 @@ int IconvStep(iconv_t iconvHandle, char **bufIn, size_t *sizeIn, DynBuf *dynBuf)
   return error;
 }
 
-// Converts a piece of what is at `*bufIn`, but for the part of a sequence that it may end in. That is an
-// error only when there is nothing before it. Returns 0 or an errno value.
-int IconvPiece(iconv_t iconvHandle, char **bufIn, size_t *sizeIn, DynBuf *dynBuf) {
+// What becomes of text that can't be converted.
+struct Unconvertible {
+  unsigned flags;
+  bool isIgnored;  // the name of the target tells iconv so
+};
+
+// Converts a piece of what is at `*bufIn`. The part of a sequence that it may end in is left, and is an error
+// only when there is nothing before it. So is what stands behind text that was ignored, because glibc calls
+// that an error all the same. Returns 0 or an errno value.
+int IconvPiece(iconv_t iconvHandle, char **bufIn, size_t *sizeIn, Unconvertible unconvertible,
+               DynBuf *dynBuf) {
   const size_t piece = std::min(kPiece, *sizeIn);
   size_t left = piece;
   const int error = IconvStep(iconvHandle, bufIn, &left, dynBuf);
-  const bool isCut = error == EINVAL && left < piece;
+  const bool goesOn = error == EINVAL || (unconvertible.isIgnored && error == EILSEQ);
   *sizeIn -= piece - left;
-  return isCut ? 0 : error;
+  return goesOn && left < piece ? 0 : error;
 }
 
 // With flags, an invalid sequence ends the text.
-bool IsEnd(int error, unsigned flags) {
-  return error == 0 || (flags != CODESET_STOP && error == EILSEQ);
+bool IsEnd(int error, Unconvertible unconvertible) {
+  return error == 0 || (unconvertible.flags != CODESET_STOP && error == EILSEQ);
 }
 
 // Converts the text and what its encoding holds back until the end, from the beginning on, into the room that
 // there is. Returns 0 or an errno value.
-int IconvFromBeginning(iconv_t iconvHandle, const char *bufIn, size_t sizeIn, unsigned flags,
+int IconvFromBeginning(iconv_t iconvHandle, const char *bufIn, size_t sizeIn, Unconvertible unconvertible,
                        DynBuf *dynBuf) {
   auto *rest = const_cast<char *>(bufIn);
   iconv(iconvHandle, nullptr, nullptr, nullptr, nullptr);
   int error = 0;
   do {
-    error = IconvPiece(iconvHandle, &rest, &sizeIn, dynBuf);
+    error = IconvPiece(iconvHandle, &rest, &sizeIn, unconvertible, dynBuf);
   } while (error == 0 && sizeIn != 0);
-  return IsEnd(error, flags) ? IconvStep(iconvHandle, nullptr, nullptr, dynBuf) : error;
+  if (!IsEnd(error, unconvertible)) {
+    return error;
+  }
+  error = IconvStep(iconvHandle, nullptr, nullptr, dynBuf);
+  return unconvertible.isIgnored && error == EILSEQ ? 0 : error;
 }
 
 // Converts all of the text. More room means a new beginning, because glibc repeats characters, too, when it
 // goes on in new room.
-bool IconvText(iconv_t iconvHandle, const char *bufIn, size_t sizeIn, unsigned flags, DynBuf *dynBuf) {
+bool IconvText(iconv_t iconvHandle, const char *bufIn, size_t sizeIn, Unconvertible unconvertible,
+               DynBuf *dynBuf) {
   const size_t before = dynBuf->size;
   size_t room = CodeSetUtf_LikelySize(sizeIn);
   int error = 0;
@@ -98,10 +111,10 @@ bool IconvText(iconv_t iconvHandle, const char *bufIn, size_t sizeIn, unsigned f
     if (!CodeSetUtf_Reserve(dynBuf, room)) {
       return false;
     }
-    error = IconvFromBeginning(iconvHandle, bufIn, sizeIn, flags, dynBuf);
+    error = IconvFromBeginning(iconvHandle, bufIn, sizeIn, unconvertible, dynBuf);
     room *= 4;
   } while (error == E2BIG);
-  return IsEnd(error, flags);
+  return IsEnd(error, unconvertible);
 }
 
 // The whole conversion on a handle of its own. Leaves what there is of a failed one.
@@ -111,7 +124,8 @@ bool IconvConvert(const char *codeIn, const char *bufIn, size_t sizeIn, const ch
   if (iconvHandle == NoIconv()) {
     return false;
   }
-  const bool converted = IconvText(iconvHandle, bufIn, sizeIn, flags, dynBuf);
+  const Unconvertible unconvertible = {.flags = flags, .isIgnored = strcasestr(codeOut, "IGNORE") != nullptr};
+  const bool converted = IconvText(iconvHandle, bufIn, sizeIn, unconvertible, dynBuf);
   const bool closed = iconv_close(iconvHandle) == 0;
   return converted && closed;
 }

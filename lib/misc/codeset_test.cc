@@ -498,6 +498,25 @@ TEST_P(CodeSetGeneric, TreatsTheEndOfLongTextAsThatOfShort) {
   }
 }
 
+// glibc calls what it was told to ignore an error all the same, once it has converted what it was given.
+TEST(CodeSetIconv, IgnoresWhatTheNameOfTheTargetTellsItToWhereverItStands) {
+  Use(Engine::kIconv);
+  for (const unsigned flags : {CODESET_STOP, CODESET_SUBSTITUTE, CODESET_SKIP}) {
+    const std::function<Text(const std::string &)> ignoring = [&](const std::string &text) {
+      return Generic("UTF-8", text, "ISO-8859-1//IGNORE", flags);
+    };
+    EXPECT_EQ(ignoring("\xFF"), "");
+    EXPECT_EQ(ignoring("a\xFF\xC3"), std::nullopt);
+    EXPECT_EQ(Generic("windows-1258", "ab", "ISO_11548-1//IGNORE", flags), "");
+    for (size_t size = 7990; size < 8010; size++) {
+      const std::string latin(size, 'a');
+      EXPECT_TRUE(ignoring(latin + "\xFFz") == latin + "z") << size;
+      EXPECT_TRUE(ignoring(latin + "\xFF") == latin) << size;
+      EXPECT_TRUE(ignoring("\xFF" + latin + "éz") == latin + "\xE9z") << size;
+    }
+  }
+}
+
 // As much text as ICU counts, and more; the pages are never touched.
 TEST_P(CodeSetGeneric, RefusesMoreThanIcuCanCount) {
   const size_t size = size_t{INT_MAX} + 2;

@@ -15,7 +15,7 @@ namespace {
 // What the product settles: its pages' address, how many there are, and what their appends are called.
 constexpr char kEndpoint[] = "https://www.ostrel.example";
 constexpr size_t kRowCount = 99;
-constexpr std::array kAppendNames = {"product", "version", "lang"};
+constexpr std::array kAppendNames = {"log", "version", "lang"};
 
 constexpr unsigned kAllAppends = (1U << kAppendNames.size()) - 1;
 // From here on the pages are the maker's and no product's, and come in a language alone.

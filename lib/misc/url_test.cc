@@ -31,17 +31,17 @@ TEST(UrlGet, TakesAppendsThatHaveAValue) {
   EXPECT_EQ(Get(7, false), std::string(kInfo) + "7");
   URL_SetAppend(2, "de");
   URL_SetAppend(0, "Tools");
-  EXPECT_EQ(Get(7, true), std::string(kInfo) + "7&product=Tools&version=1%2e0%2e0%2drc%2f2%20%c3%a9&lang=de");
+  EXPECT_EQ(Get(7, true), std::string(kInfo) + "7&log=Tools&version=1%2e0%2e0%2drc%2f2%20%c3%a9&lang=de");
   URL_SetAppend(1, nullptr);
   URL_SetAppend(0, "");
-  EXPECT_EQ(Get(7, true), std::string(kInfo) + "7&product=&lang=de");
+  EXPECT_EQ(Get(7, true), std::string(kInfo) + "7&log=&lang=de");
 }
 
 TEST(UrlGet, TakesTheAppendsOfItsRowAlone) {
   URL_SetAppend(0, "Tools");
   URL_SetAppend(1, "1");
   URL_SetAppend(2, "de");
-  EXPECT_EQ(Get(90, true), std::string(kInfo) + "90&product=Tools&version=1&lang=de");
+  EXPECT_EQ(Get(90, true), std::string(kInfo) + "90&log=Tools&version=1&lang=de");
   EXPECT_EQ(Get(91, true), std::string(kInfo) + "91&lang=de");
   // A redirect changes where the row leads, and not what goes with it.
   URL_SetRedirect(91, 5);
@@ -49,7 +49,7 @@ TEST(UrlGet, TakesTheAppendsOfItsRowAlone) {
 }
 
 TEST(UrlGet, CutsALongValueBehindAWholeCode) {
-  const std::string start = std::string(kInfo) + "7&product=";
+  const std::string start = std::string(kInfo) + "7&log=";
   URL_SetAppend(0, std::string(1023, 'x').c_str());
   EXPECT_EQ(Get(7, true), start + std::string(1023, 'x'));
   URL_SetAppend(0, std::string(1024, 'x').c_str());

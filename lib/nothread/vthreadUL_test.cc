@@ -4,11 +4,14 @@
 #include <string>
 #include <thread>
 
+#include "panics.h"
 #include "vthread.h"
 
 // The names are the process's, so each of these needs one of its own.
 
 namespace {
+
+using testhost::Panics;
 
 const auto kPanics = testing::ExitedWithCode(255);
 constexpr char kAssertion[] = "ASSERT lib/nothread/vthreadUL.cc:[0-9]+\n";
@@ -44,8 +47,8 @@ TEST(VThread, InitTakesIdsUpToThree) {
     EXPECT_EQ(VThread_CurID(), id);
     EXPECT_EQ(VThread_CurName(), name);
   }
-  EXPECT_EXIT(VThread_Init(4, "four"), kPanics, testing::MatchesRegex(kAssertion));
-  EXPECT_EXIT(VThread_Init(-2, "less"), kPanics, testing::MatchesRegex(kAssertion));
+  EXPECT_EXIT(VThread_Init(4, "four"), kPanics, Panics(testing::MatchesRegex(kAssertion)));
+  EXPECT_EXIT(VThread_Init(-2, "less"), kPanics, Panics(testing::MatchesRegex(kAssertion)));
 }
 
 TEST(VThread, InitThreadTakesIdsFrom36To95) {
@@ -60,7 +63,7 @@ TEST(VThread, InitThreadTakesIdsFrom36To95) {
     EXPECT_EQ(VThread_CurName(), name);
   }
   for (const int id : {-3, 0, 3, 35, 96}) {
-    EXPECT_EXIT(VThread_InitThread(id, "c"), kPanics, testing::MatchesRegex(kAssertion)) << id;
+    EXPECT_EXIT(VThread_InitThread(id, "c"), kPanics, Panics(testing::MatchesRegex(kAssertion))) << id;
   }
 }
 
@@ -82,7 +85,8 @@ TEST(VThread, NamesWhoHasNoName) {
   VThread_InitThread(-1, nullptr);
   EXPECT_STREQ(VThread_CurName(), "vthread-3");
   // Only there.
-  EXPECT_EXIT(VThread_Init(3, nullptr), kPanics, testing::Eq("ASSERT lib/nothread/vthreadUL.cc:124\n"));
+  EXPECT_EXIT(VThread_Init(3, nullptr), kPanics,
+              Panics(testing::Eq("ASSERT lib/nothread/vthreadUL.cc:124\n")));
 }
 
 TEST(VThread, KeepsThirtyOneBytesOfAName) {

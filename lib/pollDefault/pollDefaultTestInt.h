@@ -33,6 +33,15 @@ struct World {
 };
 inline World world;
 
+// While it lives, waits are answered by a function.
+class Waits {
+ public:
+  explicit Waits(decltype(World::wait) wait) { world.wait = std::move(wait); }
+  ~Waits() { world.wait = nullptr; }
+  Waits(const Waits &) = delete;
+  Waits &operator=(const Waits &) = delete;
+};
+
 // An assertion of a source of the event loop.
 inline std::string AssertIn(const std::string &file) {
   return "^ASSERT lib/pollDefault/" + file + "\\.cc:[0-9]+\n";
@@ -112,7 +121,7 @@ class PollHost : public ::testing::Test {
   }
 
   // The time-outs of the waits since the last look, in milliseconds.
-  static std::vector<int> Waits() { return std::exchange(waits, {}); }
+  static std::vector<int> Waited() { return std::exchange(waits, {}); }
 
   Actor *NewActor(const std::string &name, std::function<void()> act = nullptr) {
     return &actors_.emplace_back(Actor{name, std::move(act)});

@@ -174,31 +174,31 @@ TEST_F(Timers, AddedInATurnFireInItWhenTheyAreDue) {
 
 TEST_F(Timers, DecideHowLongTheLoopWaits) {
   Turn(0, 50000);
-  EXPECT_EQ(Waits(), std::vector{50});
+  EXPECT_EQ(Waited(), std::vector{50});
   AddTimer("a", 20001);
   Turn(0, 50000);
-  EXPECT_EQ(Waits(), std::vector{21});  // rounded up, so that nothing is early
-  EXPECT_EQ(Fired(), "");               // timers come before the wait
+  EXPECT_EQ(Waited(), std::vector{21});  // rounded up, so that nothing is early
+  EXPECT_EQ(Fired(), "");                // timers come before the wait
   Turn(0, 0);
   EXPECT_EQ(Fired(), "a");
-  EXPECT_EQ(Waits(), std::vector<int>{});
+  EXPECT_EQ(Waited(), std::vector<int>{});
   AddTimer("b", 60000);
   Turn(0, 50000);
-  EXPECT_EQ(Waits(), std::vector{50});
+  EXPECT_EQ(Waited(), std::vector{50});
   Turn(1, 70000);  // it isn't of this class
-  EXPECT_EQ(Waits(), std::vector{70});
+  EXPECT_EQ(Waited(), std::vector{70});
 }
 
 TEST_F(Timers, AreWaitedForFromWhenTheCallbacksHaveReturned) {
   AddTimer("slow", 0, false, [] { Pass(30000); });
   AddTimer("b", 40000);
   Turn(0, 50000);
-  EXPECT_EQ(Waits(), std::vector{10});
+  EXPECT_EQ(Waited(), std::vector{10});
   AddTimer("slower", 0, false, [] { Pass(30000); });
   AddTimer("c", 20000);
   Turn(0, 50000);
   EXPECT_EQ(Fired(), "slow slower b");
-  EXPECT_EQ(Waits(), std::vector<int>{});
+  EXPECT_EQ(Waited(), std::vector<int>{});
 }
 
 TEST_F(Timers, TimeoutsAreRoundedUpToMilliseconds) {
@@ -206,7 +206,7 @@ TEST_F(Timers, TimeoutsAreRoundedUpToMilliseconds) {
                                          {1001, 2}, {999999, 1000}, {INT_MAX, INT_MAX / 1000 + 1}};
   for (const auto &[timeout, wait] : rounded) {
     Turn(0, timeout);
-    EXPECT_EQ(Waits(), std::vector{wait});
+    EXPECT_EQ(Waited(), std::vector{wait});
   }
 }
 

@@ -34,7 +34,7 @@ struct LogInitParams {
   uint64_t rotateSize;           // bytes after which the next file begins; 0 for never
 };
 
-constexpr uint32_t LOG_NO_LIMIT = UINT32_MAX;
+enum : uint32_t { LOG_NO_LIMIT = UINT32_MAX };
 
 // Start the log with what the settings say; Log_InitForApp with another program's name than the product's.
 //
@@ -138,7 +138,7 @@ void Log_SetQuietWarnings(bool quiet);
 bool Log_GetQuietWarnings();
 void Log_SetAlwaysKeep(bool keep);
 // Put functions in the place of Log and GuestLog, and of Warning; null for the log's own.
-using LogFunction [[gnu::format(printf, 1, 0)]] = void (*)(const char *format, va_list args);
+using LogFunction = void (*)(const char *format, va_list args);
 void Log_RegisterFunctions(LogFunction logFn, LogFunction warningFn);
 // Guards the log by a function instead of its own mutex: called with true before and with false after, and
 // again inside. A second function stops the program; null takes the first away.

@@ -1,13 +1,16 @@
 // Addresses of the product's web pages, by number.
 //
 // Each number has a row that says where it leads, which is itself until URL_SetRedirect, and which of three
-// values, the appends, may go with it: 0 the product, 1 its version, 2 the user's language.
+// values, the appends, may go with it.
 #ifndef OST_PUBLIC_URL_H
 #define OST_PUBLIC_URL_H
 
+// The slots of the appends: the log file's name, the product's version, the user's language.
+enum : unsigned { URL_APPEND_LOG = 0, URL_APPEND_VERSION = 1, URL_APPEND_LANGUAGE = 2 };
+
 // Sets the value of an append for the rest of the process; keeps a copy.
 //
-// slot   0 to 2; another stops the program
+// slot   one of the above; another stops the program
 // value  null for none
 void URL_SetAppend(unsigned slot, const char *value);
 

@@ -18,6 +18,7 @@
 #include <utility>
 #include <vector>
 
+#include "panics.h"
 #include "syncTestInt.h"
 #include "systemCalls.h"
 
@@ -49,6 +50,7 @@ extern "C" int poll(pollfd *fds, nfds_t count, int timeOutMs) {
 namespace {
 
 using synctest::CountDescriptors;
+using testhost::Panics;
 using testhost::SystemCalls;
 
 void AnswerPoll(std::function<int(int timeOutMs)> answer) {
@@ -187,7 +189,7 @@ TEST_F(Mutex, MoreThanOneReadyDescriptorPanics) {
   ASSERT_TRUE(SyncMutex_Lock(&mutex_));
   AnswerPoll([](int) { return 2; });
   EXPECT_EXIT(SyncMutex_Lock(&mutex_), kPanics,
-              testing::MatchesRegex("ASSERT lib/sync/syncMutex.cc:[0-9]+\n"));
+              Panics(testing::MatchesRegex("ASSERT lib/sync/syncMutex.cc:[0-9]+\n")));
 }
 
 TEST_F(Mutex, IsNotLockedWhereNobodyCanEnterItsQueue) {
@@ -265,7 +267,7 @@ TEST(SyncMutexSingleton, PanicsWhenItCannotBeMade) {
   calls.Fail(SYS_eventfd2, ENOMEM);
   std::atomic<SyncMutex *> pointer = nullptr;
   EXPECT_EXIT(SyncMutex_CreateSingleton(&pointer), kPanics,
-              testing::MatchesRegex("ASSERT lib/sync/syncMutex.cc:[0-9]+\n"));
+              Panics(testing::MatchesRegex("ASSERT lib/sync/syncMutex.cc:[0-9]+\n")));
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <thread>
 
+#include "panics.h"
 #include "syncTestInt.h"
 #include "systemCalls.h"
 
@@ -48,6 +49,7 @@ extern "C" long syscall(long number, ...) noexcept {
 
 namespace {
 
+using testhost::Panics;
 using testhost::SystemCalls;
 
 const auto kPanics = testing::ExitedWithCode(255);
@@ -134,15 +136,15 @@ TEST_F(RecMutex, UnlockingAnothersPanics) {
   ASSERT_TRUE(SyncRecMutex_Lock(&mutex_));
   const auto unlockElsewhere = [this] { OnAnotherThread([this] { return SyncRecMutex_Unlock(&mutex_); }); };
   // A thread can be made in a forked process as well, where the lock is held by a thread that isn't there.
-  EXPECT_EXIT(unlockElsewhere(), kPanics, testing::MatchesRegex(kAssertion));
+  EXPECT_EXIT(unlockElsewhere(), kPanics, Panics(testing::MatchesRegex(kAssertion)));
   EXPECT_TRUE(SyncRecMutex_Unlock(&mutex_));
 }
 
 TEST_F(RecMutex, UnlockingAFreeOnePanics) {
-  EXPECT_EXIT(SyncRecMutex_Unlock(&mutex_), kPanics, testing::MatchesRegex(kAssertion));
+  EXPECT_EXIT(SyncRecMutex_Unlock(&mutex_), kPanics, Panics(testing::MatchesRegex(kAssertion)));
   SyncRecMutex_Lock(&mutex_);
   SyncRecMutex_Unlock(&mutex_);
-  EXPECT_EXIT(SyncRecMutex_Unlock(&mutex_), kPanics, testing::MatchesRegex(kAssertion));
+  EXPECT_EXIT(SyncRecMutex_Unlock(&mutex_), kPanics, Panics(testing::MatchesRegex(kAssertion)));
 }
 
 TEST_F(RecMutex, AnOwnerWithoutACountPanics) {
@@ -152,17 +154,17 @@ TEST_F(RecMutex, AnOwnerWithoutACountPanics) {
       mutex_.owner = gettid();  // of the process that is to die
       lock(&mutex_);
     };
-    EXPECT_EXIT(lockAsOwner(), kPanics, testing::MatchesRegex(kAssertion));
+    EXPECT_EXIT(lockAsOwner(), kPanics, Panics(testing::MatchesRegex(kAssertion)));
   }
 }
 
 TEST_F(RecMutex, AFreeLockWithAnOwnerPanics) {
   mutex_.owner = 1;
-  EXPECT_EXIT(SyncRecMutex_Lock(&mutex_), kPanics, testing::MatchesRegex(kAssertion));
-  EXPECT_EXIT(SyncRecMutex_Trylock(&mutex_), kPanics, testing::MatchesRegex(kAssertion));
+  EXPECT_EXIT(SyncRecMutex_Lock(&mutex_), kPanics, Panics(testing::MatchesRegex(kAssertion)));
+  EXPECT_EXIT(SyncRecMutex_Trylock(&mutex_), kPanics, Panics(testing::MatchesRegex(kAssertion)));
   mutex_.owner = -1;
   mutex_.count = 1;
-  EXPECT_EXIT(SyncRecMutex_Lock(&mutex_), kPanics, testing::MatchesRegex(kAssertion));
+  EXPECT_EXIT(SyncRecMutex_Lock(&mutex_), kPanics, Panics(testing::MatchesRegex(kAssertion)));
 }
 
 TEST_F(RecMutex, AFailedLockHasNoOwner) {
@@ -218,7 +220,7 @@ TEST_F(RecMutex, AKernelWithoutThreadsIdsIsAskedOnce) {
 
 TEST_F(RecMutex, AnotherFailureToTellTheThreadsIdPanics) {
   threadIds.error = EPERM;
-  EXPECT_EXIT(SyncRecMutex_Lock(&mutex_), kPanics, testing::MatchesRegex(kAssertion));
+  EXPECT_EXIT(SyncRecMutex_Lock(&mutex_), kPanics, Panics(testing::MatchesRegex(kAssertion)));
 }
 
 }  // namespace

@@ -15,6 +15,7 @@
 #include <thread>
 #include <utility>
 
+#include "panics.h"
 #include "syncTestInt.h"
 #include "syncWaitQ.h"
 #include "systemCalls.h"
@@ -93,6 +94,7 @@ namespace {
 using synctest::CountDescriptors;
 using synctest::IsOpen;
 using synctest::IsReadable;
+using testhost::Panics;
 using testhost::SystemCalls;
 
 const auto kPanics = testing::ExitedWithCode(255);
@@ -257,6 +259,17 @@ TEST_P(AnyQueue, AWakeUpWhileOneEntersMakesItReadableAtOnce) {
   EXPECT_EQ(CountDescriptors(), before_);
 }
 
+// It has cleared the flag, and not yet come to ending the generation: the next one must know of the waiter.
+TEST_P(AnyQueue, AWakeUpUnderWayDoesNotHideWhoEnters) {
+  (GetParam() == Kind::kNamed ? beforeFifo : beforeDuplicate).Plan([this] { queue_.waiters = false; });
+  const int fd = SyncWaitQ_Add(&queue_);
+  EXPECT_TRUE(queue_.waiters);
+  EXPECT_TRUE(SyncWaitQ_WakeUp(&queue_));
+  EXPECT_TRUE(IsReadable(fd));
+  SyncWaitQ_Remove(&queue_, fd);
+  SyncWaitQ_Destroy(&queue_);
+}
+
 TEST_P(AnyQueue, WhatIsReadableAtOnceMayFindNoDescriptor) {
   const auto wakeAndUseUp = [&] {
     SyncWaitQ_WakeUp(&queue_);
@@ -266,7 +279,7 @@ TEST_P(AnyQueue, WhatIsReadableAtOnceMayFindNoDescriptor) {
     (GetParam() == Kind::kNamed ? beforeFifo : beforeDuplicate).Plan(wakeAndUseUp);
     SyncWaitQ_Add(&queue_);
   };
-  EXPECT_EXIT(enter(), kPanics, testing::Eq(kTooMany));
+  EXPECT_EXIT(enter(), kPanics, Panics(testing::Eq(kTooMany)));
   SyncWaitQ_Destroy(&queue_);
 }
 
@@ -275,7 +288,7 @@ TEST_P(AnyQueue, NoDescriptorLeftStopsWhoEnters) {
     synctest::UseUpDescriptors();
     SyncWaitQ_Add(&queue_);
   };
-  EXPECT_EXIT(enter(), kPanics, testing::Eq(kTooMany));
+  EXPECT_EXIT(enter(), kPanics, Panics(testing::Eq(kTooMany)));
   SyncWaitQ_Destroy(&queue_);
 }
 
@@ -285,7 +298,7 @@ TEST_P(AnyQueue, NoDescriptorLeftStopsWhoWakes) {
     synctest::UseUpDescriptors();
     SyncWaitQ_WakeUp(&queue_);
   };
-  EXPECT_EXIT(wake(), kPanics, testing::Eq(kTooMany));
+  EXPECT_EXIT(wake(), kPanics, Panics(testing::Eq(kTooMany)));
   SyncWaitQ_Remove(&queue_, fd);
   SyncWaitQ_Destroy(&queue_);
 }
@@ -308,7 +321,7 @@ TEST_P(AnyQueue, IsMadeAnewAfterItsEnd) {
 TEST(SyncWaitQ, AnEmptyPathPanics) {
   SyncWaitQ queue;
   EXPECT_EXIT(SyncWaitQ_Init(&queue, ""), kPanics,
-              testing::MatchesRegex("ASSERT lib/sync/syncWaitQPosix.cc:[0-9]+\n"));
+              Panics(testing::MatchesRegex("ASSERT lib/sync/syncWaitQPosix.cc:[0-9]+\n")));
 }
 
 TEST(SyncWaitQ, WithoutItsInitItDoesNothing) {
@@ -347,7 +360,7 @@ TEST(SyncWaitQ, AHandleThatSomebodyElseClosedStopsItsEnd) {
   ASSERT_TRUE(SyncWaitQ_Init(&queue, nullptr));
   close(static_cast<int>(static_cast<uint32_t>(queue.handles)));
   EXPECT_EXIT(SyncWaitQ_Destroy(&queue), kPanics,
-              testing::MatchesRegex("ASSERT lib/sync/syncWaitQPosix.cc:[0-9]+\n"));
+              Panics(testing::MatchesRegex("ASSERT lib/sync/syncWaitQPosix.cc:[0-9]+\n")));
 }
 
 // ---- Failures of queues of one process
@@ -405,17 +418,17 @@ TEST_F(FailingQueue, AnotherFailureOfEventFdIsOne) {
 
 TEST_F(FailingQueue, TheProcessesLimitStopsInit) {
   calls_.Fail(SYS_eventfd2, EMFILE);
-  EXPECT_EXIT(SyncWaitQ_Init(&queue_, nullptr), kPanics, testing::Eq(kTooMany));
+  EXPECT_EXIT(SyncWaitQ_Init(&queue_, nullptr), kPanics, Panics(testing::Eq(kTooMany)));
 }
 
 TEST_F(FailingQueue, TheSystemsLimitStopsInit) {
   calls_.Fail(SYS_eventfd2, ENFILE);
-  EXPECT_EXIT(SyncWaitQ_Init(&queue_, nullptr), kPanics, testing::Eq(kSystemLimit));
+  EXPECT_EXIT(SyncWaitQ_Init(&queue_, nullptr), kPanics, Panics(testing::Eq(kSystemLimit)));
 }
 
 TEST_F(FailingQueue, ALimitStopsInitByAPipeToo) {
   LoseEventFd();
-  EXPECT_EXIT(Init(ENFILE), kPanics, testing::Eq(kSystemLimit));
+  EXPECT_EXIT(Init(ENFILE), kPanics, Panics(testing::Eq(kSystemLimit)));
 }
 
 TEST_F(FailingQueue, WithoutAPipeEitherThereIsNone) {
@@ -440,7 +453,7 @@ TEST_F(FailingQueue, WhatCannotBeDuplicatedCannotBeEntered) {
   EXPECT_EQ(SyncWaitQ_Add(&queue_), -1);
   EXPECT_EQ(errno, EBADF);
   calls_.Fail(SYS_fcntl, ENFILE);
-  EXPECT_EXIT(SyncWaitQ_Add(&queue_), kPanics, testing::Eq(kSystemLimit));
+  EXPECT_EXIT(SyncWaitQ_Add(&queue_), kPanics, Panics(testing::Eq(kSystemLimit)));
   SyncWaitQ_Destroy(&queue_);
 }
 
@@ -490,7 +503,7 @@ TEST_F(FailingQueue, AnEventFdThatWorkedOnceMustWorkAgain) {
   for (const int error : {ENOSYS, EINVAL}) {
     calls_.Fail(SYS_eventfd2, error);
     EXPECT_EXIT(SyncWaitQ_WakeUp(&queue_), kPanics,
-                testing::MatchesRegex("NOT_REACHED lib/sync/syncWaitQPosix.cc:[0-9]+\n"));
+                Panics(testing::MatchesRegex("NOT_REACHED lib/sync/syncWaitQPosix.cc:[0-9]+\n")));
   }
   calls_.Clear();
   SyncWaitQ_Destroy(&queue_);
@@ -623,7 +636,7 @@ TEST_F(NamedQueue, CannotBeEnteredWithoutItsDirectory) {
 TEST_F(NamedQueue, AFifoThatIsNotMadeStopsAtALimit) {
   SystemCalls calls({SYS_mknodat});
   calls.Fail(SYS_mknodat, ENFILE);
-  EXPECT_EXIT(SyncWaitQ_Add(&queue_), kPanics, testing::Eq(kSystemLimit));
+  EXPECT_EXIT(SyncWaitQ_Add(&queue_), kPanics, Panics(testing::Eq(kSystemLimit)));
 }
 
 TEST_F(NamedQueue, AFifoThatIsNotOpenedCannotBeEntered) {

@@ -98,9 +98,9 @@ const char *Msg_GetMessages() {
 const char *Msg_GetMessagesAndReset() {
   static DynBuf text;
   text.size = 0;
-  MsgState *msg = MsgGetState();
-  MsgRender(msg->head, msg->dictionary.get(), &text);
-  Msg_Reset(false);
+  // Detached first, so that a panic, which posts what is pending, doesn't render them again.
+  const OwnedMsgList messages(Msg_DetachMsgList());
+  MsgRender(messages.get(), MsgGetState()->dictionary.get(), &text);
   return text.data;
 }
 

@@ -126,9 +126,7 @@ TEST_F(MsgConsole, TakesANumberAmongBlanks) {
 TEST_F(MsgConsole, AsksAgainForWhatIsNoChoice) {
   Terminal terminal(AskYesNo);
   terminal.ReadTo(kPrompt);
-  for (const char *text : {"\n", " \t\r\n", "x\n", "2\n", "-1\n", "+1\n", "1x\n", "1 1\n", "1.\n",
-                           "\x0b"
-                           "1\n",
+  for (const char *text : {"\n", " \t\r\n", "x\n", "2\n", "-1\n", "+1\n", "1x\n", "1 1\n", "1.\n", "\v1\n",
                            "4294967297\n", "18446744073709551617\n", "yes\n"}) {
     terminal.TypeInVain(text);
   }

@@ -48,7 +48,7 @@ bool RecordLazy(void *handle, const char *id, const char *text, bool allowCancel
 }
 
 void RecordEnd(void *handle) {
-  told.push_back(handle == &marker ? "end" : "end of another");
+  told.emplace_back(handle == &marker ? "end" : "end of another");
 }
 
 MsgCallback Table() {
@@ -119,7 +119,7 @@ TEST_F(MsgProgressLog, ABadFormatStopsTheProgram) {
   callback.lazyProgressStart = RecordStart;
   callback.lazyProgress = RecordLazy;
   Msg_SetCallback(&callback);
-  const std::string text = PanicIn("PANIC", "msgProgress");
+  const auto text = PanicIn("PANIC", "msgProgress");
   const auto line = [](const std::string &function) {
     return function + " error: MsgFmt_GetArgs: error in format string\nformat <" + kBad + ">\n";
   };
@@ -174,7 +174,7 @@ TEST(MsgProgressScaled, HoldsAPlainModel) {
 }
 
 TEST(MsgProgressScaledDeathTest, OperationsOutOfRangeStopTheProgram) {
-  const std::string text = PanicIn("ASSERT", "msgProgress");
+  const auto text = PanicIn("ASSERT", "msgProgress");
   EXPECT_EXIT(Msg_ProgressScaled(0, 0, -1, false), kPanics, text);
   EXPECT_EXIT(Msg_ProgressScaled(0, -1, 3, false), kPanics, text);
   EXPECT_EXIT(Msg_ProgressScaled(0, 3, 3, false), kPanics, text);

@@ -119,7 +119,7 @@ TEST_F(MsgQuestion, OffersTheFirstNineNames) {
 TEST_F(MsgQuestion, NamesUpToTheDefaultMustBeThere) {
   Enter();
   Record();
-  const std::string text = PanicIn("ASSERT", "msgQuestion");
+  const auto text = PanicIn("ASSERT", "msgQuestion");
   EXPECT_EXIT(Msg_Question(kNames, 3, MSGID(test.ask) "?\n"), kPanics, text);
   EXPECT_EXIT(Msg_Question(kNames, -1, MSGID(test.ask) "?\n"), kPanics, text);
   EXPECT_EQ(Msg_Question(kNames, 2, MSGID(test.ask) "?\n"), 1);

@@ -47,7 +47,7 @@ TEST(MsgText, IsPrinted) {
 }
 
 TEST(MsgTextDeathTest, AFormatWithoutAnIdStopsTheProgram) {
-  const std::string text = PanicIn("ASSERT", "msgText");
+  const auto text = PanicIn("ASSERT", "msgText");
   EXPECT_EXIT(Msg_GetString("plain"), kPanics, text);
   EXPECT_EXIT(Msg_GetStringCopy("@&!*@*@(x"), kPanics, text);
   EXPECT_EXIT(Msg_GetPlainButtonText("OK"), kPanics, text);
@@ -84,7 +84,7 @@ TEST(PlainButtonText, KeepsOneOfTwoUnderscores) {
 }
 
 TEST(PlainButtonTextDeathTest, ASecondAcceleratorStopsTheProgram) {
-  const std::string text = PanicIn("ASSERT", "msgText");
+  const auto text = PanicIn("ASSERT", "msgText");
   EXPECT_EXIT(Plain("_Yes_"), kPanics, text);
   EXPECT_EXIT(Plain("_Yes and _no"), kPanics, text);
   EXPECT_EXIT(Plain("_a__b_c"), kPanics, text);

@@ -235,6 +235,7 @@ TEST_F(BumpNoFds, BorrowsRootsRightsWhereItMay) {
   EXPECT_EQ(Util_BumpNoFds(nullptr, nullptr), 0);
   EXPECT_EQ(Fds(), AsRoot());
   EXPECT_EQ(geteuid(), 1234U);
+  ASSERT_EQ(setresuid(0, 0, 0), 0);
 }
 
 TEST_F(BumpNoFds, WhatRootsRightsGaveIsLeftAtThat) {
@@ -250,6 +251,7 @@ TEST_F(BumpNoFds, WhatRootsRightsGaveIsLeftAtThat) {
   // To root and back.
   EXPECT_EQ(calls.Count(SYS_setresuid), 2U);
   EXPECT_EQ(geteuid(), 1234U);
+  ASSERT_EQ(setresuid(0, 0, 0), 0);
 }
 
 TEST_F(BumpNoFds, GoesAsFarAsTheHardLimitOtherwise) {

@@ -52,19 +52,19 @@ bool UtilAcceptableSafeTmpDir(const char *path, uid_t userId) {
 char *UtilGetUserName(uid_t userId) {
   const long size = sysconf(_SC_GETPW_R_SIZE_MAX);
   if (size == -1) {
-    Warning("%s: sysconf(_SC_GETPW_R_SIZE_MAX) failed.\n", __func__);
+    Warning("UtilGetUserName: sysconf(_SC_GETPW_R_SIZE_MAX) failed.\n");
     return nullptr;
   }
   const OwnedString buffer(static_cast<char *>(malloc(static_cast<size_t>(size))));
   if (buffer == nullptr) {
-    Warning("%s: Not enough memory.\n", __func__);
+    Warning("UtilGetUserName: Not enough memory.\n");
     return nullptr;
   }
   struct passwd entry {};
   struct passwd *found = nullptr;
   if (Posix_Getpwuid_r(userId, &entry, buffer.get(), static_cast<size_t>(size), &found) != 0 ||
       found == nullptr) {
-    Warning("%s: Unable to retrieve the username associated with user ID %u.\n", __func__, userId);
+    Warning("UtilGetUserName: Unable to retrieve the username associated with user ID %u.\n", userId);
     return nullptr;
   }
   return Util_SafeStrdup(entry.pw_name);

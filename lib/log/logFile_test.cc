@@ -1,0 +1,614 @@
+#include <fcntl.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <thread>
+
+#include "logInt.h"
+#include "logTestInt.h"
+#include "owned.h"
+#include "systemCalls.h"
+#include "url.h"
+
+namespace {
+
+using namespace logtest;
+
+constexpr char kOther[] = "/tmp/logs/other.log";
+// Another file system, to which nothing can be renamed.
+constexpr char kFar[] = "/tmp/far/my.log";
+
+void MountFar(const char *options = "") {
+  ASSERT_EQ(mkdir("/tmp/far", 0700), 0);
+  ASSERT_EQ(mount("none", "/tmp/far", "tmpfs", 0, options), 0);
+}
+
+// Starts a log that has one line.
+void StartAt(const char *name) {
+  ASSERT_TRUE(Log_Init(name, nullptr, "setup"));
+  Log("one\n");
+}
+
+ino_t InodeOf(const std::string &path) {
+  struct stat data {};
+  EXPECT_EQ(stat(path.c_str(), &data), 0) << path;
+  return data.st_ino;
+}
+
+ino_t InodeOfLog() {
+  struct stat data {};
+  EXPECT_EQ(fstat(logState.fd, &data), 0);
+  return data.st_ino;
+}
+
+// --- Opening
+
+TEST(LogOpen, RefusesAFileThatWasSwapped) {
+  EnterHost();
+  ASSERT_EQ(mount("none", kDirectory, "tmpfs", 0, ""), 0);
+  testhost::WriteFile(kLog, "first\n");
+  testhost::WriteFile(kOther, "second\n");
+  // An open file that has a lease can't be opened by others until the lease ends; meanwhile its name becomes
+  // another file's.
+  sigset_t lease;
+  sigemptyset(&lease);
+  sigaddset(&lease, SIGIO);
+  ASSERT_EQ(sigprocmask(SIG_BLOCK, &lease, nullptr), 0);
+  const pid_t swapper = fork();
+  if (swapper == 0) {
+    const int fd = open(kLog, O_RDONLY | O_CLOEXEC);
+    if (fd == -1 || fcntl(fd, F_SETLEASE, F_RDLCK) == -1) {
+      _exit(1);
+    }
+    testhost::WriteFile("/tmp/logs/leased", "");
+    siginfo_t info;
+    sigwaitinfo(&lease, &info);
+    rename(kOther, kLog);
+    fcntl(fd, F_SETLEASE, F_UNLCK);
+    _exit(0);
+  }
+  while (!fs::exists("/tmp/logs/leased")) {
+    usleep(1000);
+  }
+  EXPECT_FALSE(Log_Init(kLog, nullptr, "setup"));
+  EXPECT_EQ(TakeMessages(), (Strings{"msg.log.openChanged", "msg.log.switchFailed",
+                                     "Log file '/tmp/logs/my.log' has changed.\n" + SwitchFailedText(kLog)}));
+  EXPECT_EQ(testhost::ReadFile(kLog), "second\n");
+  EXPECT_EQ(logState.fd, -1);
+}
+
+TEST(LogOpen, TellsThatAFileHasNoFacts) {
+  EnterHost();
+  const int next = testhost::NextDescriptor();
+  {
+    testhost::SystemCalls calls({SYS_newfstatat});
+    calls.Fail(SYS_newfstatat, EIO, {.count = 1});
+    EXPECT_FALSE(Log_SetFile(kLog, nullptr, false) && Log_Init(kLog, nullptr, "setup"));
+  }
+  EXPECT_EQ(TakeMessages(), (Strings{"msg.log.openFstatFailed", "msg.log.switchFailed",
+                                     "Cannot fstat the file /tmp/logs/my.log: 'Input/output error'\n" +
+                                         SwitchFailedText(kLog)}));
+  EXPECT_EQ(testhost::NextDescriptor(), next) << "a descriptor stays open";
+}
+
+TEST(LogOpen, TellsThatAPathHasNoFacts) {
+  EnterHost();
+  const int next = testhost::NextDescriptor();
+  {
+    testhost::SystemCalls calls({SYS_newfstatat});
+    calls.Fail(SYS_newfstatat, EACCES, {.from = 1, .count = 1});
+    EXPECT_FALSE(Log_Init(kLog, nullptr, "setup"));
+  }
+  EXPECT_EQ(TakeMessages(), (Strings{"msg.log.openLstatFailed", "msg.log.switchFailed",
+                                     "Cannot stat the file /tmp/logs/my.log: 'Permission denied'\n" +
+                                         SwitchFailedText(kLog)}));
+  EXPECT_EQ(testhost::NextDescriptor(), next) << "a descriptor stays open";
+}
+
+TEST(LogOpen, MakesAFileThatAllMayRead) {
+  EnterHost();
+  umask(0);
+  StartAt(kLog);
+  struct stat data {};
+  ASSERT_EQ(stat(kLog, &data), 0);
+  EXPECT_EQ(data.st_mode, S_IFREG | 0644U);
+  const int flags = fcntl(logState.fd, F_GETFL);
+  EXPECT_EQ(flags & O_ACCMODE, O_RDWR);
+  EXPECT_EQ(flags & O_APPEND, O_APPEND);
+}
+
+// --- The name
+
+TEST(LogSetFile, TakesTheConfiguredName) {
+  EnterHost("setup.log.filename = \"~/my.log\"\n");
+  setenv("HOME", kDirectory, 1);
+  ASSERT_TRUE(Log_Init(nullptr, "setup.log.filename", "setup"));
+  EXPECT_STREQ(Log_GetFileName(), kLog);
+  EXPECT_FALSE(logState.fileIsTemp);
+}
+
+TEST(LogSetFile, PrefersTheGivenNameToTheConfiguredOne) {
+  EnterHost("setup.log.filename = \"/tmp/logs/other.log\"\n");
+  ASSERT_TRUE(Log_Init(kLog, "setup.log.filename", "setup"));
+  EXPECT_STREQ(Log_GetFileName(), kLog);
+}
+
+TEST(LogSetFile, NamesAFileInTheLogsOwnDirectoryByTheSuffix) {
+  EnterHost();
+  EXPECT_EQ(Log_GetDir(), nullptr);
+  Log_SetDir(kDirectory);
+  ASSERT_TRUE(Log_Init(nullptr, "setup.log.filename", "setup"));
+  EXPECT_STREQ(Log_GetFileName(), "/tmp/logs/ostrel-setup.log");
+  EXPECT_FALSE(logState.fileIsTemp);
+  const OwnedString directory(Log_GetDir());
+  EXPECT_STREQ(directory.get(), kDirectory);
+  Log_Exit();
+  EXPECT_EQ(Log_GetDir(), nullptr);
+  Log_SetDir(kDirectory);
+  ASSERT_TRUE(Log_Init(nullptr, "setup.log.filename", ""));
+  EXPECT_STREQ(Log_GetFileName(), "/tmp/logs/ostrel.log");
+  Log_Exit();
+  Log_SetDir(kDirectory);
+  ASSERT_TRUE(Log_Init(nullptr, "setup.log.filename", nullptr));
+  EXPECT_STREQ(Log_GetFileName(), "/tmp/logs/ostrel.log");
+  Log_SetDir(nullptr);
+  EXPECT_EQ(Log_GetDir(), nullptr);
+}
+
+TEST(LogSetFile, TellsTheAddressesOfPagesTheName) {
+  EnterHost();
+  StartAt(kLog);
+  const OwnedString before(URL_Get(1, true));
+  EXPECT_TRUE(std::string(before.get()).ends_with("&log=%2ftmp%2flogs%2fmy%2elog")) << before.get();
+  ASSERT_TRUE(Log_SetFile(kOther, nullptr, false));
+  const OwnedString after(URL_Get(1, true));
+  EXPECT_TRUE(std::string(after.get()).ends_with("&log=%2ftmp%2flogs%2fother%2elog")) << after.get();
+}
+
+TEST(LogSetFile, DoesNothingWithoutALog) {
+  EnterHost("logging = FALSE\n");
+  EXPECT_TRUE(Log_SetFile(kLog, nullptr, true));
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  EXPECT_FALSE(Log_Enabled());
+  EXPECT_EQ(Log_GetFileName(), nullptr);
+  EXPECT_FALSE(fs::exists(kLog));
+}
+
+// --- The first file
+
+TEST(LogSetFile, BringsWhatWaitedBehindTheBanner) {
+  EnterHost();
+  ASSERT_TRUE(Log_Init(nullptr, nullptr, "setup"));
+  Log("early\n");
+  ASSERT_TRUE(Log_SetFile(kLog, nullptr, true));
+  EXPECT_EQ(testhost::ReadFile(kLog), "");
+  Log("late\n");
+  EXPECT_EQ(Texts(kLog), (Strings{"early", "late"}));
+}
+
+TEST(LogSetFile, AFirstFileBeginsAnew) {
+  EnterHost("log.keepold = 0\n");
+  testhost::WriteFile(kLog, "old\n");
+  ASSERT_TRUE(Log_Init(nullptr, nullptr, "setup"));
+  ASSERT_TRUE(Log_SetFile(kLog, nullptr, true));
+  Log("text\n");
+  EXPECT_EQ(Texts(kLog), Strings{"text"});
+}
+
+TEST(LogSetFile, AFirstFileGoesOnWhenTheLogAppends) {
+  EnterHost("log.append = TRUE\n");
+  testhost::WriteFile(kLog, "old\n");
+  ASSERT_TRUE(Log_Init(nullptr, nullptr, "setup"));
+  ASSERT_TRUE(Log_SetFile(kLog, nullptr, true));
+  Log("text\n");
+  EXPECT_EQ(Lines(kLog).at(0), "old");
+  EXPECT_FALSE(fs::exists("/tmp/logs/my-0.log"));
+}
+
+TEST(LogSetFile, OldFilesKeepTheirNumbersBeforeAFirstFile) {
+  EnterHost("setup.log.filename = \"/tmp/logs/my.log\"\n");
+  testhost::WriteFile(kLog, "old\n");
+  StartLog();
+  Log("text\n");
+  EXPECT_EQ(testhost::ReadFile("/tmp/logs/my-0.log"), "old\n");
+  EXPECT_EQ(Texts(kLog), Strings{"text"});
+}
+
+TEST(LogSetFile, ATemporaryFileHasNoOldOnes) {
+  EnterHost();
+  setenv("PID", "x", 1);
+  ASSERT_EQ(mkdir("/tmp/ostrel-root", 0700), 0);
+  testhost::WriteFile("/tmp/ostrel-root/setup-x.log", "old\n");
+  StartLog();
+  EXPECT_EQ(testhost::ReadFile("/tmp/ostrel-root/setup-x.log"), "");
+  EXPECT_FALSE(fs::exists("/tmp/ostrel-root/setup-x-0.log"));
+}
+
+// --- From one file to another
+
+TEST(LogSetFile, TheSameNameChangesNothing) {
+  EnterHost();
+  StartAt(kLog);
+  const ino_t inode = InodeOf(kLog);
+  ASSERT_TRUE(Log_SetFile(kLog, nullptr, true));
+  Log("two\n");
+  EXPECT_EQ(Texts(kLog), (Strings{"one", "two"}));
+  EXPECT_EQ(InodeOf(kLog), inode);
+  EXPECT_FALSE(fs::exists("/tmp/logs/my-0.log"));
+}
+
+TEST(LogSetFile, RenamesTheFile) {
+  EnterHost();
+  StartAt(kLog);
+  testhost::WriteFile(kOther, "old\n");
+  const ino_t inode = InodeOf(kLog);
+  const int fd = logState.fd;
+  ASSERT_TRUE(Log_SetFile(kOther, nullptr, true));
+  Log("two\n");
+  EXPECT_STREQ(Log_GetFileName(), kOther);
+  EXPECT_FALSE(fs::exists(kLog));
+  EXPECT_EQ(InodeOf(kOther), inode);
+  EXPECT_EQ(logState.fd, fd);
+  EXPECT_EQ(Texts(kOther), (Strings{"one", "two"}));
+  EXPECT_EQ(testhost::ReadFile("/tmp/logs/other-0.log"), "old\n");
+}
+
+TEST(LogSetFile, CopiesWhatCannotBeRenamed) {
+  EnterHost();
+  MountFar();
+  StartAt(kLog);
+  Log("%s\n", std::string(3000, 'x').c_str());
+  for (int i = 0; i < 10; i++) {
+    Log("%s\n", std::string(4000, static_cast<char>('a' + i)).c_str());
+  }
+  const std::string before = testhost::ReadFile(kLog);
+  ASSERT_GT(before.size(), 2 * 16384U);
+  const int fd = logState.fd;
+  const int next = testhost::NextDescriptor();
+  ASSERT_TRUE(Log_SetFile(kFar, nullptr, true));
+  EXPECT_EQ(testhost::ReadFile(kFar), before);
+  EXPECT_FALSE(fs::exists(kLog));
+  EXPECT_EQ(logState.fd, fd);
+  EXPECT_EQ(testhost::NextDescriptor(), next);
+  EXPECT_EQ(logState.fileSize, before.size());
+  Log("two\n");
+  EXPECT_EQ(Texts(kFar).back(), "two");
+  EXPECT_EQ(InodeOfLog(), InodeOf(kFar));
+  std::string open;
+  testhost::Run("ls -l /proc/self/fd", &open);
+  EXPECT_EQ(open.find(kFar), std::string::npos) << open;
+}
+
+TEST(LogSetFile, ALogThatAppendsCopiesBehindWhatIsThere) {
+  EnterHost("log.append = TRUE\n");
+  testhost::WriteFile(kOther, "old\n");
+  StartAt(kLog);
+  const std::string before = testhost::ReadFile(kLog);
+  ASSERT_TRUE(Log_SetFile(kOther, nullptr, true));
+  EXPECT_EQ(testhost::ReadFile(kOther), "old\n" + before);
+  EXPECT_FALSE(fs::exists(kLog));
+}
+
+TEST(LogSetFile, WithoutCopyBothFilesStay) {
+  EnterHost();
+  testhost::WriteFile(kOther, "old\n");
+  StartAt(kLog);
+  const std::string before = testhost::ReadFile(kLog);
+  ASSERT_TRUE(Log_SetFile(kOther, nullptr, false));
+  Log("two\n");
+  EXPECT_EQ(testhost::ReadFile(kLog), before);
+  const Strings lines = Lines(kOther);
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_EQ(lines[0], "old");
+  EXPECT_TRUE(Matches(lines[1], std::string(kPrefix) + "two"));
+  EXPECT_EQ(logState.fileSize, testhost::ReadFile(kOther).size());
+}
+
+// What two names of one file leave alone.
+void ExpectOneFile(const char *name) {
+  const std::string before = testhost::ReadFile(kLog);
+  const ino_t inode = InodeOf(kLog);
+  const int fd = logState.fd;
+  const int next = testhost::NextDescriptor();
+  ASSERT_TRUE(Log_SetFile(name, nullptr, true));
+  EXPECT_STREQ(Log_GetFileName(), name);
+  EXPECT_EQ(testhost::ReadFile(name), before);
+  EXPECT_EQ(InodeOf(name), inode);
+  EXPECT_EQ(InodeOfLog(), inode);
+  EXPECT_EQ(logState.fd, fd);
+  EXPECT_EQ(testhost::NextDescriptor(), next);
+  EXPECT_EQ(logState.fileSize, before.size());
+  Log("two\n");
+  EXPECT_EQ(Texts(name), (Strings{"one", "two"}));
+}
+
+TEST(LogSetFile, TwoNamesOfOneFileLeaveItAlone) {
+  EnterHost("log.keepold = 0\n");
+  StartAt(kLog);
+  ASSERT_EQ(link(kLog, kOther), 0);
+  ExpectOneFile(kOther);
+}
+
+TEST(LogSetFile, TwoNamesOfOneFileLeaveItAloneWhereTheLogAppends) {
+  EnterHost("log.append = TRUE\n");
+  StartAt(kLog);
+  ASSERT_EQ(link(kLog, kOther), 0);
+  ExpectOneFile(kOther);
+  EXPECT_TRUE(fs::exists(kLog));
+}
+
+TEST(LogSetFile, OneFileSeenThroughTwoMountsIsLeftAlone) {
+  EnterHost("log.keepold = 0\n");
+  ASSERT_EQ(mkdir("/tmp/again", 0700), 0);
+  ASSERT_EQ(mount(kDirectory, "/tmp/again", nullptr, MS_BIND, nullptr), 0);
+  StartAt(kLog);
+  ExpectOneFile("/tmp/again/my.log");
+}
+
+TEST(LogSetFile, OneFileOnAFullDiskIsLeftAlone) {
+  EnterHost("log.append = TRUE\n");
+  MountFar("size=64k");
+  ASSERT_TRUE(Log_Init(kFar, nullptr, "setup"));
+  Log("%s\n", std::string(4000, 'x').c_str());
+  testhost::Run("cat /dev/zero > /tmp/far/filler");
+  while (write(logState.fd, "y", 1) == 1) {
+  }
+  const std::string before = testhost::ReadFile(kFar);
+  ASSERT_EQ(link(kFar, "/tmp/far/other.log"), 0);
+  ASSERT_TRUE(Log_SetFile("/tmp/far/other.log", nullptr, true));
+  EXPECT_EQ(testhost::ReadFile("/tmp/far/other.log"), before);
+}
+
+TEST(LogSetFile, TwoFilesOfOneSizeAreTwo) {
+  EnterHost("log.append = TRUE\n");
+  StartAt(kLog);
+  const std::string before = testhost::ReadFile(kLog);
+  testhost::WriteFile(kOther, std::string(before.size(), 'o'));
+  ASSERT_TRUE(Log_SetFile(kOther, nullptr, true));
+  EXPECT_EQ(testhost::ReadFile(kOther), std::string(before.size(), 'o') + before);
+  EXPECT_FALSE(fs::exists(kLog));
+}
+
+TEST(LogSetFile, ANewNameThatCannotBeOpenedLeavesTheOldFile) {
+  EnterHost();
+  StartAt(kLog);
+  EXPECT_FALSE(Log_SetFile("/tmp/logs/no/my.log", nullptr, true));
+  EXPECT_EQ(TakeMessages(),
+            (Strings{"msg.log.openFailed", "msg.log.switchFailed", "msg.log.switchFailedHasOldFile",
+                     "Cannot open or create the log file '/tmp/logs/no/my.log': No such file or directory\n" +
+                         SwitchFailedText("/tmp/logs/no/my.log") +
+                         "The current log file is still '/tmp/logs/my.log'.\n"}));
+  EXPECT_STREQ(Log_GetFileName(), kLog);
+  Log("two\n");
+  EXPECT_EQ(Texts(kLog), (Strings{"one", "two"}));
+}
+
+// Goes over to a file on a disk that has no room for the log.
+void GoToFullDisk(Strings expected) {
+  testhost::Run("cat /dev/zero > /tmp/far/filler");
+  for (int i = 0; i < 20; i++) {
+    Log("%s\n", std::string(4000, 'x').c_str());
+  }
+  const std::string before = testhost::ReadFile(kLog);
+  const int next = testhost::NextDescriptor();
+  EXPECT_FALSE(Log_SetFile(kFar, nullptr, true));
+  expected.push_back(
+      "A write error occurred when copying data to '/tmp/far/my.log': No space left on device\n");
+  const Strings messages = TakeMessages();
+  ASSERT_EQ(messages.size(), expected.size());
+  EXPECT_EQ(Strings(messages.begin(), messages.end() - 1), Strings(expected.begin(), expected.end() - 1));
+  EXPECT_TRUE(messages.back().starts_with(expected.back())) << messages.back();
+  EXPECT_TRUE(messages.back().ends_with(SwitchFailedText(kFar) +
+                                        "The current log file is still '/tmp/logs/my.log'.\n"));
+  EXPECT_EQ(testhost::NextDescriptor(), next);
+  EXPECT_STREQ(Log_GetFileName(), kLog);
+  EXPECT_EQ(testhost::ReadFile(kLog), before);
+  Log("two\n");
+  EXPECT_EQ(Texts(kLog).back(), "two");
+}
+
+TEST(LogSetFile, ACopyThatFindsNoRoomIsDeletedAgain) {
+  EnterHost();
+  MountFar("size=64k");
+  StartAt(kLog);
+  GoToFullDisk({"msg.log.copyWriteFailed", "msg.log.switchFailed", "msg.log.switchFailedHasOldFile"});
+  EXPECT_FALSE(fs::exists(kFar));
+}
+
+TEST(LogSetFile, TellsOfACopyThatCannotBeDeleted) {
+  EnterHost("log.keepold = 0\n");
+  MountFar("size=64k");
+  StartAt(kLog);
+  testhost::WriteFile(kFar, "");
+  testhost::SystemCalls calls({SYS_unlink, SYS_rename});
+  calls.Fail(SYS_unlink, EPERM);
+  calls.Fail(SYS_rename, EXDEV);
+  EXPECT_NO_FATAL_FAILURE(GoToFullDisk({"msg.log.copyWriteFailed", "msg.log.switchUnlinkFailed",
+                                        "msg.log.switchFailed", "msg.log.switchFailedHasOldFile"}));
+  EXPECT_TRUE(fs::exists(kFar));
+}
+
+TEST(LogSetFile, WarnsOfAnOldFileThatCannotBeDeleted) {
+  EnterHost("log.keepold = 0\n");
+  MountFar();
+  StartAt(kLog);
+  testhost::SystemCalls calls({SYS_unlink});
+  calls.Fail(SYS_unlink, EPERM);
+  EXPECT_EQ(OnStandardError([] { EXPECT_TRUE(Log_SetFile(kFar, nullptr, true)); }),
+            "Failed to unlink log file '/tmp/logs/my.log': Operation not permitted\n");
+  EXPECT_STREQ(Log_GetFileName(), kFar);
+  EXPECT_EQ(Texts(kFar),
+            (Strings{"one", "Failed to unlink log file '/tmp/logs/my.log': Operation not permitted"}));
+}
+
+TEST(LogSetFile, TellsOfAFileWithoutASize) {
+  EnterHost();
+  testhost::SystemCalls calls({SYS_newfstatat});
+  calls.Fail(SYS_newfstatat, EIO, {.from = 2, .count = 1});
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  EXPECT_EQ(logState.fileSize, 0U);
+  EXPECT_EQ(Lines(kLog).at(kBannerLines), "LOG NOT INITIALIZED | LOG fstat failed: Input/output error");
+}
+
+// --- Copies
+
+TEST(LogCopyFile, CopiesTheWholeLog) {
+  EnterHost();
+  StartAt(kLog);
+  testhost::WriteFile(kOther, "old\n");
+  EXPECT_TRUE(Log_CopyFile(kOther));
+  EXPECT_EQ(testhost::ReadFile(kOther), testhost::ReadFile(kLog));
+  Log("two\n");
+  EXPECT_EQ(Texts(kLog), (Strings{"one", "two"}));
+  EXPECT_EQ(Texts(kOther), Strings{"one"});
+  EXPECT_STREQ(Log_GetFileName(), kLog);
+}
+
+TEST(LogCopyFile, AddsToAFileWhereTheLogAppends) {
+  EnterHost("log.append = TRUE\n");
+  StartAt(kLog);
+  testhost::WriteFile(kOther, "old\n");
+  EXPECT_TRUE(Log_CopyFile(kOther));
+  EXPECT_EQ(testhost::ReadFile(kOther), "old\n" + testhost::ReadFile(kLog));
+}
+
+TEST(LogCopyFile, ToItselfKeepsTheContent) {
+  EnterHost();
+  StartAt(kLog);
+  const std::string before = testhost::ReadFile(kLog);
+  EXPECT_TRUE(Log_CopyFile(kLog));
+  EXPECT_EQ(testhost::ReadFile(kLog), before);
+}
+
+TEST(LogCopyFile, WithoutALogLeavesTheDestinationAlone) {
+  EnterHost();
+  testhost::WriteFile(kOther, "precious\n");
+  EXPECT_FALSE(Log_CopyFile(kOther));
+  EXPECT_EQ(TakeMessages(),
+            (Strings{"msg.log.copyLseekFailed", "Cannot seek to start of file '': Bad file descriptor\n"}));
+  EXPECT_EQ(testhost::ReadFile(kOther), "precious\n");
+}
+
+TEST(LogCopyFile, TellsEachFailure) {
+  EnterHost();
+  StartAt(kLog);
+  EXPECT_FALSE(Log_CopyFile("/tmp/logs/no/other.log"));
+  EXPECT_EQ(TakeMessages(), (Strings{"msg.log.openFailed",
+                                     "Cannot open or create the log file '/tmp/logs/no/other.log': No such "
+                                     "file or directory\n"}));
+  const int next = testhost::NextDescriptor();
+  testhost::SystemCalls calls({SYS_ftruncate, SYS_lseek, SYS_write, SYS_read});
+  calls.Fail(SYS_ftruncate, EINVAL);
+  EXPECT_FALSE(Log_CopyFile(kOther));
+  EXPECT_EQ(TakeMessages(),
+            (Strings{"msg.log.copyFtruncateFailed",
+                     "Cannot truncate the log file '/tmp/logs/other.log': Invalid argument\n"}));
+  calls.Clear();
+  calls.Fail(SYS_lseek, ESPIPE);
+  EXPECT_FALSE(Log_CopyFile(kOther));
+  EXPECT_EQ(TakeMessages(), (Strings{"msg.log.copyLseekFailed",
+                                     "Cannot seek to start of file '/tmp/logs/my.log': Illegal seek\n"}));
+  calls.Clear();
+  calls.Fail(SYS_write, EIO, {.count = 1});
+  EXPECT_FALSE(Log_CopyFile(kOther));
+  EXPECT_EQ(TakeMessages(), (Strings{"msg.log.copyWriteFailed",
+                                     "A write error occurred when copying data to '/tmp/logs/other.log': "
+                                     "Input/output error\n"}));
+  calls.Clear();
+  calls.Fail(SYS_read, EIO, {.count = 1});
+  EXPECT_FALSE(Log_CopyFile(kOther));
+  EXPECT_EQ(TakeMessages(), (Strings{"msg.log.copyWriteFailed",
+                                     "A write error occurred when copying data to '/tmp/logs/other.log': "
+                                     "Input/output error\n"}));
+  calls.Clear();
+  EXPECT_EQ(testhost::NextDescriptor(), next);
+  EXPECT_TRUE(Log_CopyFile(kOther));
+  EXPECT_EQ(testhost::ReadFile(kOther), testhost::ReadFile(kLog));
+}
+
+// --- Removing
+
+TEST(LogRemoveFile, RemovesATemporaryLogOnly) {
+  EnterHost();
+  StartLog();
+  const std::string temporary = Log_GetFileName();
+  EXPECT_TRUE(Log_RemoveFile(false));
+  EXPECT_FALSE(fs::exists(temporary));
+  EXPECT_EQ(Log_GetFileName(), nullptr);
+  Log("goes nowhere\n");
+  EXPECT_TRUE(Log_RemoveFile(true));
+  Log_Exit();
+
+  ASSERT_TRUE(Log_Init("/tmp/logs/my.log", nullptr, "setup"));
+  EXPECT_TRUE(Log_RemoveFile(false));
+  EXPECT_TRUE(fs::exists("/tmp/logs/my.log"));
+  EXPECT_TRUE(Log_RemoveFile(true));
+  EXPECT_FALSE(fs::exists("/tmp/logs/my.log"));
+}
+
+TEST(LogRemoveFile, KeepsALogThatIsToBeKept) {
+  EnterHost();
+  StartLog();
+  const std::string name = Log_GetFileName();
+  Log_SetAlwaysKeep(true);
+  EXPECT_TRUE(Log_RemoveFile(false));
+  EXPECT_TRUE(fs::exists(name));
+  EXPECT_TRUE(Log_RemoveFile(true));
+  EXPECT_FALSE(fs::exists(name));
+}
+
+TEST(LogRemoveFile, TellsOfAFailure) {
+  EnterHost();
+  StartLog();
+  fs::remove(Log_GetFileName());
+  EXPECT_FALSE(Log_RemoveFile(true));
+}
+
+TEST(LogRemoveFile, DoesNothingBeforeTheStart) {
+  EnterHost();
+  EXPECT_TRUE(Log_RemoveFile(true));
+  ASSERT_TRUE(Log_Init("/tmp/logs/my.log", nullptr, "setup"));
+  Log_Exit();
+  EXPECT_TRUE(Log_RemoveFile(true));
+  EXPECT_EQ(Lines("/tmp/logs/my.log").back(),
+            "LOG NOT INITIALIZED | LOG trying to remove log file when not initialized.");
+}
+
+TEST(LogRemoveFile, GoesByTheNumberOfFilesToKeep) {
+  EnterHost("log.keep = 1\n");
+  StartLog();
+  const std::string temporary = Log_GetFileName();
+  EXPECT_TRUE(Log_RemoveFile(false));
+  EXPECT_TRUE(fs::exists(temporary));
+}
+
+TEST(LogRemoveFile, RemovesANamedLogWhenNoneIsToBeKept) {
+  EnterHost("log.keep = 0\n");
+  StartAt(kLog);
+  EXPECT_TRUE(Log_RemoveFile(false));
+  EXPECT_FALSE(fs::exists(kLog));
+}
+
+TEST(LogRemoveFile, TellsTheLogBefore) {
+  EnterHost();
+  StartAt(kLog);
+  ASSERT_EQ(link(kLog, kOther), 0);
+  EXPECT_TRUE(Log_RemoveFile(true));
+  EXPECT_EQ(Texts(kOther), (Strings{"one", "LOG removing /tmp/logs/my.log."}));
+}
+
+TEST(LogRemoveFile, TextWaitsForTheNextFile) {
+  EnterHost();
+  StartAt(kLog);
+  EXPECT_TRUE(Log_RemoveFile(true));
+  Log("two\n");
+  ASSERT_TRUE(Log_SetFile(kOther, nullptr, true));
+  Log("three\n");
+  EXPECT_EQ(Texts(kOther), (Strings{"two", "three"}));
+}
+
+}  // namespace
