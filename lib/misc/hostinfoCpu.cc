@@ -12,6 +12,7 @@
 #include "log.h"
 #include "ostdio.h"
 #include "owned.h"
+#include "panicUser.h"
 #include "posixPosix.h"
 #include "strutil.h"
 #include "util_misc.h"
@@ -126,7 +127,7 @@ bool Hostinfo_GetLoadAverage(double *one, double *five, double *fifteen) {
   double loads[3];
   if (getloadavg(loads, 3) != 3) {
     if (!loadFailureLogged.exchange(true, std::memory_order_relaxed)) {
-      Log("NOT_TESTED %s:%d\n", __FILE__, __LINE__);
+      NOT_TESTED();
     }
     return false;
   }

@@ -8,10 +8,13 @@
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
+#include <regex>
 #include <sstream>
 
+#include "hostinfoTestInt.h"
 #include "log.h"
 #include "owned.h"
+#include "panics.h"
 #include "posixPosixTestInt.h"
 #include "systemCalls.h"
 
@@ -128,16 +131,14 @@ class Daemon : public posixtest::PosixHost {
     });
   }
 
+  // What stands before the last line, which must tell how the first child ended.
   static std::string ChildExited(const std::string &text, const std::string &how) {
-    std::istringstream lines(text);
-    std::string first;
-    std::string second;
-    std::getline(lines, first);
-    std::getline(lines, second);
-    const std::string begin = "Hostinfo_Daemonize: Child ";
-    EXPECT_TRUE(second.starts_with(begin)) << text;
-    EXPECT_TRUE(second.ends_with(" exited with " + how)) << text;
-    return first + "\n";
+    const size_t begin = text.rfind("Hostinfo_Daemonize: Child ");
+    EXPECT_NE(begin, std::string::npos) << text;
+    const std::string last = text.substr(std::min(begin, text.size()));
+    EXPECT_TRUE(last.ends_with(" exited with " + how + "\n")) << text;
+    EXPECT_EQ(std::count(last.begin(), last.end(), '\n'), 1) << text;
+    return text.substr(0, begin);
   }
 };
 
@@ -376,12 +377,17 @@ TEST_F(Daemon, FailsWithoutASecondChild) {
 TEST_F(Daemon, FailsWhenTheFirstChildIsKilled) {
   const std::string text = Failure(
       EINVAL, [] { posixtest::AnswerSystemCalls({SYS_setsid}, SECCOMP_RET_KILL_PROCESS); }, 0);
-  EXPECT_EQ(ChildExited("\n" + text, "signal 31."), "\n");
+  EXPECT_EQ(ChildExited(text, "signal 31."), "");
 }
 
 TEST_F(Daemon, FailsWhenTheFirstChildPanics) {
   const std::string text = Failure(EINVAL, [] { testhost::FailSystemCall(SYS_iopl, EPERM); });
-  EXPECT_TRUE(ChildExited(text, "error 255.").starts_with("NOT_IMPLEMENTED lib/misc/hostinfoProcess.cc:"));
+  const std::string written = ChildExited(text, "error 255.");
+  // The panic is posted, too.
+  const std::string panic = testhost::WithoutPosts(written);
+  EXPECT_NE(panic, written);
+  EXPECT_TRUE(std::regex_match(panic, std::regex("NOT_IMPLEMENTED lib/misc/hostinfoProcess\\.cc:[0-9]+\n")))
+      << text;
 }
 
 std::string CouldNotExec(const std::string &path, int error) {
@@ -530,16 +536,23 @@ TEST_F(Daemon, FailuresAreInTheCallersLogToo) {
   EXPECT_TRUE(log.ends_with("| behind\n"));
 }
 
-// The file's descriptor has the number that the log's had in the caller.
+// The file's descriptor has the number that the log's had in the caller: all below are kept.
 TEST_F(Daemon, NothingIsLoggedIntoThePidFile) {
   ASSERT_TRUE(Log_Init(nullptr, "setup.log.filename", "setup"));
   Log("before\n");
+  const int logFd = hostinfotest::LogDescriptor();
+  ASSERT_GT(logFd, STDERR_FILENO);
+  std::vector<int> kept;
+  for (int fd = STDERR_FILENO + 1; fd < logFd; fd++) {
+    ASSERT_NE(fcntl(fd, F_GETFD), -1) << fd;
+    kept.push_back(fd);
+  }
   testhost::WriteFile(kPidPath, "old");
   ASSERT_EQ(link(kPidPath, "/t/pid2"), 0);
-  EXPECT_TRUE(HoldsInChild([] {
+  EXPECT_TRUE(HoldsInChild([&] {
     testhost::SystemCalls calls({SYS_write});
-    calls.Fail(SYS_write, ENOSPC, {.count = 1, .first = 3});
-    EXPECT_FAILS(false, ENOSPC, Start(0));
+    calls.Fail(SYS_write, ENOSPC, {.count = 1, .first = logFd});
+    EXPECT_FAILS(false, ENOSPC, Start(0, kSleep, kPidPath, kept));
   }));
   EXPECT_EQ(testhost::ReadFile("/t/pid2"), "");
 }

@@ -5,12 +5,24 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <filesystem>
 #include <string>
 
 #include "log.h"
 #include "testhost.h"
 
 namespace hostinfotest {
+
+// The descriptor of the log's file, or -1.
+inline int LogDescriptor() {
+  for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code gone;
+    if (std::filesystem::equivalent(entry.path(), Log_GetFileName(), gone)) {
+      return std::stoi(entry.path().filename());
+    }
+  }
+  return -1;
+}
 
 // A host with a log, for what a test adds to it.
 class LoggingHost : public ::testing::Test {

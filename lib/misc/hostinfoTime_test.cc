@@ -103,6 +103,17 @@ TEST_F(Clock, TimerRunsOnAfterAFailure) {
   EXPECT_EQ(TimerAt(kNow - 1), kNow + 1);
 }
 
+// The first question makes the lock.
+TEST_F(Clock, TimerStopsTheProgramWhereItsLockCannotBeMade) {
+  const auto ask = [] {
+    testhost::FailSystemCall(SYS_eventfd2, EMFILE);
+    Hostinfo_SystemTimerUS();
+  };
+  EXPECT_EXIT(ask(), ::testing::ExitedWithCode(255),
+              "Too many file descriptors are in use by the process\\.\n");
+  EXPECT_EQ(TimerAt(kNow), kNow);
+}
+
 class UpTime : public hostinfotest::LoggingHost {
  protected:
   void EnterWith(const std::string &upTime) {

@@ -22,8 +22,7 @@ enum HostinfoDaemonizeFlags : unsigned {
 // arguments  the program's name first, ended by a null pointer
 // flags      HostinfoDaemonizeFlags
 // pidPath    if not null, the file that gets the daemon's process id and a line feed. The daemon makes it,
-// and
-//            has another working directory than the caller unless told to keep it.
+//            and has another working directory than the caller unless told to keep it.
 // keepFds    descriptors that the daemon keeps beside the standard ones, or null when there are none
 // keepCount  how many
 //

@@ -11,7 +11,8 @@ uint64_t Hostinfo_RawSystemTimerUS();
 void Hostinfo_GetTimeOfDay(int64_t *result);
 
 // A clock that never goes backward: when the host's clock has been set back, it steps by 1 and runs on from
-// there. 0 when the system doesn't tell. Safe in every thread, and across all of them.
+// there. 0 when the system doesn't tell. Safe in every thread, and across all of them; a lock for that which
+// can't be made or waited for stops the program.
 int64_t Hostinfo_SystemTimerUS();
 
 // The time since the host was started. 0, with a warning, when the system doesn't tell. Safe in every thread.
