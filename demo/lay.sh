@@ -69,11 +69,12 @@ lay_product() {
   lay_sources
 }
 
-# unpacked MODULE DIRECTORY: the module's source, in DIRECTORY/MODULE-only.
+# unpacked MODULE DIRECTORY SOURCE: the module's source with what every module of the product needs, in
+# DIRECTORY/MODULE-only.
 unpacked() {
   local modules=$demo/product/modules
   mkdir -p "$2/$1-only"
-  cp "$modules/Makefile" "$modules/LICENSE" "$modules"/*.h "$modules/$1.c" "$2/$1-only/"
+  cp "$modules/Makefile" "$modules/LICENSE" "$modules"/*.h "$3" "$2/$1-only/"
 }
 
 lay_sources() {
@@ -81,7 +82,7 @@ lay_sources() {
   mkdir -p "$files$libdir/modules/source"
   for source in "$demo"/product/modules/*.c; do
     module=$(basename "$source" .c)
-    unpacked "$module" "$out/source"
+    unpacked "$module" "$out/source" "$source"
     tar -C "$out/source" -cf "$files$libdir/modules/source/$module.tar" --owner=root --group=root "$module-only"
   done
 }
