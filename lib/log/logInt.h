@@ -65,7 +65,8 @@ struct LogState {
 };
 extern LogState logState;
 
-// Holds the log's lock, once more where the thread has it, and nothing before the log has started.
+// Holds the log's lock, once more where the thread has it, and nothing before the log has started. The mutex
+// is left alone while the process has one thread.
 class LogLock {
  public:
   explicit LogLock(LogState *state);
