@@ -498,7 +498,9 @@ TEST_F(LifeDeathTest, AnExitChecksTheCountsOfItsRecords) {
   EXPECT_EXIT(Poll_Exit(), kPanics, AssertIn("pollDefault"));
   EXPECT_EXIT(Poll_AddTimer(Play, actor, 1, true, nullptr), kPanics, AssertIn("pollDefault"));
   record->count = 0;
-  pollDefault.state->queues[0] = record;
+  PollCallback stranger{};
+  stranger.count = 1;  // as it should be, but not in this queue
+  pollDefault.state->queues[0] = &stranger;
   EXPECT_EXIT(Poll_Exit(), kPanics, AssertIn("pollDefault"));
   pollDefault.state->queues[0] = nullptr;
 }
