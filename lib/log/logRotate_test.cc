@@ -289,6 +289,29 @@ TEST(LogRotate, KeepsTheDescriptorAndOpensNoOther) {
   EXPECT_EQ(testhost::NextDescriptor(), next);
 }
 
+TEST(LogRotate, BringsBackADescriptorThatWasClosed) {
+  EnterHost();
+  StartRotating(3, false);
+  const int fd = logState.fd;
+  ASSERT_EQ(close(fd), 0);
+  ASSERT_EQ(testhost::NextDescriptor(), fd) << "the next file is to get the same number";
+  LogHundred(11, 'a');
+  LogHundred(1, 'b');
+  EXPECT_EQ(logState.fd, fd);
+  EXPECT_EQ(Texts(kOld), Strings{std::string(72, 'b')});
+}
+
+TEST(LogRotate, AFileThatALogLeftOpenGoesOn) {
+  EnterHost("log.rotateSize = 1000\n");
+  ASSERT_TRUE(Log_Init(kOld, nullptr, "setup"));
+  LogHundred(1, 'a');
+  Log_Exit();
+  ASSERT_TRUE(Log_Init(nullptr, nullptr, "setup"));
+  LogHundred(11, 'b');
+  EXPECT_EQ(Names(), Strings{"a.log"});
+  EXPECT_EQ(Texts(kOld).size(), 12U);
+}
+
 TEST(LogRotate, ALostFileEndsTheLoggingToFiles) {
   EnterHost();
   StartRotating(3, false);
