@@ -174,7 +174,7 @@ TEST(MsgDeathTest, ACallbackInNeitherFormStopsTheProgram) {
   MsgCallback callback = builtIn;
   callback.post = nullptr;
   // The table in force posts it, not the one that is refused.
-  EXPECT_EXIT(set(callback), kPanics, PanicIn("ASSERT", "msg"));
+  EXPECT_EXIT(set(callback), kPanics, PanicIn("ASSERT", "user/msg"));
   callback.postList = ListPost;
   set(callback);
   const std::string text = "^ASSERT lib/user/msg\\.cc:[0-9]+\n$";
