@@ -130,13 +130,13 @@ TEST_F(PanicPost, EachKindHasItsId) {
 }
 
 TEST_F(PanicPost, AProductWithAViewerHasAnotherScript) {
-  for (const uint64_t capabilities : {8, 15}) {
+  for (const uint64_t capabilities : {8U, 15U}) {
     ProductState_Set(0, "Bench", nullptr, 0, capabilities);
     EXPECT_EQ(Posted(), kHead + std::string("You can request support.  ") +
                             "\nTo collect data to submit to Ostrel support, run \"ost-support\".\n" +
                             kResponse);
   }
-  for (const uint64_t capabilities : {7, 256}) {
+  for (const uint64_t capabilities : {7U, 256U}) {
     ProductState_Set(0, "Bench", nullptr, 0, capabilities);
     EXPECT_EQ(Posted(), kHead + std::string("You can request support.  ") + kCollect + kResponse);
   }

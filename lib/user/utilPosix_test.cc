@@ -32,7 +32,7 @@ class UtilPosix : public testing::Test {
   // What the log got since the last call.
   std::string Logged() {
     const std::string log = testhost::ReadFile(Log_GetFileName());
-    const std::string fresh = log.substr(logSize_);
+    std::string fresh = log.substr(logSize_);
     logSize_ = log.size();
     return fresh;
   }
@@ -192,7 +192,7 @@ std::string Fds() {
 TEST_F(BumpNoFds, LeavesALimitThatIsHighEnough) {
   Enter();
   const testhost::SystemCalls calls({SYS_prlimit64});
-  for (const rlim_t soft : {2048, 3000}) {
+  for (const rlim_t soft : {2048U, 3000U}) {
     SetFds(soft, 4096);
     uint32_t current = 0;
     uint32_t wanted = 0;
