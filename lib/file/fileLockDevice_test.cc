@@ -220,6 +220,35 @@ TEST_F(FileLockDeviceUser, LocksAsRoot) {
   EXPECT_EQ(geteuid(), 1234U);
 }
 
+TEST_F(FileLockDeviceUser, StaleLockIsRemovedAsRoot) {
+  ASSERT_EQ(seteuid(0), 0);
+  testhost::WriteFile(kLockFile, Line(DeadPid()));
+  ASSERT_EQ(seteuid(1234), 0);
+  EXPECT_EQ(FileLock_LockDevice("tty"), 1);
+  EXPECT_EQ(testhost::ReadFile(kLockFile), Line(getpid()));
+}
+
+TEST_F(FileLockDeviceUser, LinksAsRoot) {
+  // Where only root writes, only root links.
+  ASSERT_EQ(seteuid(0), 0);
+  ASSERT_EQ(chmod(fs::canonical("/var/lock").c_str(), 0755), 0);
+  testhost::SystemCalls calls({SYS_statfs});
+  calls.AnswerStatfs(kTmpfs);
+  ASSERT_EQ(seteuid(1234), 0);
+  EXPECT_EQ(FileLock_LockDevice("tty"), 1);
+  EXPECT_EQ(ModeOf(kLockFile), 0444U);
+  EXPECT_EQ(Names("/var/lock"), std::vector<std::string>{"LCK..tty"});
+}
+
+TEST_F(FileLockDeviceUser, HalfLockIsRemovedAsRoot) {
+  testhost::SystemCalls calls({SYS_write});
+  calls.Return(SYS_write, 3, {.from = 2, .count = 1});  // behind the two of the log's line about statfs
+  const int result = FileLock_LockDevice("tty");
+  calls.Clear();
+  EXPECT_EQ(result, -1) << LogText();
+  EXPECT_FALSE(fs::exists(kLockFile));
+}
+
 TEST_F(FileLockDeviceUser, LockThatCannotBeReadIsAFailure) {
   ASSERT_EQ(FileLock_LockDevice("tty"), 1);
   ASSERT_EQ(seteuid(0), 0);

@@ -4,7 +4,6 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -49,7 +48,6 @@ namespace {
 constexpr char kFile[] = "/t/file";
 constexpr char kLockDir[] = "/t/file.lck";
 constexpr char kMember[] = "/t/file.lck/M00001.lck";
-constexpr int kThreads = 4;
 
 // The descriptor that the next open gets.
 testhost::Which OfNextDescriptor() {
@@ -177,6 +175,16 @@ TEST_F(FileLockFailure, NumberThatIsTakenAndLockDirectoryThatIsGoneAreTriedAnew)
   EXPECT_EQ(Warnings(), "");
 }
 
+TEST_F(FileLockFailure, LockDirectoryThatAnotherMadeMeanwhileIsTaken) {
+  SystemCalls calls({SYS_newfstatat});
+  fs::create_directory(kLockDir);
+  calls.Fail(SYS_newfstatat, ENOENT, {.count = 1});
+  EXPECT_EQ(Lock(), 0);
+  ASSERT_TRUE(IsHeld());
+  EXPECT_EQ(Warnings(), "");
+  Unlock();
+}
+
 TEST_F(FileLockFailure, PathTooLongForItsMembersLeavesNothing) {
   std::string path = "/t";
   while (path.size() + 201 < 4085) {
@@ -246,8 +254,11 @@ TEST_F(FileLockFailure, ChooserThatWasTakenForDeadHoldsNothing) {
 TEST_F(FileLockFailure, FileInTheNameOfAChooserGoesAsOne) {
   fs::create_directory(kLockDir);
   testhost::WriteFile(std::string(kLockDir) + "/D00007.lck", "");
+  sleeps.clear();
   EXPECT_EQ(Lock(), 0);
   ASSERT_TRUE(IsHeld());
+  // Scans see it at 0 to 8000 milliseconds, take it away at 8200, and look once more.
+  EXPECT_EQ(sleeps.size(), 8000 / 200 + 2U);
   EXPECT_EQ(Names(kLockDir).size(), 1U);
   EXPECT_TRUE(Logged("FILE: Scanner discarding D00007.lck data from '/t/file.lck'.\n"));
   EXPECT_EQ(Warnings(), "");
@@ -453,50 +464,6 @@ TEST_F(FileLockFailure, StartTimeThatIsNoNumberIsToldAndCountsForNothing) {
             "FILE: ProcessCreationTime creationTime conversion error on .\n");
 }
 
-TEST_F(FileLockFailure, ThreadsLeaveTheMask) {
-  std::vector<std::thread> threads;
-  threads.reserve(kThreads);
-  for (int number = 0; number < kThreads; number++) {
-    threads.emplace_back([number] {
-      const std::string path = "/t/f" + std::to_string(number);
-      for (int turn = 0; turn < 300; turn++) {
-        int error = -1;
-        void *token = FileLock_Lock(path.c_str(), false, 0, &error);
-        ASSERT_NE(token, nullptr) << error;
-        FileLock_Unlock(path.c_str(), token);
-      }
-    });
-  }
-  for (std::thread &thread : threads) {
-    thread.join();
-  }
-  EXPECT_EQ(umask(022), 022U);
-}
-
-TEST_F(FileLockFailure, ThreadsExcludeEachOther) {
-  std::atomic<int> holders = 0;
-  std::atomic<int> turns = 0;
-  std::vector<std::thread> threads;
-  threads.reserve(kThreads);
-  for (int number = 0; number < kThreads; number++) {
-    threads.emplace_back([&holders, &turns] {
-      int error = -1;
-      void *token = FileLock_Lock(kFile, false, FILELOCK_INFINITE_WAIT, &error);
-      ASSERT_NE(token, nullptr) << error;
-      EXPECT_EQ(++holders, 1);
-      usleep(2000);
-      holders--;
-      turns++;
-      EXPECT_EQ(FileLock_Unlock(kFile, token), 0);
-    });
-  }
-  for (std::thread &thread : threads) {
-    thread.join();
-  }
-  EXPECT_EQ(turns, kThreads);
-  ExpectNothingLeft();
-}
-
 TEST_F(FileLockFailure, ForkedProcessNeitherHoldsNorReleases) {
   ASSERT_EQ(Lock(), 0);
   ASSERT_TRUE(IsHeld());
@@ -610,21 +577,54 @@ TEST_F(FileLockFailure, MemberIsWrittenByItsOwnerAlone) {
   Unlock();
 }
 
-TEST_F(FileLockFailure, NumberComesFromMachineAndProcess) {
-  uint32_t seed = 0;
-  for (const char byte : FileLockGetMachineID() + FileLockGetExecutionID()) {
-    seed += static_cast<uint32_t>(static_cast<signed char>(byte));
+// What the locks of this process will put into the lock directory, one after the other.
+class ComingEntries {
+ public:
+  ComingEntries() {
+    uint32_t seed = 0;
+    for (const char byte : FileLockGetMachineID() + FileLockGetExecutionID()) {
+      seed += static_cast<uint32_t>(static_cast<signed char>(byte));
+    }
+    random_ = Random_QuickSeed(seed);
   }
-  RandomQuickState *random = Random_QuickSeed(seed);
+  ~ComingEntries() { free(random_); }
+  ComingEntries(const ComingEntries &) = delete;
+  ComingEntries &operator=(const ComingEntries &) = delete;
+
+  LockEntry Next() { return FileLockEntryOfNumber(kLockDir, (Random_Quick(random_) >> 8) & 0xffff); }
+
+ private:
+  RandomQuickState *random_;
+};
+
+TEST_F(FileLockFailure, NumberComesFromMachineAndProcess) {
+  ComingEntries entries;
   for (int turn = 0; turn < 3; turn++) {
-    char member[64];
-    snprintf(member, sizeof member, "/t/file.lck/M%05u.lck", (Random_Quick(random) >> 8) & 0xffff);
     EXPECT_EQ(Lock(), 0);
     ASSERT_TRUE(IsHeld());
-    EXPECT_EQ(Token(), member);
+    EXPECT_EQ(Token(), entries.Next().memberPath);
     Unlock();
   }
-  free(random);
+}
+
+TEST_F(FileLockFailure, WhatLiesInTheEntryFilesPlaceIsNoPartOfTheMember) {
+  const std::function<void(const std::string &)> obstacles[] = {
+      [](const std::string &path) { testhost::WriteFile(path, std::string(600, 'x')); },
+      [](const std::string &path) { EXPECT_EQ(symlink(kFile, path.c_str()), 0); },
+      [](const std::string &path) { EXPECT_EQ(mkfifo(path.c_str(), 0600), 0); },
+  };
+  ComingEntries entries;
+  alarm(5);
+  for (const auto &obstacle : obstacles) {
+    fs::create_directory(kLockDir);
+    obstacle(entries.Next().filePath);
+    EXPECT_EQ(Lock(), 0);
+    ASSERT_TRUE(IsHeld());
+    EXPECT_EQ(testhost::ReadFile(Token()).size(), kMemberSize);
+    EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(Token())));
+    EXPECT_EQ(testhost::ReadFile(kFile), "content");
+    Unlock();
+  }
 }
 
 TEST_F(FileLockFailure, UnlockAfterTheTreeWasMovedFindsNothing) {

@@ -642,6 +642,9 @@ TEST_F(FileLock, UnresolvablePathIsInvalid) {
   EXPECT_FALSE(FileLock_IsLocked("file", &error));
   EXPECT_EQ(error, EINVAL);
   EXPECT_EQ(FileLock_DeleteIfSoleOwner("file"), EINVAL);
+  // The token stays the caller's.
+  char token[] = "/t/file.lck/M00001.lck";
+  EXPECT_EQ(FileLock_Unlock("file", token), EINVAL);
 }
 
 TEST_F(FileLock, LockOfALinkBelongsToTheLink) {

@@ -404,10 +404,22 @@ LockValues MyValues(const std::string &lockDir) {
   return values;
 }
 
+// Makes the entry file. What another one left in its name is nobody's, and no part of the member. Returns -1
+// with errno set when it fails.
+int OpenEntryFile(const std::string &path) {
+  constexpr int kFlags = O_CREAT | O_EXCL | O_WRONLY;
+  const int fd = Posix_Open(path.c_str(), kFlags, kMemberMode);
+  if (fd != -1 || errno != EEXIST) {
+    return fd;
+  }
+  Unlink(path);
+  return Posix_Open(path.c_str(), kFlags, kMemberMode);
+}
+
 // Takes a ticket behind all that are there, with the entry directory standing. Returns an error number, or 0,
 // with the member file in its place.
 int TakeTicket(const std::string &lockDir, const LockEntry &entry, LockValues *myValues) {
-  const int fd = Posix_Open(entry.filePath.c_str(), O_CREAT | O_WRONLY, kMemberMode);
+  const int fd = OpenEntryFile(entry.filePath);
   if (fd == -1) {
     return errno;
   }

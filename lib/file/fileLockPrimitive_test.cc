@@ -89,6 +89,7 @@ TEST_F(FileLockMachineIDMatches, ComparesLikeWithLike) {
   EXPECT_FALSE(FileLockMachineIDMatch("uuid=abc", "uuid=abd"));
   EXPECT_FALSE(FileLockMachineIDMatch("abc", "uuid=abc"));
   EXPECT_FALSE(FileLockMachineIDMatch(FileLockGetMachineID(), "uuid=abc"));
+  EXPECT_FALSE(Logged("decode problem"));
 }
 
 TEST_F(FileLockMachineIDMatches, KnowsItsHardwareUnderAFormerHostName) {

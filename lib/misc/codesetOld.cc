@@ -117,6 +117,14 @@ bool IconvText(iconv_t iconvHandle, const char *bufIn, size_t sizeIn, Unconverti
   return IsEnd(error, unconvertible);
 }
 
+// Whether the name of a target tells iconv to ignore what can't be converted, in either case: as iconv itself
+// reads it, alike in every locale.
+bool NamesIgnore(std::string_view codeOut) {
+  constexpr std::string_view kIgnore = "IGNORE";
+  const auto isSame = [](char letter, char upper) { return letter == upper || letter == upper - 'A' + 'a'; };
+  return std::search(codeOut.begin(), codeOut.end(), kIgnore.begin(), kIgnore.end(), isSame) != codeOut.end();
+}
+
 // The whole conversion on a handle of its own. Leaves what there is of a failed one.
 bool IconvConvert(const char *codeIn, const char *bufIn, size_t sizeIn, const char *codeOut, unsigned flags,
                   DynBuf *dynBuf) {
@@ -124,7 +132,7 @@ bool IconvConvert(const char *codeIn, const char *bufIn, size_t sizeIn, const ch
   if (iconvHandle == NoIconv()) {
     return false;
   }
-  const Unconvertible unconvertible = {.flags = flags, .isIgnored = strcasestr(codeOut, "IGNORE") != nullptr};
+  const Unconvertible unconvertible = {.flags = flags, .isIgnored = NamesIgnore(codeOut)};
   const bool converted = IconvText(iconvHandle, bufIn, sizeIn, unconvertible, dynBuf);
   const bool closed = iconv_close(iconvHandle) == 0;
   return converted && closed;

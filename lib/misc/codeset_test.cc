@@ -3,7 +3,9 @@
 #include <sys/mman.h>
 #include <unicode/putil.h>
 
+#include <cctype>
 #include <climits>
+#include <clocale>
 #include <cstring>
 #include <functional>
 #include <vector>
@@ -514,6 +516,19 @@ TEST(CodeSetIconv, IgnoresWhatTheNameOfTheTargetTellsItToWhereverItStands) {
       EXPECT_TRUE(ignoring(latin + "\xFF") == latin) << size;
       EXPECT_TRUE(ignoring("\xFF" + latin + "éz") == latin + "\xE9z") << size;
     }
+  }
+}
+
+// Turkish has an "i" without a dot, whose capital is the plain "I".
+TEST(CodeSetIconv, IgnoresByANameAlikeInEveryLocale) {
+  testhost::Host().Directory("/usr/lib/locale").Enter();
+  std::string output;
+  ASSERT_EQ(testhost::Run("localedef -i tr_TR -f UTF-8 /usr/lib/locale/tr_TR", &output), 0) << output;
+  ASSERT_NE(setlocale(LC_ALL, "tr_TR"), nullptr);
+  ASSERT_NE(tolower('I'), 'i');
+  Use(Engine::kIconv);
+  for (const char *to : {"ISO-8859-1//IGNORE", "ISO-8859-1//ignore", "ISO-8859-1//TRANSLIT,Ignore"}) {
+    EXPECT_EQ(Generic("UTF-8", "\xFFz", to), "z") << to;
   }
 }
 

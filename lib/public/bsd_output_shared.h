@@ -114,9 +114,6 @@ void BsdOutput_Init(BsdOutput *out, char *buffer, size_t size, const char *forma
 // that was given holds what came before.
 int BsdOutput_Finish(BsdOutput *out, char **outBuffer);
 
-// Appends text as it is. It must stay until BsdOutput_Finish.
-void BsdOutput_Text(BsdOutput *out, const char *text, size_t length);
-
 // Reads a specification from the byte behind its "%". Returns where it ends, or null when a number in it is
 // none that an int or a position (1 to NL_ARGMAX) can be. The conversion is NUL when the format ends within.
 const char *BsdOutput_ParseSpec(const char *text, BsdOutput_Spec *spec);

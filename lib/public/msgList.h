@@ -10,8 +10,9 @@
 
 #include <cstdarg>
 #include <cstdint>
+#include <string_view>
 
-#include "msgFmt.h"
+#include "msgfmt.h"
 
 struct MsgList {
   MsgList *next;
@@ -26,6 +27,9 @@ struct MsgList {
 // one that MsgFmt_GetArgs refuses, stop the program.
 MsgList *MsgList_Create(const char *idFormat, ...) __attribute__((format(printf, 1, 2)));
 MsgList *MsgList_VCreate(const char *idFormat, va_list args) __attribute__((format(printf, 1, 0)));
+
+// A new list of one message without arguments (MsgList_Free), whatever its id is.
+MsgList *MsgList_New(std::string_view id, std::string_view format);
 
 // A deep copy (MsgList_Free); null of null. A wide string in an argument stops the program.
 MsgList *MsgList_Copy(const MsgList *messages);

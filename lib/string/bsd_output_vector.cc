@@ -131,7 +131,3 @@ int BsdOutput_Finish(BsdOutput *out, char **outBuffer) {
   *outBuffer = out->buffer;
   return out->failed ? -1 : static_cast<int>(out->total);
 }
-
-void BsdOutput_Text(BsdOutput *out, const char *text, size_t length) {
-  BsdOutput_Add(out, text, length);
-}

@@ -6,7 +6,6 @@
 
 #include "config.h"
 #include "msgInt.h"
-#include "msgListInt.h"
 #include "panicUser.h"
 
 namespace {
@@ -60,7 +59,7 @@ MsgList *Msg_VAppend(const char *idFormat, va_list args) {
 }
 
 MsgList *Msg_AppendMsgList(MsgList *message) {
-  MsgList *copy = MsgListNew(message->id, message->format);
+  MsgList *copy = MsgList_New(message->id, message->format);
   copy->args = std::exchange(message->args, nullptr);
   copy->numArgs = std::exchange(message->numArgs, 0);
   return AppendToPending(copy);

@@ -80,7 +80,7 @@ TEST_F(MsgCatalogue, ReplacesMarkedValues) {
 TEST_F(MsgCatalogue, AMarkedValueHasAnIdOfAtMost127Bytes) {
   Enter();
   Msg_Append(MSGID(test.nested) "%s\n", ("@&!*@*@(" + std::string(128, 'i') + ")x").c_str());
-  EXPECT_EXIT(Rendered(), msgtest::kPanics, msgtest::PanicIn("NOT_IMPLEMENTED", "msgText"));
+  EXPECT_EXIT(Rendered(), msgtest::kPanics, msgtest::PanicIn("NOT_IMPLEMENTED", "user/msgText"));
   Msg_Reset(false);
 }
 

@@ -7,7 +7,7 @@
 #include "dictionary.h"
 #include "dynbuf.h"
 #include "msg.h"
-#include "msgMarkInt.h"
+#include "msgMark.h"
 #include "owned.h"
 
 using OwnedMsgList = std::unique_ptr<MsgList, Releaser<MsgList_Free>>;
@@ -35,8 +35,6 @@ bool MsgGetSetting(const char *key);
 
 // The table of the terminal.
 extern const MsgCallback msgConsoleCallback;
-
-constexpr size_t MSG_ID_SIZE = 128;  // with the NUL
 
 inline bool MsgIsMarked(const char *string) {
   return MsgMarkedText(string) != nullptr;

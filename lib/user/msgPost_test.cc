@@ -76,7 +76,7 @@ TEST(MsgSeverities, AreMessages) {
 }
 
 TEST(MsgPostDeathTest, ASeverityFrom9OnStopsTheProgram) {
-  const auto text = PanicIn("ASSERT", "msgPost");
+  const auto text = PanicIn("ASSERT", "user/msgPost");
   EXPECT_EXIT(Msg_Post(9, MSGID(test.one) "Text\n"), kPanics, text);
   EXPECT_EXIT(Msg_Post(-1, MSGID(test.one) "Text\n"), kPanics, text);
 }

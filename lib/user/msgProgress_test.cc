@@ -119,7 +119,7 @@ TEST_F(MsgProgressLog, ABadFormatStopsTheProgram) {
   callback.lazyProgressStart = RecordStart;
   callback.lazyProgress = RecordLazy;
   Msg_SetCallback(&callback);
-  const auto text = PanicIn("PANIC", "msgProgress");
+  const auto text = PanicIn("PANIC", "user/msgProgress");
   const auto line = [](const std::string &function) {
     return function + " error: MsgFmt_GetArgs: error in format string\nformat <" + kBad + ">\n";
   };
@@ -132,9 +132,9 @@ TEST_F(MsgProgressLog, ABadFormatStopsTheProgram) {
 }
 
 TEST(MsgProgressDeathTest, AFormatWithoutAnIdStopsTheProgram) {
-  EXPECT_EXIT(Progress("plain"), kPanics, PanicIn("ASSERT", "msgText"));
+  EXPECT_EXIT(Progress("plain"), kPanics, PanicIn("ASSERT", "user/msgText"));
   EXPECT_EXIT(Progress("@&!*@*@(" + std::string(128, 'i') + ")"), kPanics,
-              PanicIn("NOT_IMPLEMENTED", "msgText"));
+              PanicIn("NOT_IMPLEMENTED", "user/msgText"));
 }
 
 // ---- Scaled
@@ -174,7 +174,7 @@ TEST(MsgProgressScaled, HoldsAPlainModel) {
 }
 
 TEST(MsgProgressScaledDeathTest, OperationsOutOfRangeStopTheProgram) {
-  const auto text = PanicIn("ASSERT", "msgProgress");
+  const auto text = PanicIn("ASSERT", "user/msgProgress");
   EXPECT_EXIT(Msg_ProgressScaled(0, 0, -1, false), kPanics, text);
   EXPECT_EXIT(Msg_ProgressScaled(0, -1, 3, false), kPanics, text);
   EXPECT_EXIT(Msg_ProgressScaled(0, 3, 3, false), kPanics, text);

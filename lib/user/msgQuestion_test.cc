@@ -119,7 +119,7 @@ TEST_F(MsgQuestion, OffersTheFirstNineNames) {
 TEST_F(MsgQuestion, NamesUpToTheDefaultMustBeThere) {
   Enter();
   Record();
-  const auto text = PanicIn("ASSERT", "msgQuestion");
+  const auto text = PanicIn("ASSERT", "user/msgQuestion");
   EXPECT_EXIT(Msg_Question(kNames, 3, MSGID(test.ask) "?\n"), kPanics, text);
   EXPECT_EXIT(Msg_Question(kNames, -1, MSGID(test.ask) "?\n"), kPanics, text);
   EXPECT_EQ(Msg_Question(kNames, 2, MSGID(test.ask) "?\n"), 1);
@@ -276,7 +276,7 @@ TEST_F(MsgHint, IsNotShownWithoutOK) {
 TEST_F(MsgHint, OfAnotherTypeStopsTheProgram) {
   Enter();
   Record();
-  EXPECT_EXIT(Hint(2), kPanics, PanicIn("ASSERT", "msgQuestion"));
+  EXPECT_EXIT(Hint(2), kPanics, PanicIn("ASSERT", "user/msgQuestion"));
 }
 
 }  // namespace

@@ -19,9 +19,9 @@ namespace msgtest {
 
 inline const auto kPanics = ::testing::ExitedWithCode(255);
 
-// What a death test sees of a panic by name: "ASSERT lib/user/msg.cc:12".
+// What a death test sees of a panic by name, in a file of lib ("user/msg"): "ASSERT lib/user/msg.cc:12".
 inline testing::Matcher<const std::string &> PanicIn(const std::string &name, const std::string &file) {
-  return testhost::Panics("(^|\n)" + name + " lib/user/" + file + "\\.cc:[0-9]+\n$");
+  return testhost::Panics("(^|\n)" + name + " lib/" + file + "\\.cc:[0-9]+\n$");
 }
 
 // A host with a product, a log and the settings of the test.

@@ -47,7 +47,7 @@ TEST(MsgText, IsPrinted) {
 }
 
 TEST(MsgTextDeathTest, AFormatWithoutAnIdStopsTheProgram) {
-  const auto text = PanicIn("ASSERT", "msgText");
+  const auto text = PanicIn("ASSERT", "user/msgText");
   EXPECT_EXIT(Msg_GetString("plain"), kPanics, text);
   EXPECT_EXIT(Msg_GetStringCopy("@&!*@*@(x"), kPanics, text);
   EXPECT_EXIT(Msg_GetPlainButtonText("OK"), kPanics, text);
@@ -58,7 +58,7 @@ TEST(MsgTextDeathTest, AFormatWithoutAnIdStopsTheProgram) {
 TEST(MsgTextDeathTest, AnIdOf128BytesStopsTheProgram) {
   const auto format = [](size_t size) { return "@&!*@*@(" + std::string(size, 'i') + ")text"; };
   EXPECT_STREQ(Msg_GetString(format(127).c_str()), "text");
-  EXPECT_EXIT(Msg_GetString(format(128).c_str()), kPanics, PanicIn("NOT_IMPLEMENTED", "msgText"));
+  EXPECT_EXIT(Msg_GetString(format(128).c_str()), kPanics, PanicIn("NOT_IMPLEMENTED", "user/msgText"));
   char id[MSG_ID_SIZE];
   EXPECT_STREQ(MsgGetText(format(127).c_str(), nullptr, id), "text");
   EXPECT_EQ(std::string(id), std::string(127, 'i'));
@@ -84,7 +84,7 @@ TEST(PlainButtonText, KeepsOneOfTwoUnderscores) {
 }
 
 TEST(PlainButtonTextDeathTest, ASecondAcceleratorStopsTheProgram) {
-  const auto text = PanicIn("ASSERT", "msgText");
+  const auto text = PanicIn("ASSERT", "user/msgText");
   EXPECT_EXIT(Plain("_Yes_"), kPanics, text);
   EXPECT_EXIT(Plain("_Yes and _no"), kPanics, text);
   EXPECT_EXIT(Plain("_a__b_c"), kPanics, text);

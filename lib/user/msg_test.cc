@@ -202,7 +202,7 @@ void Append(const std::string &format) {
 }
 
 TEST(MsgDeathTest, AFormatWithoutAnIdStopsTheProgram) {
-  const auto text = PanicIn("ASSERT", "msgList");
+  const auto text = PanicIn("ASSERT", "misc/msgList");
   EXPECT_EXIT(Append("plain"), kPanics, text);
   EXPECT_EXIT(Append(""), kPanics, text);
   EXPECT_EXIT(Append("@&!*@*@"), kPanics, text);
@@ -216,12 +216,12 @@ TEST(MsgDeathTest, AnIdOf128BytesStopsTheProgram) {
   Append("@&!*@*@(msg." + std::string(123, 'i') + ")text");
   EXPECT_TRUE(Msg_Present());
   EXPECT_EXIT(Append("@&!*@*@(msg." + std::string(124, 'i') + ")text"), kPanics,
-              PanicIn("NOT_IMPLEMENTED", "msgList"));
+              PanicIn("NOT_IMPLEMENTED", "misc/msgList"));
 }
 
 TEST_F(PendingMessages, StopTheProgramForABadFormat) {
   Enter();
-  EXPECT_EXIT(Append("@&!*@*@(msg.test.bad)%d %"), kPanics, PanicIn("PANIC", "msgList"));
+  EXPECT_EXIT(Append("@&!*@*@(msg.test.bad)%d %"), kPanics, PanicIn("PANIC", "misc/msgList"));
   EXPECT_NE(Logged().find("MsgList_VCreate error: MsgFmt_GetArgs: error in format string\n"
                           "format <@&!*@*@(msg.test.bad)%d %>\n"),
             std::string::npos);
@@ -232,7 +232,7 @@ TEST(MsgDeathTest, RunningOutOfMemoryStopsTheProgram) {
   Msg_Append(MSGID(test.one) "%s\n", std::string(5000, 'x').c_str());
   const size_t count = testhost::CountAllocations([] { Msg_GetMessages(); });
   EXPECT_GT(count, 1U);
-  const auto text = PanicIn("MEM_ALLOC", "msgRender");
+  const auto text = PanicIn("MEM_ALLOC", "user/msgRender");
   for (size_t i = 0; i < count; i++) {
     EXPECT_EXIT(
         {

@@ -1,8 +1,8 @@
 // What taking and printing arguments share.
-#ifndef OST_USER_MSGFMTINT_H
-#define OST_USER_MSGFMTINT_H
+#ifndef OST_MISC_MSGFMTINT_H
+#define OST_MISC_MSGFMTINT_H
 
-#include "msgFmt.h"
+#include "msgfmt.h"
 
 // The record of a format's arguments while it is parsed.
 struct MsgFmtParseState {

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <cerrno>
 #include <cstring>
@@ -7,14 +8,15 @@
 #include <regex>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "allocations.h"
 #include "err.h"
 #include "log.h"
-#include "msgFmt.h"
-#include "msgFmtInt.h"
-#include "msgFmtTestInt.h"
+#include "msgfmt.h"
+#include "msgfmtInt.h"
+#include "msgfmtTestInt.h"
 #include "panics.h"
 #include "testhost.h"
 
@@ -195,6 +197,17 @@ TEST(MsgFmtArgs, RecognizeTheCopyOfAnErrorsTextAndLogIt) {
       << log;
 }
 
+// Of a longer text, what its precision leaves may be that of an error.
+TEST(MsgFmtArgs, RecognizeTheCutCopyOfAnErrorsText) {
+  const std::string error = Err_Errno2String(EACCES);
+  const std::string text = error + " for the user";
+  const Taken cut = Take(("%." + std::to_string(error.size()) + "s").c_str(), text.c_str());
+  EXPECT_EQ(cut.args[0].type, MSGFMT_ARG_ERRNO);
+  EXPECT_EQ(cut.args[0].errorCode, EACCES);
+  const Taken less = Take(("%." + std::to_string(error.size() - 1) + "s").c_str(), error.c_str());
+  EXPECT_EQ(less.args[0].type, MSGFMT_ARG_STRING8);
+}
+
 // A text that hasn't become an error in this process is a string.
 TEST(MsgFmtArgs, KnowNoErrorThatNobodyAskedFor) {
   const Taken taken = Take("%s", "Permission denied");
@@ -232,6 +245,21 @@ TEST(MsgFmtArgs, RefuseAGapOfAnySize) {
   EXPECT_EQ(Take("%2147483647$d").error, "MsgFmt_GetArgs: out of memory");
 }
 
+TEST(MsgFmtArgs, LeaveTheRecordsOfALargeGapUntouched) {
+  const auto faults = [] {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_minflt;
+  };
+  constexpr int kRecords = 10000000;
+  constexpr long kPages = kRecords * long{sizeof(MsgFmt_Arg)} / 4096;
+  for (const char *format : {"%10000000$d", "%10000000$d%n"}) {
+    const long before = faults();
+    EXPECT_NE(Take(format).error, "");
+    EXPECT_LT(faults() - before, kPages / 2) << format;
+  }
+}
+
 TEST(MsgFmtArgs, CanBeClaimedByTheWin32Form) {
   MsgFmtParseState state;
   EXPECT_EQ(MsgFmt_ParseWin32(nullptr, MsgFmtGetArg1, &state, "%2!d! %1"), 0);
@@ -255,7 +283,7 @@ TEST(MsgFmtArgsDeathTest, ASecondErrorStopsTheProgram) {
   MsgFmtParseState state;
   EXPECT_EQ(MsgFmtGetArg1(&state, "1", 1, "n", 1), -2);
   EXPECT_EXIT(MsgFmtGetArg1(&state, "1", 1, "n", 1), testing::ExitedWithCode(255),
-              testhost::Panics("^ASSERT lib/user/msgFmtArgs.cc:[0-9]+\n$"));
+              testhost::Panics("^ASSERT lib/misc/msgfmtArgs.cc:[0-9]+\n$"));
   free(state.error);
 }
 
@@ -281,7 +309,7 @@ TEST(MsgFmtArgsDeathTest, AnErrorThatCannotBeToldStopsTheProgram) {
     Take("%");
   };
   EXPECT_EXIT(fail(), testing::ExitedWithCode(255),
-              testhost::Panics("^MEM_ALLOC lib/user/msgFmtArgs.cc:[0-9]+\n$"));
+              testhost::Panics("^MEM_ALLOC lib/misc/msgfmtArgs.cc:[0-9]+\n$"));
 }
 
 // ---- In a buffer
@@ -338,6 +366,18 @@ TEST(MsgFmtArgsInABuffer, TellHowMuchIsUsed) {
   EXPECT_EQ(none.args, nullptr);
 }
 
+// By what there was, so that a table of many positions isn't made anew for each.
+TEST(MsgFmtArgsInABuffer, GrowToThePositionAndTheOldCapacity) {
+  const std::pair<const char *, size_t> tables[] = {
+      {"%d", 4},         {"%4$d%3$d%2$d%1$d", 4},          {"%5$d%4$d%3$d%2$d%1$d", 5},
+      {"%d%d%d%d%d", 9}, {"%1$d%2$d%3$d%4$d%6$d%5$d", 10}, {"%d%d%d%d%d%d%d%d%d%d", 19}};
+  for (const auto &[format, records] : tables) {
+    Block block(4096);
+    ASSERT_TRUE(block.Take(0, format, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10));
+    EXPECT_EQ(block.size, records * sizeof(MsgFmt_Arg)) << format;
+  }
+}
+
 TEST(MsgFmtArgsInABuffer, StandAtTheirAlignment) {
   for (size_t offset = 0; offset < 16; offset++) {
     Block block(4096);
@@ -386,7 +426,7 @@ TEST(MsgFmtArgsInABufferDeathTest, ABufferWithoutRoomForTheErrorStopsTheProgram)
   const auto take = [](size_t size) { Block(size).Take(0, "%s", "abc"); };
   for (const size_t size : {size_t{0}, size_t{1}, text.size()}) {
     EXPECT_EXIT(take(size), testing::ExitedWithCode(255),
-                testhost::Panics("^MEM_ALLOC lib/user/msgFmtArgs.cc:[0-9]+\n$"));
+                testhost::Panics("^MEM_ALLOC lib/misc/msgfmtArgs.cc:[0-9]+\n$"));
   }
 }
 
@@ -435,11 +475,11 @@ TEST(MsgFmtCopyArgsDeathTest, AWideStringStopsTheProgram) {
   for (const MsgFmt_ArgType type : {MSGFMT_ARG_STRING16, MSGFMT_ARG_STRING32}) {
     arg.type = type;
     EXPECT_EXIT(MsgFmt_CopyArgs(&arg, 1), testing::ExitedWithCode(255),
-                testhost::Panics("^NOT_IMPLEMENTED lib/user/msgFmtArgs.cc:[0-9]+\n$"));
+                testhost::Panics("^NOT_IMPLEMENTED lib/misc/msgfmtArgs.cc:[0-9]+\n$"));
   }
   arg.type = MSGFMT_ARG_PTR32;
   EXPECT_EXIT(MsgFmt_CopyArgs(&arg, 1), testing::ExitedWithCode(255),
-              testhost::Panics("^ASSERT lib/user/msgFmtArgs.cc:[0-9]+\n$"));
+              testhost::Panics("^ASSERT lib/misc/msgfmtArgs.cc:[0-9]+\n$"));
 }
 
 // ---- Moves

@@ -1,12 +1,12 @@
 // Arguments taken and printed in tests.
-#ifndef OST_USER_MSGFMTTESTINT_H
-#define OST_USER_MSGFMTTESTINT_H
+#ifndef OST_MISC_MSGFMTTESTINT_H
+#define OST_MISC_MSGFMTTESTINT_H
 
 #include <cstdarg>
 #include <string>
 #include <utility>
 
-#include "msgFmt.h"
+#include "msgfmt.h"
 #include "owned.h"
 
 namespace msgfmttest {

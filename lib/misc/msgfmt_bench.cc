@@ -6,8 +6,8 @@
 #include <string>
 
 #include "err.h"
-#include "msgFmt.h"
 #include "msgList.h"
+#include "msgfmt.h"
 #include "owned.h"
 
 namespace {

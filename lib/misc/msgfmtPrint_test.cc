@@ -13,8 +13,8 @@
 
 #include "allocations.h"
 #include "err.h"
-#include "msgFmt.h"
-#include "msgFmtTestInt.h"
+#include "msgfmt.h"
+#include "msgfmtTestInt.h"
 #include "owned.h"
 #include "panics.h"
 #include "str.h"
@@ -173,7 +173,7 @@ TEST(MsgFmtPrintDeathTest, ATypeThatIsNeverMadeStopsTheProgram) {
   for (const MsgFmt_ArgType type : {MSGFMT_ARG_PTR32, MSGFMT_ARG_STRING16}) {
     arg.type = type;
     EXPECT_EXIT(Print("%p", &arg, 1), testing::ExitedWithCode(255),
-                testhost::Panics("^ASSERT lib/user/msgFmtPrint.cc:[0-9]+\n$"));
+                testhost::Panics("^ASSERT lib/misc/msgfmtPrint.cc:[0-9]+\n$"));
   }
 }
 

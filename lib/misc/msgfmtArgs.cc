@@ -9,8 +9,8 @@
 
 #include "err.h"
 #include "log.h"
-#include "msgFmt.h"
-#include "msgFmtInt.h"
+#include "msgfmt.h"
+#include "msgfmtInt.h"
 #include "panicUser.h"
 #include "str.h"
 
@@ -39,15 +39,28 @@ void *Take(MsgFmtParseState *state, size_t size, size_t alignment) {
   return state->buf == nullptr ? malloc(size) : TakeFromBuffer(state, size, alignment);
 }
 
+bool IsOwned(MsgFmt_ArgType type) {
+  return type >= MSGFMT_ARG_STRING8 && type <= MSGFMT_ARG_ERRNO;
+}
+
+void FreeStrings(const MsgFmt_Arg *args, int numArgs) {
+  for (int i = 0; i < numArgs; i++) {
+    if (IsOwned(args[i].type)) {
+      free(args[i].value.pointer);
+    }
+  }
+}
+
+// Its records aren't looked at, which are many in the gap before a large position.
 void GiveUpTable(MsgFmtParseState *state) {
   if (state->buf == nullptr) {
-    MsgFmt_FreeArgs(state->args, state->numArgs);
+    free(state->args);
   }
   state->args = nullptr;
   state->numArgs = 0;
 }
 
-// Gives up the table and keeps what is wrong.
+// Gives up the table, which holds no strings, and keeps what is wrong.
 [[gnu::format(printf, 2, 3)]] void SetError(MsgFmtParseState *state, const char *format, ...) {
   ASSERT(state->error == nullptr);
   GiveUpTable(state);
@@ -214,6 +227,12 @@ bool TakeString8(MsgFmtParseState *state, MsgFmt_Arg *arg, const char *text) {
   return true;
 }
 
+void GiveUpStrings(const MsgFmtParseState &state, int numTaken) {
+  if (state.buf == nullptr) {
+    FreeStrings(state.args, numTaken);
+  }
+}
+
 // Takes the values of all records. Returns 0 or a negative status; a gap is told.
 int TakeValues(MsgFmtParseState *state, va_list args) {
   for (int i = 0; i < state->numArgs; i++) {
@@ -221,6 +240,7 @@ int TakeValues(MsgFmtParseState *state, va_list args) {
     bool taken = true;
     switch (arg->type) {
       case MSGFMT_ARG_INVALID:
+        GiveUpStrings(*state, i);
         SetError(state, "MsgFmt_GetArgs: gap in arguments at position %d", i + 1);
         return MSGFMT_BAD_FORMAT;
       case MSGFMT_ARG_INT32:
@@ -245,6 +265,7 @@ int TakeValues(MsgFmtParseState *state, va_list args) {
         NOT_REACHED();
     }
     if (!taken) {
+      GiveUpStrings(*state, i);
       return MSGFMT_OUT_OF_MEMORY;
     }
     arg->localString = nullptr;
@@ -270,10 +291,6 @@ void SetStatusError(MsgFmtParseState *state, int status) {
 }
 
 // ---- Strings of a table
-
-bool IsOwned(MsgFmt_ArgType type) {
-  return type >= MSGFMT_ARG_STRING8 && type <= MSGFMT_ARG_ERRNO;
-}
 
 bool IsSwizzled(MsgFmt_ArgType type) {
   return type >= MSGFMT_ARG_STRING8 && type <= MSGFMT_ARG_STRING32;
@@ -375,11 +392,7 @@ bool MsgFmt_GetArgsWithBuf(const char *format, va_list args, MsgFmt_Arg **outArg
 }
 
 void MsgFmt_FreeArgs(MsgFmt_Arg *args, int numArgs) {
-  for (int i = 0; i < numArgs; i++) {
-    if (IsOwned(args[i].type)) {
-      free(args[i].value.pointer);
-    }
-  }
+  FreeStrings(args, numArgs);
   free(args);
 }
 

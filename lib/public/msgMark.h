@@ -1,9 +1,12 @@
 // The mark of a text that the user can see: "@&!*@*@(msg.id)text".
-#ifndef OST_USER_MSGMARKINT_H
-#define OST_USER_MSGMARKINT_H
+#ifndef OST_PUBLIC_MSGMARK_H
+#define OST_PUBLIC_MSGMARK_H
 
 #include <cstring>
 #include <string_view>
+
+// Of a buffer that holds any id, with the NUL.
+constexpr size_t MSG_ID_SIZE = 128;
 
 // What stands before the id.
 constexpr std::string_view MSG_MARK = "@&!*@*@(";

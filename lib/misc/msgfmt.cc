@@ -1,4 +1,4 @@
-#include "msgFmt.h"
+#include "msgfmt.h"
 
 #include <algorithm>
 #include <array>

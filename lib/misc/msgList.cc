@@ -7,8 +7,7 @@
 #include <memory>
 
 #include "log.h"
-#include "msgListInt.h"
-#include "msgMarkInt.h"
+#include "msgMark.h"
 #include "owned.h"
 #include "panicUser.h"
 #include "util_misc.h"
@@ -17,11 +16,9 @@ namespace {
 
 using OwnedList = std::unique_ptr<MsgList, Releaser<MsgList_Free>>;
 
-constexpr size_t kMaxIdLength = 127;
-
 std::string_view IdOf(const char *idFormat, const char *text) {
   const std::string_view id = MsgMarkedId(idFormat, text);
-  if (id.size() > kMaxIdLength) {
+  if (id.size() >= MSG_ID_SIZE) {
     NOT_IMPLEMENTED();
   }
   ASSERT(strncasecmp(id.data(), "msg.", 4) == 0);
@@ -36,7 +33,7 @@ char *PutString(char *to, std::string_view string) {
 }
 
 MsgList *CopyNode(const MsgList &message) {
-  MsgList *copy = MsgListNew(message.id, message.format);
+  MsgList *copy = MsgList_New(message.id, message.format);
   copy->args = MsgFmt_CopyArgs(message.args, message.numArgs);
   ASSERT_MEM_ALLOC(copy->args != nullptr);
   copy->numArgs = message.numArgs;
@@ -45,7 +42,7 @@ MsgList *CopyNode(const MsgList &message) {
 
 }  // namespace
 
-MsgList *MsgListNew(std::string_view id, std::string_view format) {
+MsgList *MsgList_New(std::string_view id, std::string_view format) {
   auto *message =
       static_cast<MsgList *>(Util_SafeMalloc(sizeof(MsgList) + id.size() + 1 + format.size() + 1));
   *message = {};
@@ -67,7 +64,7 @@ MsgList *MsgList_VCreate(const char *idFormat, va_list args) {
   ASSERT(idFormat != nullptr);
   const char *text = MsgMarkedText(idFormat);
   ASSERT(text != nullptr);
-  OwnedList message(MsgListNew(IdOf(idFormat, text), text));
+  OwnedList message(MsgList_New(IdOf(idFormat, text), text));
   char *error = nullptr;
   if (!MsgFmt_GetArgs(text, args, &message->args, &message->numArgs, &error)) {
     Log("%s error: %s\nformat <%s>\n", __func__, error, idFormat);

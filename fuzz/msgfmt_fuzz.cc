@@ -18,7 +18,7 @@
 #include <vector>
 
 #include "bsd_output_shared.h"
-#include "msgFmt.h"
+#include "msgfmt.h"
 #include "owned.h"
 
 namespace {

@@ -3,9 +3,9 @@
 #include <cstring>
 
 #include "bsd_output_shared.h"
-#include "msgFmt.h"
-#include "msgFmtInt.h"
-#include "msgMarkInt.h"
+#include "msgMark.h"
+#include "msgfmt.h"
+#include "msgfmtInt.h"
 #include "panicUser.h"
 
 namespace {

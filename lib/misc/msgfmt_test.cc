@@ -1,4 +1,4 @@
-#include "msgFmt.h"
+#include "msgfmt.h"
 
 #include <gtest/gtest.h>
 
@@ -294,7 +294,7 @@ TEST(MsgFmtParseWin32, RefusesAFormatThatEndsWithin) {
 }
 
 TEST(MsgFmtParseWin32DeathTest, StopsAtWhatItHasNotGot) {
-  const auto text = testhost::Panics("^NOT_IMPLEMENTED lib/user/msgFmt.cc:[0-9]+\n$");
+  const auto text = testhost::Panics("^NOT_IMPLEMENTED lib/misc/msgfmt.cc:[0-9]+\n$");
   EXPECT_EXIT(Status("a%n", MsgFmt_ParseWin32), testing::ExitedWithCode(255), text);
   EXPECT_EXIT(Status("a%0", MsgFmt_ParseWin32), testing::ExitedWithCode(255), text);
 }

@@ -49,6 +49,13 @@ TEST(MsgList, KeepsAMessageAsData) {
   EXPECT_EQ(TextOf(message.get()), "disk has (7)\n");
 }
 
+TEST(MsgList, TakesNoArgumentForWhatIsInTheId) {
+  const OwnedList message(Create("@&!*@*@(msg.100%d)%s\n", "text"));
+  EXPECT_STREQ(message->id, "msg.100%d");
+  ASSERT_EQ(message->numArgs, 1);
+  EXPECT_STREQ(message->args[0].value.string8, "text");
+}
+
 TEST(MsgList, TakesAnIdOf127Bytes) {
   const std::string id = "msg." + std::string(123, 'i');
   const std::string format = "@&!*@*@(" + id + ")";
@@ -60,7 +67,7 @@ TEST(MsgList, TakesAnIdOf127Bytes) {
 
 TEST(MsgListDeathTest, AFormatThatIsNoMessageStopsTheProgram) {
   const auto panics = testing::ExitedWithCode(255);
-  const auto text = testhost::Panics("^ASSERT lib/user/msgList.cc:[0-9]+\n$");
+  const auto text = testhost::Panics("^ASSERT lib/misc/msgList.cc:[0-9]+\n$");
   MsgList *(*volatile create)(const char *, ...) = MsgList_Create;
   EXPECT_EXIT(create(nullptr), panics, text);
   EXPECT_EXIT(Create("plain"), panics, text);
@@ -71,7 +78,7 @@ TEST(MsgListDeathTest, AFormatThatIsNoMessageStopsTheProgram) {
   EXPECT_EXIT(Create("@&!*@*@(button.ok)OK"), panics, text);
   EXPECT_EXIT(Create("@&!*@*@(ms)g.x"), panics, text);
   EXPECT_EXIT(Create(("@&!*@*@(msg." + std::string(124, 'i') + ")").c_str()), panics,
-              testhost::Panics("^NOT_IMPLEMENTED lib/user/msgList.cc:[0-9]+\n$"));
+              testhost::Panics("^NOT_IMPLEMENTED lib/misc/msgList.cc:[0-9]+\n$"));
 }
 
 TEST(MsgListDeathTest, AFormatThatCannotBeTakenIsLoggedAndStopsTheProgram) {
@@ -79,7 +86,7 @@ TEST(MsgListDeathTest, AFormatThatCannotBeTakenIsLoggedAndStopsTheProgram) {
   host.Enter();
   ASSERT_TRUE(Log_Init(nullptr, "setup.log.filename", "setup"));
   EXPECT_EXIT(Create("@&!*@*@(msg.x)%1$s %s", "a", "b"), testing::ExitedWithCode(255),
-              testhost::Panics("^PANIC lib/user/msgList.cc:[0-9]+\n$"));
+              testhost::Panics("^PANIC lib/misc/msgList.cc:[0-9]+\n$"));
   const std::string log = testhost::ReadFile(Log_GetFileName());
   EXPECT_NE(log.find("MsgList_VCreate error: MsgFmt_GetArgs: error in format string\n"), std::string::npos)
       << log;
@@ -161,7 +168,7 @@ TEST(MsgListDeathTest, WithoutMemoryTheProgramStops) {
         body();
       };
       EXPECT_EXIT(withoutMemory(), testing::ExitedWithCode(255),
-                  "^(Unrecoverable memory allocation failure at|MEM_ALLOC|PANIC) lib/user/msgList.cc")
+                  "^(Unrecoverable memory allocation failure at|MEM_ALLOC|PANIC) lib/misc/msgList.cc")
           << i;
     }
   };
