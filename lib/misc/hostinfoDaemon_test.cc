@@ -12,6 +12,7 @@
 
 #include "log.h"
 #include "owned.h"
+#include "panics.h"
 #include "posixPosixTestInt.h"
 #include "systemCalls.h"
 
@@ -129,7 +130,7 @@ class Daemon : public posixtest::PosixHost {
   }
 
   static std::string ChildExited(const std::string &text, const std::string &how) {
-    std::istringstream lines(text);
+    std::istringstream lines(testhost::WithoutPosts(text));
     std::string first;
     std::string second;
     std::getline(lines, first);
