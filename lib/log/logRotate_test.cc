@@ -190,14 +190,13 @@ TEST(LogBackupFast, TellsWhatCannotBeDone) {
     calls.Fail(SYS_rename, EROFS);
     Log_BackupOldFiles(kOld);
   }
-  EXPECT_EQ(Logged(),
-            (Strings{"LogBackupByRenumber: failed to read the directory '/tmp/logs/no'.",
-                     "LogBackupByRenumber: failed to get base dir for path '/a'.",
-                     "LogBackupByRenumber: failed to remove /tmp/logs/a-2.log: Is a directory",
-                     "LogBackupByRenumber: failed to rename /tmp/logs/a.log -> /tmp/logs/a-5.log failed: "
-                     "Read-only file system",
-                     "LogBackupByRenumber: failed to remove /tmp/logs/a-2.log: Is a directory",
-                     "LogBackupByRenumber: failed to remove /tmp/logs/a-4.log: Is a directory"}));
+  EXPECT_EQ(Logged(), (Strings{"LogBackupByRenumber: failed to read the directory '/tmp/logs/no'.",
+                               "LogBackupByRenumber: failed to get base dir for path '/a'.",
+                               "LogBackupByRenumber: failed to remove /tmp/logs/a-2.log: Is a directory",
+                               std::string("LogBackupByRenumber: failed to rename ") +
+                                   "/tmp/logs/a.log -> /tmp/logs/a-5.log failed: Read-only file system",
+                               "LogBackupByRenumber: failed to remove /tmp/logs/a-2.log: Is a directory",
+                               "LogBackupByRenumber: failed to remove /tmp/logs/a-4.log: Is a directory"}));
 }
 
 TEST(LogBackupFast, TellsOfAPathThatIsNowhere) {
