@@ -1,5 +1,6 @@
 #include "err.h"
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -10,6 +11,26 @@
 #include "log.h"
 #include "panics.h"
 #include "testhost.h"
+
+namespace {
+
+constexpr int kLongError = 4711;
+// The text of that error.
+std::string longText;
+
+}  // namespace
+
+// A stand-in for the C library's, none of whose texts fills a buffer and which seldom changes errno.
+extern "C" char *strerror_r(int errorNumber, char *buffer, size_t size) noexcept {
+  static const auto real = reinterpret_cast<char *(*)(int, char *, size_t)>(dlsym(RTLD_NEXT, "strerror_r"));
+  if (errorNumber != kLongError) {
+    char *text = real(errorNumber, buffer, size);
+    errno = ERANGE;
+    return text;
+  }
+  buffer[longText.copy(buffer, size - 1)] = '\0';
+  return buffer;
+}
 
 namespace {
 
@@ -33,6 +54,18 @@ TEST(Err, GivesAnUnknownNumberATextToo) {
   EXPECT_STREQ(Err_Errno2String(98765), "Unknown error 98765");
   EXPECT_STREQ(Err_Errno2String(-5), "Unknown error -5");
   EXPECT_STREQ(Err_Errno2String(0), "Success");
+}
+
+TEST(Err, KeepsALastCharacterThatIsWhole) {
+  longText = std::string(2045, 'x') + "\xC3\xA9";
+  EXPECT_EQ(Err_Errno2String(kLongError), longText);
+}
+
+TEST(Err, DropsALastCharacterThatIsCut) {
+  const std::string whole(2046, 'x');
+  longText = whole + "\xC3\xA9";
+  EXPECT_EQ(Err_Errno2String(kLongError), whole);
+  EXPECT_EQ(Err_String2ErrnoDebug(Err_Errno2String(kLongError)), kLongError);
 }
 
 TEST(Err, FindsTheNumberByTheTextsAddressAlone) {

@@ -1,5 +1,6 @@
 #include "log.h"
 
+#include <sys/single_threaded.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -42,53 +43,56 @@ void LogPrefixEnd(LogPrefix *prefix, char mark) {
   prefix->text[prefix->length++] = ' ';
 }
 
+void LogPrefixAppendMillisec(LogPrefix *prefix, int64_t timeMs) {
+  // ".%03d" by hand, for each line pays for it.
+  const auto value = static_cast<unsigned>(timeMs % 1000);
+  const char text[] = {'.', static_cast<char>('0' + value / 100), static_cast<char>('0' + value / 10 % 10),
+                       static_cast<char>('0' + value % 10)};
+  LogPrefixAppend(prefix, {text, sizeof text});
+}
+
 // Formatting the time of day costs as much as writing the line, so a second's text is made once.
 void LogStampSecond(LogStamp *stamp, time_t second) {
-  if (stamp->secondLength > 0 && stamp->second == second) {
+  if (stamp->length > 0 && stamp->second == second) {
     return;
   }
   struct tm local {};
   localtime_r(&second, &local);
-  constexpr size_t kMillisecSize = sizeof ".000";
-  stamp->secondLength = strftime(stamp->text, sizeof stamp->text - kMillisecSize, "%b %d %H:%M:%S", &local);
+  stamp->length = strftime(stamp->text, sizeof stamp->text, "%b %d %H:%M:%S", &local);
   stamp->second = second;
 }
 
-void LogMakeStamp(LogStamp *stamp, const timeval &now, int64_t nowMs, bool millisec) {
-  LogStampSecond(stamp, now.tv_sec);
-  stamp->length = stamp->secondLength;
-  stamp->timeMs = nowMs;
-  if (millisec) {
-    // ".%03d" by hand, for each line pays for it.
-    const auto value = static_cast<unsigned>(nowMs % 1000);
-    for (const unsigned c : {unsigned{'.'}, '0' + value / 100, '0' + value / 10 % 10, '0' + value % 10}) {
-      stamp->text[stamp->length++] = static_cast<char>(c);
-    }
+void LogPrefixAppendStamp(LogPrefix *prefix, const LogStamp &stamp) {
+  LogPrefixAppend(prefix, {stamp.text, stamp.length});
+  if (stamp.millisec) {
+    LogPrefixAppendMillisec(prefix, stamp.timeMs);
   }
 }
 
 // A signal handler must not ask for the local time, so there the stamp tells how long ago the last one was.
-void LogPrefixAppendElapsed(LogPrefix *prefix, const LogStamp &stamp, int64_t nowMs, bool millisec) {
-  const int64_t elapsed = nowMs - stamp.timeMs;
-  char text[sizeof stamp.text + 32];
-  const int length = Str_Sprintf(text, sizeof text, "%.*s+%d", static_cast<int>(stamp.length), stamp.text,
-                                 static_cast<int>(elapsed / 1000));
-  LogPrefixAppend(prefix, {text, static_cast<size_t>(length)});
+void LogPrefixAppendElapsed(LogPrefix *prefix, int64_t elapsedMs, bool millisec) {
+  char text[32];
+  Str_Snprintf(text, sizeof text, "+%d", static_cast<int>(elapsedMs / 1000));
+  LogPrefixAppend(prefix, text);
   if (millisec) {
-    Str_Snprintf(text, sizeof text, ".%03d", static_cast<int>(elapsed % 1000));
+    Str_Snprintf(text, sizeof text, ".%03d", static_cast<int>(elapsedMs % 1000));
     LogPrefixAppend(prefix, text);
   }
 }
 
 void LogPrefixAppendTime(LogPrefix *prefix, LogState *state) {
+  LogStamp *stamp = &state->stamp;
   struct timeval now {};
   gettimeofday(&now, nullptr);
   const int64_t nowMs = int64_t{now.tv_sec} * 1000 + now.tv_usec / 1000;
   if (VThread_IsInSignal()) {
-    LogPrefixAppendElapsed(prefix, state->stamp, nowMs, state->millisec);
+    LogPrefixAppendStamp(prefix, *stamp);
+    LogPrefixAppendElapsed(prefix, nowMs - stamp->timeMs, state->millisec);
   } else {
-    LogMakeStamp(&state->stamp, now, nowMs, state->millisec);
-    LogPrefixAppend(prefix, {state->stamp.text, state->stamp.length});
+    LogStampSecond(stamp, now.tv_sec);
+    stamp->timeMs = nowMs;
+    stamp->millisec = state->millisec;
+    LogPrefixAppendStamp(prefix, *stamp);
   }
   LogPrefixEnd(prefix, ':');
 }
@@ -197,12 +201,18 @@ bool LogCount(uint32_t *count) {
   return Util_Throttle(std::atomic_ref(*count).fetch_add(1) + 1);
 }
 
+// Whether there is nobody to lock out. A mutex that is left right behind a write waits for what that has in
+// the processor's stores, which costs as much as formatting the line.
+bool LogIsAlone() {
+  return __libc_single_threaded != 0;
+}
+
 }  // namespace
 
 LogLock::LogLock(LogState *state) : lockFn_(state->lockFn) {
   if (lockFn_ != nullptr) {
     lockFn_(true);
-  } else if (state->mutexReady && SyncRecMutex_Lock(&state->mutex)) {
+  } else if (!LogIsAlone() && state->mutexReady && SyncRecMutex_Lock(&state->mutex)) {
     mutex_ = &state->mutex;
   }
 }
@@ -227,7 +237,8 @@ void LogWrite(LogState *state, std::string_view text, bool flush) {
     state->bannerWritten = true;
   }
   LogDrain(state);
-  if (state->rotateSize != 0 && state->fileSize > state->rotateSize && !state->rotating) {
+  if (state->rotateSize != 0 && state->fileSize > state->rotateSize && !state->rotating &&
+      state->fileName != nullptr) {
     LogRotate(state);
   }
 }

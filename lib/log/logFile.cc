@@ -1,4 +1,4 @@
-// The log's file: opening, changing, copying and removing it.
+// The log's file: opening, changing and removing it.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -21,61 +21,6 @@
 
 namespace {
 
-constexpr size_t kCopyBlock = 16384;
-
-// --- Copying
-
-// False with errno.
-bool LogWriteAll(int fd, const char *data, size_t size) {
-  while (size > 0) {
-    const ssize_t written = write(fd, data, size);
-    if (written == -1) {
-      return false;
-    }
-    data += written;
-    size -= static_cast<size_t>(written);
-  }
-  return true;
-}
-
-// Copies what is left to read. False with errno.
-bool LogCopyRest(int source, int destination) {
-  char block[kCopyBlock];
-  ssize_t size = 0;
-  while ((size = read(source, block, sizeof block)) > 0) {
-    if (!LogWriteAll(destination, block, static_cast<size_t>(size))) {
-      return false;
-    }
-  }
-  return size == 0;
-}
-
-void LogAppendSeekFailed(const char *fileName, int errorNumber) {
-  Msg_Append(MSGID(log.copyLseekFailed) "Cannot seek to start of file '%s': %s\n", fileName,
-             Err_Errno2String(errorNumber));
-}
-
-// Copies the state's file into another one, whose name is `path`. False with a message.
-bool LogCopy(const LogState *state, int destination, const char *path) {
-  if (!state->append && ftruncate(destination, 0) == -1) {
-    Msg_Append(MSGID(log.copyFtruncateFailed) "Cannot truncate the log file '%s': %s\n", path,
-               Err_ErrString());
-    return false;
-  }
-  if (lseek(state->fd, 0, SEEK_SET) == -1) {
-    LogAppendSeekFailed(state->fileName, errno);
-    return false;
-  }
-  if (!LogCopyRest(state->fd, destination)) {
-    Msg_Append(MSGID(log.copyWriteFailed) "A write error occurred when copying data to '%s': %s\n", path,
-               Err_ErrString());
-    return false;
-  }
-  return true;
-}
-
-// --- Facts of files
-
 // Whether the open descriptor is the file that the path names, and no link led to it. False with a message.
 bool LogIsPlainFile(int fd, const char *path) {
   struct stat opened {};
@@ -92,41 +37,18 @@ bool LogIsPlainFile(int fd, const char *path) {
     Msg_Append(MSGID(log.openIsLink) "Log file '%s' is a symbolic link.\n", path);
     return false;
   }
-  if (opened.st_dev != named.st_dev || opened.st_ino != named.st_ino) {
+  if (!LogSameInode(opened, named)) {
     Msg_Append(MSGID(log.openChanged) "Log file '%s' has changed.\n", path);
     return false;
   }
   return true;
 }
 
-bool LogSameSize(int fd1, int fd2) {
-  struct stat data1 {};
-  struct stat data2 {};
-  return fstat(fd1, &data1) == 0 && fstat(fd2, &data2) == 0 && data1.st_size == data2.st_size;
-}
-
-bool LogSameInode(int fd1, int fd2) {
-  struct stat data1 {};
-  struct stat data2 {};
-  return fstat(fd1, &data1) == 0 && fstat(fd2, &data2) == 0 && data1.st_dev == data2.st_dev &&
-         data1.st_ino == data2.st_ino;
-}
-
-// Whether a byte more in one is a byte more in the other: device and inode may differ where one file is seen
-// through two mounts. A full disk, which takes no byte, leaves only those to tell by.
-bool LogIsSameFile(int fd, int other) {
-  if (!LogSameSize(fd, other)) {
-    return false;
-  }
-  if (write(fd, "\n", 1) != 1) {
-    return LogSameInode(fd, other);
-  }
-  const bool same = LogSameSize(fd, other);
-  struct stat data {};
-  if (fstat(fd, &data) == 0) {
-    [[maybe_unused]] const int result = ftruncate(fd, data.st_size - 1);
-  }
-  return same;
+// Whether a path leads to the state's file. It need not be the path that the state knows.
+bool LogIsOwnFile(const LogState *state, const char *path) {
+  struct stat opened {};
+  struct stat named {};
+  return fstat(state->fd, &opened) == 0 && Posix_Stat(path, &named) == 0 && LogSameInode(opened, named);
 }
 
 // --- Names
@@ -170,10 +92,6 @@ char *LogFindName(const LogState *state, const char *fileName, const char *confi
 
 // --- Changing the file
 
-bool LogHasFile(const LogState *state) {
-  return state->fileName != nullptr && state->fd != -1;
-}
-
 void LogStartFile(LogState *state, int fd, bool anew) {
   if (state->fd != -1) {
     // Of a log that has ended.
@@ -184,28 +102,6 @@ void LogStartFile(LogState *state, int fd, bool anew) {
     [[maybe_unused]] const int result = ftruncate(fd, 0);
   }
   state->bannerWritten = false;
-}
-
-// Goes on in a new file behind a copy of the old one, which is deleted. The new one is deleted when that
-// fails, with messages.
-bool LogMoveContent(LogState *state, int fd, const char *name) {
-  if (LogIsSameFile(state->fd, fd)) {
-    close(fd);
-    return true;
-  }
-  if (!LogCopy(state, fd, name)) {
-    close(fd);
-    if (Posix_Unlink(name) == -1) {
-      Msg_Append(MSGID(log.switchUnlinkFailed) "Failed to remove the log file '%s': %s\n", name,
-                 Err_ErrString());
-    }
-    return false;
-  }
-  LogReplaceFd(state, fd);
-  if (Posix_Unlink(state->fileName) == -1) {
-    Warning("Failed to unlink log file '%s': %s\n", state->fileName, Err_ErrString());
-  }
-  return true;
 }
 
 // False with messages.
@@ -231,7 +127,8 @@ bool LogGoTo(LogState *state, const char *name, bool temporary, bool copy) {
     return true;
   }
   const bool anew = copy && !state->append;
-  if (anew && !temporary && state->keepOld > 0) {
+  // A number for the log's own file, under whatever name, would take the file away from the log.
+  if (anew && !temporary && state->keepOld > 0 && !LogIsOwnFile(state, name)) {
     LogBackupByRenumber(name, state->keepOld, state->fastRotation);
   }
   const bool renamed = anew && LogHasFile(state) && Posix_Rename(state->fileName, name) == 0;
@@ -274,8 +171,19 @@ int LogOpen(const char *path) {
 }
 
 void LogReplaceFd(LogState *state, int fd) {
-  dup3(fd, state->fd, O_CLOEXEC);
-  close(fd);
+  // The numbers are one where something else has closed the log's.
+  if (fd != state->fd) {
+    dup3(fd, state->fd, O_CLOEXEC);
+    close(fd);
+  }
+}
+
+bool LogHasFile(const LogState *state) {
+  return state->fileName != nullptr && state->fd != -1;
+}
+
+bool LogSameInode(const struct stat &file1, const struct stat &file2) {
+  return file1.st_dev == file2.st_dev && file1.st_ino == file2.st_ino;
 }
 
 void LogAppendSwitchFailed(const char *fileName) {
@@ -310,23 +218,6 @@ bool Log_SetFile(const char *fileName, const char *config, bool copy) {
 const char *Log_GetFileName() {
   const LogLock lock(&logState);
   return logState.fileName;
-}
-
-bool Log_CopyFile(const char *destination) {
-  LogState *state = &logState;
-  const LogLock lock(state);
-  if (!LogHasFile(state)) {
-    // Known before a destination is emptied.
-    LogAppendSeekFailed("", EBADF);
-    return false;
-  }
-  const int fd = LogOpen(destination);
-  if (fd == -1) {
-    return false;
-  }
-  const bool copied = LogSameInode(state->fd, fd) || LogCopy(state, fd, destination);
-  close(fd);
-  return copied;
 }
 
 bool Log_RemoveFile(bool force) {

@@ -349,6 +349,21 @@ TEST(LogSetFile, OneFileSeenThroughTwoMountsIsLeftAlone) {
   ExpectOneFile("/tmp/again/my.log");
 }
 
+TEST(LogSetFile, AnotherSpellingOfTheNameLeavesTheFileAlone) {
+  EnterHost();
+  StartAt(kLog);
+  ExpectOneFile("/tmp/logs/./my.log");
+  EXPECT_FALSE(fs::exists("/tmp/logs/my-0.log"));
+}
+
+TEST(LogSetFile, AWayThroughALinkToTheDirectoryLeavesTheFileAlone) {
+  EnterHost();
+  ASSERT_EQ(symlink(kDirectory, "/tmp/linked"), 0);
+  StartAt(kLog);
+  ExpectOneFile("/tmp/linked/my.log");
+  EXPECT_FALSE(fs::exists("/tmp/logs/my-0.log"));
+}
+
 TEST(LogSetFile, OneFileOnAFullDiskIsLeftAlone) {
   EnterHost("log.append = TRUE\n");
   MountFar("size=64k");

@@ -2,6 +2,8 @@
 #ifndef OST_LOG_LOGINT_H
 #define OST_LOG_LOGINT_H
 
+#include <sys/stat.h>
+
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
@@ -15,10 +17,10 @@
 // The time that the last line showed.
 struct LogStamp {
   time_t second;
-  char text[64];
-  size_t secondLength;  // of the text up to the second
+  char text[64];  // of that second
   size_t length;
   int64_t timeMs;
+  bool millisec;  // whether the line showed them too
 };
 
 // The log of the process. Log_InitEx fills it; text that comes before that, and after Log_Exit while the
@@ -63,7 +65,8 @@ struct LogState {
 };
 extern LogState logState;
 
-// Holds the log's lock, once more where the thread has it, and nothing before the log has started.
+// Holds the log's lock, once more where the thread has it, and nothing before the log has started. The mutex
+// is left alone while the process has one thread.
 class LogLock {
  public:
   explicit LogLock(LogState *state);
@@ -105,6 +108,12 @@ bool LogThrottle(LogState *state, LogThrottleInfo *info, std::string_view text);
 int LogOpen(const char *path);
 // Makes a new descriptor the state's own under the number of the old one.
 void LogReplaceFd(LogState *state, int fd);
+// Whether there is a file that has a name: one that a log left open has none.
+bool LogHasFile(const LogState *state);
+bool LogSameInode(const struct stat &file1, const struct stat &file2);
+// Goes on in a new file behind a copy of the old one, which is deleted. The new one is deleted when that
+// fails, with messages. One file under two names stays as it is.
+bool LogMoveContent(LogState *state, int fd, const char *name);
 bool LogSetFile(LogState *state, const char *fileName, const char *config, bool copy);
 void LogAppendSwitchFailed(const char *fileName);
 // Frees the names of the file and the program.

@@ -190,14 +190,13 @@ TEST(LogBackupFast, TellsWhatCannotBeDone) {
     calls.Fail(SYS_rename, EROFS);
     Log_BackupOldFiles(kOld);
   }
-  EXPECT_EQ(Logged(),
-            (Strings{"LogBackupByRenumber: failed to read the directory '/tmp/logs/no'.",
-                     "LogBackupByRenumber: failed to get base dir for path '/a'.",
-                     "LogBackupByRenumber: failed to remove /tmp/logs/a-2.log: Is a directory",
-                     "LogBackupByRenumber: failed to rename /tmp/logs/a.log -> /tmp/logs/a-5.log failed: "
-                     "Read-only file system",
-                     "LogBackupByRenumber: failed to remove /tmp/logs/a-2.log: Is a directory",
-                     "LogBackupByRenumber: failed to remove /tmp/logs/a-4.log: Is a directory"}));
+  EXPECT_EQ(Logged(), (Strings{"LogBackupByRenumber: failed to read the directory '/tmp/logs/no'.",
+                               "LogBackupByRenumber: failed to get base dir for path '/a'.",
+                               "LogBackupByRenumber: failed to remove /tmp/logs/a-2.log: Is a directory",
+                               std::string("LogBackupByRenumber: failed to rename ") +
+                                   "/tmp/logs/a.log -> /tmp/logs/a-5.log failed: Read-only file system",
+                               "LogBackupByRenumber: failed to remove /tmp/logs/a-2.log: Is a directory",
+                               "LogBackupByRenumber: failed to remove /tmp/logs/a-4.log: Is a directory"}));
 }
 
 TEST(LogBackupFast, TellsOfAPathThatIsNowhere) {
@@ -287,6 +286,29 @@ TEST(LogRotate, KeepsTheDescriptorAndOpensNoOther) {
   LogHundred(111, 'a');
   EXPECT_EQ(logState.fd, fd);
   EXPECT_EQ(testhost::NextDescriptor(), next);
+}
+
+TEST(LogRotate, BringsBackADescriptorThatWasClosed) {
+  EnterHost();
+  StartRotating(3, false);
+  const int fd = logState.fd;
+  ASSERT_EQ(close(fd), 0);
+  ASSERT_EQ(testhost::NextDescriptor(), fd) << "the next file is to get the same number";
+  LogHundred(11, 'a');
+  LogHundred(1, 'b');
+  EXPECT_EQ(logState.fd, fd);
+  EXPECT_EQ(Texts(kOld), Strings{std::string(72, 'b')});
+}
+
+TEST(LogRotate, AFileThatALogLeftOpenGoesOn) {
+  EnterHost("log.rotateSize = 1000\n");
+  ASSERT_TRUE(Log_Init(kOld, nullptr, "setup"));
+  LogHundred(1, 'a');
+  Log_Exit();
+  ASSERT_TRUE(Log_Init(nullptr, nullptr, "setup"));
+  LogHundred(11, 'b');
+  EXPECT_EQ(Names(), Strings{"a.log"});
+  EXPECT_EQ(Texts(kOld).size(), 12U);
 }
 
 TEST(LogRotate, ALostFileEndsTheLoggingToFiles) {

@@ -76,7 +76,7 @@ void BM_Ours_Config_LogLine(benchmark::State &state) {
   TemporaryFile file;
   StartLog(file.Path().c_str());
   const std::string text = TextFor(state.range(0));
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     Log("%s\n", text.c_str());
     file.LineWritten(state);
   }
@@ -87,7 +87,7 @@ BENCHMARK(BM_Ours_Config_LogLine)->Apply(Sizes);
 void BM_Peer_write_Config_LogLine(benchmark::State &state) {
   TemporaryFile file;
   const std::string line = kPrefix + TextFor(state.range(0)) + "\n";
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     if (write(file.Descriptor(), line.data(), line.size()) == -1) {
       abort();
     }
@@ -102,7 +102,7 @@ void BM_Peer_spdlog_Config_LogLine(benchmark::State &state) {
   logger->set_pattern("%b %d %H:%M:%S.%e: app| %v");
   logger->flush_on(spdlog::level::info);
   const std::string text = TextFor(state.range(0));
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     logger->info("{}", text);
     file.LineWritten(state);
   }
@@ -114,7 +114,7 @@ BENCHMARK(BM_Peer_spdlog_Config_LogLine)->Apply(Sizes);
 void BM_Ours_Config_LogWaiting(benchmark::State &state) {
   StartLog(nullptr);
   const std::string text = TextFor(state.range(0));
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     Log("%s\n", text.c_str());
   }
   StopLog();
@@ -131,7 +131,7 @@ void BM_Ours_Config_LogThrottled(benchmark::State &state) {
     abort();
   }
   const std::string text = TextFor(state.range(0));
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     Log("%s\n", text.c_str());
   }
   Log_DisableThrottling();
@@ -144,7 +144,7 @@ void BM_Ours_Config_LogDroppedRepeat(benchmark::State &state) {
   TemporaryFile file;
   StartLog(file.Path().c_str());
   uint32_t count = 1000000;
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     Log_Throttled(&count, "text %u\n", count);
   }
   StopLog();

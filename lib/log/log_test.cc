@@ -403,11 +403,9 @@ TEST(LogPrefix, InASignalBeforeAnyLineTellsTheTimeSince1970) {
 
 // What waits, as plain text.
 std::string Waiting() {
-  std::string text;
-  for (size_t i = 0; i < logState.ringCount; i++) {
-    text += logState.ringStart[(logState.ringRead + i) % 32768];
-  }
-  return text;
+  const size_t first = std::min(logState.ringCount, 32768 - logState.ringRead);
+  return std::string(logState.ringStart + logState.ringRead, first) +
+         std::string(logState.ringStart, logState.ringCount - first);
 }
 
 TEST(LogRing, FollowsAPlainModel) {

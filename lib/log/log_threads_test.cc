@@ -169,7 +169,7 @@ TEST_F(LogThreads, SetSwitchesMeanwhile) {
       Log_RegisterFunctions(nullptr, nullptr);
     }
   });
-  EXPECT_EQ(Texts("a.log").size(), size_t{kThreads * kLines});
+  EXPECT_EQ(Texts("a.log").size(), size_t{kThreads} * kLines);
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 
 #include "allocations.h"
 #include "owned.h"
+#include "panics.h"
 
 // A size that can't be had gives null under the sanitizer too.
 extern "C" const char *__asan_default_options() {
@@ -196,8 +197,9 @@ TEST(DynBufDeathTest, SafeAppendStopsTheProgramOnFailure) {
   Buffer buf;
   const int line = __LINE__ + 1;
   EXPECT_EXIT(DynBuf_SafeAppend(&buf, "x", beyondAll), testing::ExitedWithCode(255),
-              testing::EndsWith("Unrecoverable memory allocation failure at lib/misc/dynbuf_test.cc:" +
-                                std::to_string(line) + "\n"));
+              testhost::Panics(
+                  testing::EndsWith("Unrecoverable memory allocation failure at lib/misc/dynbuf_test.cc:" +
+                                    std::to_string(line) + "\n")));
 }
 
 }  // namespace

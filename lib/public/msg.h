@@ -88,11 +88,12 @@ MsgHintResult Msg_HintMsgList(bool defaultShow, int hintType, MsgList *message);
 
 // ---- Progress
 //
-// The id of these messages may begin with anything. A null format leaves the text as it was.
+// The id of these messages may begin with anything. A null format gives callbacks no id and an empty text.
 
 // Reports how far something has come.
 //
-// percent       to the built-in callback, a negative one brings a new text, and one above 100 ends the line
+// percent       only with a negative one does the built-in callback take the text, an empty one too; one
+//               above 100 ends its line
 // cancelButton  whether the user may cancel
 //
 // Returns what the callback returns; the built-in one 0.

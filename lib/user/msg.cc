@@ -2,6 +2,7 @@
 
 #include "msg.h"
 
+#include <cstring>
 #include <utility>
 
 #include "config.h"
@@ -37,12 +38,15 @@ MsgState *MsgGetState() {
 bool MsgGetSetting(const char *key) {
   MsgState *msg = MsgGetState();
   // A bad value is told by a post, which would read it again.
-  if (msg->readsSetting) {
-    return false;
+  for (const MsgSettingRead *read = msg->reads; read != nullptr; read = read->outer) {
+    if (strcmp(read->key, key) == 0) {
+      return false;
+    }
   }
-  msg->readsSetting = true;
+  const MsgSettingRead read{key, msg->reads};
+  msg->reads = &read;
   const bool value = Config_GetBool(false, "%s", key);
-  msg->readsSetting = false;
+  msg->reads = read.outer;
   return value;
 }
 

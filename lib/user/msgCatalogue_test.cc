@@ -23,6 +23,19 @@ constexpr char kCatalogue[] =
     "msg.msg.error = \"Fehler\"\n"
     "button.yes = \"_Ja\"\n";
 
+// The text that a callback was told last.
+std::string told;
+
+MsgHintResult RecordHint(int, const char *, const char *text) {
+  told = text;
+  return MSG_HINT_OK;
+}
+
+int RecordProgress(const char *, const char *text, int, bool) {
+  told = text;
+  return 0;
+}
+
 class MsgCatalogue : public msgtest::MsgHost {
  protected:
   // In a host with a catalogue.
@@ -63,6 +76,37 @@ TEST_F(MsgCatalogue, LeavesTheLogInTheDefaultWording) {
   Msg_Post(3, MSGID(test.order) "%s after %s\n", "@&!*@*@(msg.test.value)the value", "x");
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "\nOstrel Bench Error:\nx vor der Wert\n\n");
   EXPECT_EQ(Logged(), Block("Msg_Post: Error", "[msg.test.order] the value after x\n"));
+}
+
+TEST_F(MsgCatalogue, TellsHintsAndLeavesTheirLogInTheDefaultWording) {
+  EnterGerman();
+  MsgCallback callback;
+  Msg_GetCallback(&callback);
+  callback.hint = RecordHint;
+  Msg_SetCallback(&callback);
+  EXPECT_EQ(Msg_Hint(true, MSG_HINT_TYPE_OK, MSGID(test.order) "%s after %s\n", "one", "two"), MSG_HINT_OK);
+  EXPECT_EQ(told, "two vor one\n");
+  EXPECT_EQ(Logged(),
+            "MsgHint: msg.test.order (sent)\none after two\n---------------------------------------\n");
+}
+
+TEST_F(MsgCatalogue, TellsProgress) {
+  EnterGerman();
+  MsgCallback callback;
+  Msg_GetCallback(&callback);
+  callback.progress = RecordProgress;
+  Msg_SetCallback(&callback);
+  Msg_Progress(5, false, MSGID(test.order) "%s after %s\n", "one", "two");
+  EXPECT_EQ(told, "two vor one\n");
+}
+
+TEST_F(MsgCatalogue, WarnsInsteadOfAsking) {
+  EnterGerman("msg.noOK = \"TRUE\"\n");
+  testing::internal::CaptureStderr();
+  Msg_Post(2, MSGID(test.order) "%s after %s\n", "one", "two");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "MSG: two vor one\n\n");
+  EXPECT_EQ(Logged(),
+            Block("Msg_Post: Warning", "[msg.test.order] one after two\n") + "MSG: two vor one\n\n");
 }
 
 TEST_F(MsgCatalogue, ReplacesMarkedValues) {
@@ -121,6 +165,14 @@ TEST_F(MsgCatalogue, HasTheNamesOfButtons) {
   EXPECT_STREQ(Msg_GetString(MSGID_BUTTON(yes) "_Yes"), "_Ja");
   const char *names[] = {MSGID_BUTTON(no) "_No", MSGID_BUTTON(yes) "_Yes", nullptr};
   EXPECT_EQ(Msg_Question(names, 0, MSGID(test.ask) "?\n"), 1);
+}
+
+TEST_F(MsgCatalogue, NamesTheAnswerOfADefault) {
+  EnterGerman("msg.autoAnswer = \"TRUE\"\n");
+  const char *names[] = {MSGID_BUTTON(yes) "_Yes", nullptr};
+  EXPECT_EQ(Msg_Question(names, 0, MSGID(test.ask) "?\n"), 0);
+  EXPECT_NE(Logged().find("Using builtin default '_Ja' as the answer for 'msg.test.ask'\n"),
+            std::string::npos);
 }
 
 TEST_F(MsgCatalogue, IsPrintedDirectly) {
@@ -227,6 +279,26 @@ TEST_F(MsgCatalogue, GrowsByAFile) {
   EXPECT_STREQ(Msg_GetLocale(), "de");
   EXPECT_STREQ(Msg_GetString("@&!*@*@(msg.test.value)the value"), "der Wert");
   EXPECT_STREQ(Msg_GetString("@&!*@*@(msg.test.other)alike"), "\xc3\xa4hnlich");
+}
+
+TEST_F(MsgCatalogue, GrowsByTextsThatWereMissed) {
+  testhost::Host host;
+  host.File("/t/two", "msg.test.other = \"\xc3\xa4hnlich\"\n");
+  host.File(kGerman, kCatalogue);
+  Enter("", &host);
+  Msg_SetLocale("de", "tool");
+  EXPECT_STREQ(Msg_GetString("@&!*@*@(msg.test.other)alike"), "alike");
+  EXPECT_TRUE(Msg_LoadMessageFile("de", "/t/two"));
+  EXPECT_STREQ(Msg_GetString("@&!*@*@(msg.test.other)alike"), "\xc3\xa4hnlich");
+}
+
+TEST_F(MsgCatalogue, OfAFileMayHaveNoLocale) {
+  testhost::Host host;
+  host.File("/t/one", kCatalogue);
+  Enter("", &host);
+  EXPECT_TRUE(Msg_LoadMessageFile(nullptr, "/t/one"));
+  EXPECT_EQ(Msg_GetLocale(), nullptr);
+  EXPECT_STREQ(Msg_GetString("@&!*@*@(msg.test.value)the value"), "der Wert");
 }
 
 TEST_F(MsgCatalogue, TellsOfAFileThatIsMissing) {

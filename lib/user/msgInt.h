@@ -12,6 +12,12 @@
 
 using OwnedMsgList = std::unique_ptr<MsgList, Releaser<MsgList_Free>>;
 
+// A setting that is being read, on the stack of its reader: the way to a panic's post needs no memory for it.
+struct MsgSettingRead {
+  const char *key;
+  const MsgSettingRead *outer;
+};
+
 // The record of the process. Made by the first use of any function, freed by Msg_Exit.
 struct MsgState {
   MsgCallback callback;
@@ -21,7 +27,7 @@ struct MsgState {
   OwnedString locale;
   OwnedDictionary dictionary;                       // the catalogue, or null
   const char *severityTitles[MSG_SEVERITIES] = {};  // filled by the first post
-  bool readsSetting = false;
+  const MsgSettingRead *reads = nullptr;            // the innermost
 
   MsgState();
   MsgState(const MsgState &) = delete;
@@ -30,7 +36,7 @@ struct MsgState {
 };
 
 MsgState *MsgGetState();
-// A setting that answers for the user; false unless it is set.
+// A setting that answers for the user; false unless it is set, and while it is being read.
 bool MsgGetSetting(const char *key);
 
 // The table of the terminal.

@@ -151,6 +151,15 @@ TEST_F(MsgPost, OfABadSettingOfItsOwnEnds) {
   EXPECT_EQ(PostThree(2), std::string("\nOstrel Bench Warning:\n") + kText + "\n");
 }
 
+TEST_F(MsgPost, OfABadSettingHeedsTheOthers) {
+  Enter("msg.autoAnswer = \"maybe\"\nmsg.noOK = \"TRUE\"\nmsg.noOKnoWarning = \"TRUE\"\n");
+  EXPECT_EQ(PostThree(2), "");
+  EXPECT_EQ(Logged(), LoggedThree("Warning") +
+                          Block("Msg_Post: Warning",
+                                "[msg.dictionary.notBoolean] Value \"maybe\" for variable \"msg.autoAnswer\" "
+                                "is not a valid boolean value. Using value \"FALSE\".\n"));
+}
+
 TEST(MsgPostEarly, ShowsBeforeThereAreSettings) {
   ProductState_Set(0, "P", nullptr, 0, 0);
   testing::internal::CaptureStderr();

@@ -8,10 +8,12 @@
 #include "util_misc.h"
 
 const char *MsgDictionaryText(Dictionary *dictionary, const char *id) {
-  static constexpr const char *kNone = nullptr;
-  return dictionary == nullptr
-             ? nullptr
-             : *static_cast<const char *const *>(Dictionary_Get(dictionary, &kNone, DICT_STRING, id));
+  if (dictionary == nullptr) {
+    return nullptr;
+  }
+  // An id that is missing must stay so, or a file that has it could no more be added.
+  const void *slot = Dictionary_GetDefined(dictionary, nullptr, DICT_STRING, id);
+  return slot == nullptr ? nullptr : *static_cast<const char *const *>(slot);
 }
 
 const char *MsgGetText(const char *idFormat, Dictionary *dictionary, char *idBuffer) {

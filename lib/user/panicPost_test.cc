@@ -1,6 +1,7 @@
 // What a panic posts, and its settings.
 
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -14,6 +15,7 @@
 #include "panics.h"
 #include "preference.h"
 #include "productState.h"
+#include "systemCalls.h"
 #include "testhost.h"
 #include "vthread.h"
 
@@ -30,6 +32,13 @@ std::string Posted() {
   testing::internal::CaptureStderr();
   Panic_PostPanicMsg("%s\n", "text");
   return testing::internal::GetCapturedStderr();
+}
+
+// Stands for the debugger.
+void LetGoSoon() {
+  std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+  Preference_SetFromString("panic.loopOnPanic=FALSE", true);
+  Panic_LoadState();
 }
 
 class PanicPost : public testing::Test {
@@ -121,13 +130,13 @@ TEST_F(PanicPost, EachKindHasItsId) {
 }
 
 TEST_F(PanicPost, AProductWithAViewerHasAnotherScript) {
-  for (const uint64_t capabilities : {8, 15}) {
+  for (const uint64_t capabilities : {8U, 15U}) {
     ProductState_Set(0, "Bench", nullptr, 0, capabilities);
     EXPECT_EQ(Posted(), kHead + std::string("You can request support.  ") +
                             "\nTo collect data to submit to Ostrel support, run \"ost-support\".\n" +
                             kResponse);
   }
-  for (const uint64_t capabilities : {7, 256}) {
+  for (const uint64_t capabilities : {7U, 256U}) {
     ProductState_Set(0, "Bench", nullptr, 0, capabilities);
     EXPECT_EQ(Posted(), kHead + std::string("You can request support.  ") + kCollect + kResponse);
   }
@@ -170,6 +179,29 @@ TEST_F(PanicPostDeathTest, ACoreFileHasAName) {
                                     "NOT_REACHED lib/user/panicUser\\.cc:[0-9]+\nPanic loop\n"));
   EXPECT_EXIT(Panic("text\n"), testing::ExitedWithCode(1),
               testing::MatchesRegex("text\nNOT_REACHED lib/user/panicUser\\.cc:[0-9]+\nPanic loop\n"));
+}
+
+TEST_F(PanicPostDeathTest, ItsTextReachesALogThatIsThrottled) {
+  StartPreferences();
+  Preference_SetFromString("log.noLogAfterThreshold=TRUE", true);
+  Preference_SetFromString("log.throttleThreshold=1000", true);
+  const std::string file = StartLog();
+  Log("%s\n", std::string(1000, 'x').c_str());
+  Log("hidden\n");
+  ASSERT_EQ(testhost::ReadFile(file).find("hidden"), std::string::npos);
+  EXPECT_EXIT(Panic("No way\n"), testing::ExitedWithCode(255), "");
+  EXPECT_NE(testhost::ReadFile(file).find(": app| No way\n"), std::string::npos);
+}
+
+TEST_F(PanicPostDeathTest, ItWaitsForADebuggerBeforeItsPost) {
+  StartPreferences();
+  Panic_LoadState();
+  EXPECT_EXIT(
+      {
+        std::thread(LetGoSoon).detach();
+        Panic("wait\n");
+      },
+      testing::ExitedWithCode(255), testing::ContainsRegex("^wait\nLooping pid=[0-9]+\n\nBench Error:\n"));
 }
 
 TEST_F(PanicSettings, HaveTheirFirstValues) {
@@ -228,18 +260,17 @@ TEST_F(PanicSettings, HaveDefaultsWithoutAConfiguration) {
 TEST_F(PanicSettings, APanicWaitsForADebuggerThatClearsTheSetting) {
   StartPreferences();
   Panic_LoadState();
+  const testhost::SystemCalls calls({SYS_clock_nanosleep});
   const auto start = std::chrono::steady_clock::now();
-  // Stands for the debugger.
-  std::thread debugger([] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
-    Preference_SetFromString("panic.loopOnPanic=FALSE", true);
-    Panic_LoadState();
-  });
+  std::thread debugger(LetGoSoon);
   testing::internal::CaptureStderr();
   Panic_LoopOnPanic();
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "Looping pid=" + std::to_string(getpid()) + "\n");
   debugger.join();
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1500));
+  // Two sleeps or a few more, and that of the thread.
+  EXPECT_GE(calls.Count(SYS_clock_nanosleep), 3U);
+  EXPECT_LE(calls.Count(SYS_clock_nanosleep), 10U);
 }
 
 }  // namespace

@@ -85,6 +85,20 @@ TEST(PanicDeathTest, AMessageCallbackThatPanicsIsALoop) {
               testing::MatchesRegex("first\nno post of [0-9]+ bytes\nPanic loop\n"));
 }
 
+// A logger that a program may put in the place of the log, and that fails.
+void FailingLog(const char * /*format*/, va_list /*args*/) {
+  Panic("no log\n");
+}
+
+TEST(PanicDeathTest, ALogThatPanicsIsALoop) {
+  EXPECT_EXIT(
+      {
+        Log_RegisterFunctions(FailingLog, FailingLog);
+        Panic("first\n");
+      },
+      testing::ExitedWithCode(1), testing::Eq("first\nno log\nno log\nPanic loop\n"));
+}
+
 TEST(PanicDeathTest, LogsTheTextAndABackTraceAndKeepsTheLog) {
   testhost::Host host;
   host.Enter();

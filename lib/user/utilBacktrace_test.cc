@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <regex>
@@ -10,7 +13,67 @@
 #include "testhost.h"
 #include "util.h"
 
+// Calls the function while each register that a call preserves holds a value of its own.
+extern "C" void CallWithRegisters(void (*function)());
+asm(R"(
+  .pushsection .text
+CallWithRegisters:
+  .cfi_startproc
+  push %rbx
+  .cfi_adjust_cfa_offset 8
+  .cfi_rel_offset rbx, 0
+  push %rbp
+  .cfi_adjust_cfa_offset 8
+  .cfi_rel_offset rbp, 0
+  push %r12
+  .cfi_adjust_cfa_offset 8
+  .cfi_rel_offset r12, 0
+  push %r13
+  .cfi_adjust_cfa_offset 8
+  .cfi_rel_offset r13, 0
+  push %r14
+  .cfi_adjust_cfa_offset 8
+  .cfi_rel_offset r14, 0
+  push %r15
+  .cfi_adjust_cfa_offset 8
+  .cfi_rel_offset r15, 0
+  sub $8, %rsp
+  .cfi_adjust_cfa_offset 8
+  mov $0xb0, %rbx
+  mov $0xb1, %rbp
+  mov $0xb2, %r12
+  mov $0xb3, %r13
+  mov $0xb4, %r14
+  mov $0xb5, %r15
+  call *%rdi
+  add $8, %rsp
+  .cfi_adjust_cfa_offset -8
+  pop %r15
+  .cfi_adjust_cfa_offset -8
+  .cfi_restore r15
+  pop %r14
+  .cfi_adjust_cfa_offset -8
+  .cfi_restore r14
+  pop %r13
+  .cfi_adjust_cfa_offset -8
+  .cfi_restore r13
+  pop %r12
+  .cfi_adjust_cfa_offset -8
+  .cfi_restore r12
+  pop %rbp
+  .cfi_adjust_cfa_offset -8
+  .cfi_restore rbp
+  pop %rbx
+  .cfi_adjust_cfa_offset -8
+  .cfi_restore rbx
+  ret
+  .cfi_endproc
+  .popsection
+)");
+
 namespace {
+
+using Lines = std::vector<std::string>;
 
 void Collect(void *data, const char *format, ...) __attribute__((format(printf, 2, 3)));
 void Collect(void *data, const char *format, ...) {
@@ -20,11 +83,11 @@ void Collect(void *data, const char *format, ...) {
   // The list is started above. NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
   vsnprintf(line, sizeof line, format, args);
   va_end(args);
-  static_cast<std::vector<std::string> *>(data)->emplace_back(line);
+  static_cast<Lines *>(data)->emplace_back(line);
 }
 
 // Goes `depth` frames down before it asks for the back trace.
-[[gnu::noinline]] int TraceFrom(int depth, std::vector<std::string> *lines) {
+[[gnu::noinline]] int TraceFrom(int depth, Lines *lines) {
   if (depth == 0) {
     Util_BacktraceWithFunc(0, Collect, lines);
     return 0;
@@ -36,7 +99,7 @@ void Collect(void *data, const char *format, ...) {
 }
 
 TEST(Backtrace, WritesAFrameALineUpwards) {
-  std::vector<std::string> lines;
+  Lines lines;
   TraceFrom(20, &lines);
   ASSERT_GT(lines.size(), 22U);
   EXPECT_EQ(lines[0], "Backtrace:\n");
@@ -56,13 +119,13 @@ TEST(Backtrace, WritesAFrameALineUpwards) {
 }
 
 TEST(Backtrace, StopsAfter500Frames) {
-  std::vector<std::string> lines;
+  Lines lines;
   TraceFrom(1000, &lines);
   EXPECT_EQ(lines.size(), 501U);
 }
 
 TEST(Backtrace, HeadingNamesTheBug) {
-  std::vector<std::string> lines;
+  Lines lines;
   Util_BacktraceWithFunc(4711, Collect, &lines);
   EXPECT_EQ(lines[0], "Backtrace for bugNr=4711\n");
 }
@@ -78,7 +141,7 @@ TEST(Backtrace, GoesToTheLog) {
 }
 
 TEST(Backtrace, AHeadingNamesABugBelowZeroToo) {
-  std::vector<std::string> lines;
+  Lines lines;
   Util_BacktraceWithFunc(-1, Collect, &lines);
   EXPECT_EQ(lines[0], "Backtrace for bugNr=-1\n");
 }
@@ -90,11 +153,58 @@ unsigned long FrameOf(const std::string &line) {
   return frame;
 }
 
+Lines linesOfHandler;
+
+void TraceInHandler(int /*signal*/) {
+  Util_BacktraceFromPointerWithFunc(nullptr, Collect, &linesOfHandler);
+}
+
+[[gnu::noinline]] void Interrupt() {
+  raise(SIGUSR1);
+  asm volatile("" ::: "memory");
+}
+
+TEST(BacktraceFromPointer, StopsWhereTheNextFrameLiesBelow) {
+  // A handler's stack that lies above what it interrupts.
+  alignas(16) std::array<char, 65536> memory;
+  const stack_t stack = {memory.data(), 0, memory.size()};
+  ASSERT_EQ(sigaltstack(&stack, nullptr), 0);
+  struct sigaction action {};
+  action.sa_handler = TraceInHandler;
+  action.sa_flags = SA_ONSTACK;
+  ASSERT_EQ(sigaction(SIGUSR1, &action, nullptr), 0);
+  Interrupt();
+  const stack_t none = {nullptr, SS_DISABLE, 0};
+  ASSERT_EQ(sigaltstack(&none, nullptr), 0);
+  EXPECT_FALSE(linesOfHandler.empty());
+  for (const std::string &line : linesOfHandler) {
+    EXPECT_GE(FrameOf(line), reinterpret_cast<unsigned long>(memory.begin()));
+    EXPECT_LE(FrameOf(line), reinterpret_cast<unsigned long>(memory.end()));
+  }
+}
+
+Lines linesWithRegisters;
+
+TEST(Backtrace, TellsTheRegistersOfAFrame) {
+  CallWithRegisters([] { Util_BacktraceWithFunc(0, Collect, &linesWithRegisters); });
+  const std::regex line(
+      "Backtrace\\[[0-9]+\\] [0-9a-f]{16} rip=([0-9a-f]{16}) rbx=00000000000000b0 rbp=00000000000000b1 "
+      "r12=00000000000000b2 r13=00000000000000b3 r14=00000000000000b4 r15=00000000000000b5\n");
+  std::smatch registers;
+  ASSERT_TRUE(std::any_of(linesWithRegisters.begin(), linesWithRegisters.end(), [&](const std::string &text) {
+    return std::regex_match(text, registers, line);
+  })) << testing::PrintToString(linesWithRegisters);
+  const auto begin = reinterpret_cast<unsigned long>(CallWithRegisters);
+  const unsigned long rip = std::stoul(registers.str(1), nullptr, 16);
+  EXPECT_GT(rip, begin);
+  EXPECT_LT(rip, begin + 200);
+}
+
 TEST(BacktraceFromPointer, WritesTheFramesFromThereWithoutAHeading) {
-  std::vector<std::string> all;
+  Lines all;
   Util_BacktraceWithFunc(0, Collect, &all);
   const int here = 0;
-  std::vector<std::string> lines;
+  Lines lines;
   Util_BacktraceFromPointerWithFunc(&here, Collect, &lines);
   ASSERT_GT(lines.size(), 2U);
   EXPECT_GE(FrameOf(lines[0]), reinterpret_cast<unsigned long>(&here));
@@ -104,11 +214,38 @@ TEST(BacktraceFromPointer, WritesTheFramesFromThereWithoutAHeading) {
   EXPECT_EQ(lines.size(), all.size() - 2);
 }
 
+struct Traces {
+  Lines all;
+  Lines fromBase;
+};
+
+// Goes `depth` frames down before it asks for all frames and for those from `base` on.
+[[gnu::noinline]] void TraceBothFrom(int depth, const void *base, Traces *traces) {
+  if (depth == 0) {
+    Util_BacktraceFromPointerWithFunc(nullptr, Collect, &traces->all);
+    Util_BacktraceFromPointerWithFunc(base, Collect, &traces->fromBase);
+  } else {
+    TraceBothFrom(depth - 1, base, traces);
+  }
+  // Work after each call, so that the compiler keeps the frame.
+  asm volatile("" ::: "memory");
+}
+
 TEST(BacktraceFromPointer, PassesOverTenFramesAtMost) {
-  std::vector<std::string> lines;
-  const auto *top = reinterpret_cast<const void *>(~0UL);  // NOLINT(performance-no-int-to-ptr)
-  Util_BacktraceFromPointerWithFunc(top, Collect, &lines);
-  EXPECT_TRUE(lines.empty());
+  const int base = 0;
+  std::vector<ptrdiff_t> passed;
+  for (int depth = 0; depth < 15; depth++) {
+    Traces traces;
+    TraceBothFrom(depth, &base, &traces);
+    const ptrdiff_t inner = std::count_if(traces.all.begin(), traces.all.end(), [&base](const auto &line) {
+      return FrameOf(line) < reinterpret_cast<unsigned long>(&base);
+    });
+    passed.push_back(inner);
+    EXPECT_EQ(traces.fromBase.size(), inner > 10 ? 0 : traces.all.size() - static_cast<size_t>(inner))
+        << inner;
+  }
+  EXPECT_EQ(std::count(passed.begin(), passed.end(), 10), 1);
+  EXPECT_EQ(std::count(passed.begin(), passed.end(), 11), 1);
 }
 
 TEST(BacktraceFromPointer, GoesToTheLog) {

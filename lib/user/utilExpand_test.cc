@@ -47,6 +47,11 @@ TEST(ExpandString, KeepsTheTildeWithoutAHome) {
 TEST(ExpandString, FindsAUsersDirectory) {
   EXPECT_EQ(Expand("~root/x"), "/root/x");
   EXPECT_EQ(Expand("~root"), "/root");
+  // Only at the beginning of the name, not of what follows a variable.
+  setenv("A", "one", 1);
+  EXPECT_EQ(Expand("$A~root/x"), "one~root/x");
+  EXPECT_EQ(Expand("$A~"), "one~");
+  EXPECT_EQ(Expand("$A~x$A/y"), "one~xone/y");
 }
 
 TEST(ExpandString, KeepsAnUnknownUser) {
@@ -102,7 +107,8 @@ TEST(ExpandString, KnowsProcessIdAndUserInAnyCase) {
 
 TEST(ExpandString, AUserWithoutANameIsUnknown) {
   unsetenv("USER");
-  ASSERT_EQ(setresuid(54321, 54321, 0), 0);
+  // The real user counts, whatever rights the process has.
+  ASSERT_EQ(setresuid(54321, 0, 0), 0);
   EXPECT_EQ(Expand("$USER"), "unknown");
   ASSERT_EQ(setresuid(0, 0, 0), 0);
 }

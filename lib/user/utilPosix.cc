@@ -76,9 +76,7 @@ bool UtilSetFds(rlim_t soft, rlim_t hard) {
 bool UtilSetFdsAsRoot(rlim_t soft, rlim_t hard) {
   const uid_t user = Id_BeginSuperUser();
   const bool isSet = UtilSetFds(soft, hard);
-  const int error = errno;
   Id_EndSuperUser(user);
-  errno = error;
   return isSet;
 }
 

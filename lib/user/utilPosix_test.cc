@@ -32,7 +32,7 @@ class UtilPosix : public testing::Test {
   // What the log got since the last call.
   std::string Logged() {
     const std::string log = testhost::ReadFile(Log_GetFileName());
-    const std::string fresh = log.substr(logSize_);
+    std::string fresh = log.substr(logSize_);
     logSize_ = log.size();
     return fresh;
   }
@@ -161,7 +161,7 @@ TEST_F(GetProcessName, LogsWhatHasNoName) {
       .File("/proc/77779/status", "Name:\t\n");
   Enter(host);
   char name[100];
-  for (const pid_t pid : {77777, 77778}) {
+  for (const pid_t pid : {77777, 77778, 77779}) {
     EXPECT_FALSE(Util_GetProcessName(pid, name, sizeof name));
     EXPECT_NE(Logged().find("| Util_GetProcessName: Error, could not parse contents of /proc/" +
                             std::to_string(pid) + "/status\n"),
@@ -191,11 +191,15 @@ std::string Fds() {
 
 TEST_F(BumpNoFds, LeavesALimitThatIsHighEnough) {
   Enter();
-  for (const rlim_t soft : {2048, 3000}) {
+  const testhost::SystemCalls calls({SYS_prlimit64});
+  for (const rlim_t soft : {2048U, 3000U}) {
     SetFds(soft, 4096);
     uint32_t current = 0;
     uint32_t wanted = 0;
+    const size_t before = calls.Count(SYS_prlimit64);
     EXPECT_EQ(Util_BumpNoFds(&current, &wanted), 0);
+    // It only asked.
+    EXPECT_EQ(calls.Count(SYS_prlimit64), before + 1);
     EXPECT_EQ(current, soft);
     EXPECT_EQ(wanted, 2048U);
     EXPECT_EQ(Fds(), std::to_string(soft) + " of 4096");
@@ -287,6 +291,28 @@ TEST_F(BumpNoFds, TriesAgainAsRootWhereItIsNotPermitted) {
   EXPECT_EQ(calls.Count(SYS_prlimit64), 3U);
   calls.Clear();
   EXPECT_EQ(Fds(), "2048 of 4096");
+}
+
+TEST_F(BumpNoFds, TriesAgainAsRootWhereTheHardLimitIsTooLow) {
+  Enter();
+  SetFds(512, 1024);
+  testhost::SystemCalls calls({SYS_prlimit64});
+  calls.Fail(SYS_prlimit64, EINVAL, {.from = 1, .count = 2});
+  EXPECT_EQ(Util_BumpNoFds(nullptr, nullptr), 0);
+  EXPECT_EQ(calls.Count(SYS_prlimit64), 4U);
+  calls.Clear();
+  EXPECT_EQ(Fds(), "1024 of 1024");
+}
+
+TEST_F(BumpNoFds, ChangesNothingThatItCannotAskFor) {
+  Enter();
+  testhost::SystemCalls calls({SYS_prlimit64});
+  calls.Fail(SYS_prlimit64, EPERM, {.count = 1});
+  EXPECT_EQ(Util_BumpNoFds(nullptr, nullptr), EPERM);
+  EXPECT_EQ(calls.Count(SYS_prlimit64), 1U);
+  EXPECT_NE(
+      Logged().find("| UTIL: Failed to set number of fds at 2048, was 0: Operation not permitted (1)\n"),
+      std::string::npos);
 }
 
 TEST_F(BumpNoFds, LogsAFailure) {

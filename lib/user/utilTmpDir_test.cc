@@ -15,6 +15,7 @@
 
 #include "allocations.h"
 #include "owned.h"
+#include "preference.h"
 #include "systemCalls.h"
 #include "testhost.h"
 #include "util.h"
@@ -116,6 +117,12 @@ TEST(SafeTmpDir, RefusesALinkAndAFile) {
   EXPECT_TRUE(IsRandomName(path)) << path;
   EXPECT_NE(path, "/tmp/base/ostrel-root-3");
   EXPECT_NE(path, "/tmp/base/ostrel-root-4");
+}
+
+TEST(SafeTmpDir, RefusesAFileOfItsOwnName) {
+  EnterHost();
+  testhost::WriteFile("/tmp/base/ostrel-root", "", 0700);
+  EXPECT_TRUE(IsRandomName(SafeTmpDir()));
 }
 
 TEST(SafeTmpDir, TakesAListedDirectoryNext) {
@@ -244,8 +251,8 @@ TEST(SafeTmpDir, WithoutMemoryForTheRecordAUserGetsTheNumber) {
 
 TEST(SafeTmpDir, TriesOneNameAndThen251RandomOnes) {
   EnterHost();
+  // That a directory is there doesn't help when it can't be said that it was.
   SafeTmpDir();
-  fs::remove("/tmp/base/ostrel-root");
   testhost::SystemCalls calls({SYS_mkdir});
   calls.Fail(SYS_mkdir, EACCES);
   testing::internal::CaptureStderr();
@@ -253,6 +260,23 @@ TEST(SafeTmpDir, TriesOneNameAndThen251RandomOnes) {
   testing::internal::GetCapturedStderr();
   // The directory that was the process's is tested first.
   EXPECT_EQ(calls.Count(SYS_mkdir), 1U + 1 + 251);
+}
+
+// A host whose configuration names a temporary directory.
+void EnterConfiguredHost() {
+  testhost::Host host;
+  host.File("/etc/ostrel/config", "tmpDirectory = \"/tmp/configured\"\n").Directory("/tmp/configured", 01777);
+  EnterHost(host);
+  Preference_DisablePolling();
+  ASSERT_TRUE(Preference_Init());
+}
+
+TEST(SafeTmpDir, IsWhereTheConfigurationSaysWhenThatMay) {
+  EnterConfiguredHost();
+  EXPECT_STREQ(OwnedString(Util_GetSafeTmpDir(false)).get(), "/tmp/base/ostrel-root");
+  fs::remove("/tmp/base/ostrel-root");
+  testhost::WriteFile("/tmp/base/ostrel-root", "", 0600);
+  EXPECT_STREQ(OwnedString(Util_GetSafeTmpDir(true)).get(), "/tmp/configured/ostrel-root");
 }
 
 TEST(SafeTmpDir, IsForTheEffectiveUser) {
@@ -288,6 +312,11 @@ TEST(MakeSafeTemp, PutsItsFileIntoTheSafeDirectory) {
   EXPECT_EQ(MakeSafeTemp(nullptr), "/tmp/base/ostrel-root/ostrel0");
   EXPECT_EQ(MakeSafeTemp(nullptr), "/tmp/base/ostrel-root/ostrel1");
   EXPECT_EQ(MakeSafeTemp("tag"), "/tmp/base/ostrel-root/tag0");
+}
+
+TEST(MakeSafeTemp, AsksTheConfiguration) {
+  EnterConfiguredHost();
+  EXPECT_EQ(MakeSafeTemp(nullptr), "/tmp/configured/ostrel-root/ostrel0");
 }
 
 TEST(MakeSafeTemp, ATagMayNameADirectory) {

@@ -86,8 +86,8 @@ TEST(CompareDotted, WhatIsNoNumberEndsAVersion) {
 TEST(GetPrime, AgreesWithASieve) {
   constexpr uint32_t kLimit = 100000;
   std::vector<bool> composite(kLimit + 100);
-  for (uint32_t i = 2; i * i < composite.size(); i++) {
-    for (uint32_t multiple = i * i; multiple < composite.size(); multiple += i) {
+  for (size_t i = 2; i * i < composite.size(); i++) {
+    for (size_t multiple = i * i; multiple < composite.size(); multiple += i) {
       composite[multiple] = true;
     }
   }
@@ -117,7 +117,7 @@ std::string Hex(const std::string &bytes, size_t size) {
   std::string buffer(size + 1, '?');
   const bool whole = Util_Data2Buffer(buffer.data(), size, bytes.data(), bytes.size());
   EXPECT_EQ(buffer.back(), '?') << "beyond the buffer";
-  return std::string(buffer.c_str()) + (whole ? "" : "...");
+  return buffer.substr(0, buffer.find('\0')) + (whole ? "" : "...");
 }
 
 TEST(Data2Buffer, WritesBytesApart) {

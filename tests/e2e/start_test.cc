@@ -105,6 +105,21 @@ TEST_F(StartTest, ReadsTheSettingsBeforeItsLogBegins) {
   EXPECT_THAT(tool.Log(), Not(HasSubstr("PREF early")));
 }
 
+TEST_F(StartTest, LogsWhereTheSettingsSay) {
+  Enter();
+  const testhost::Display display;
+  WriteFile("/etc/ostrel/config", "setup.log.filename = \"/var/log/setup.log\"\n");
+  std::filesystem::create_directories("/var/log");
+  WriteFile("/var/log/setup.log", "last run\n");
+  Tool tool;
+  EXPECT_EQ(tool.Wait(), 0);
+  EXPECT_EQ(tool.Output(), "Logging to /var/log/setup.log\n");
+  EXPECT_THAT(ReadFile("/var/log/setup.log"), HasSubstr("| Logging to /var/log/setup.log\n"));
+  EXPECT_THAT(ReadFile("/var/log/setup.log"), HasSubstr("| kprep library initialized\n"));
+  EXPECT_EQ(ReadFile("/var/log/setup-0.log"), "last run\n");
+  EXPECT_FALSE(std::filesystem::exists("/tmp/ostrel-root/setup-" + std::to_string(tool.Pid()) + ".log"));
+}
+
 TEST_F(StartTest, KeepsBadSettingsFilesFromTheUser) {
   Enter();
   const testhost::Display display;
