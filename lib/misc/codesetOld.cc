@@ -82,6 +82,14 @@ bool IsEnd(int error, Unconvertible unconvertible) {
   return error == 0 || (unconvertible.flags != CODESET_STOP && error == EILSEQ);
 }
 
+// Takes out what the encoding holds back, and its way back to where text begins. A last letter that is
+// ignored ends the first call before that.
+int IconvFlush(iconv_t iconvHandle, Unconvertible unconvertible, DynBuf *dynBuf) {
+  const int error = IconvStep(iconvHandle, nullptr, nullptr, dynBuf);
+  return unconvertible.isIgnored && error == EILSEQ ? IconvStep(iconvHandle, nullptr, nullptr, dynBuf)
+                                                    : error;
+}
+
 // Converts the text and what its encoding holds back until the end, from the beginning on, into the room that
 // there is. Returns 0 or an errno value.
 int IconvFromBeginning(iconv_t iconvHandle, const char *bufIn, size_t sizeIn, Unconvertible unconvertible,
@@ -95,8 +103,7 @@ int IconvFromBeginning(iconv_t iconvHandle, const char *bufIn, size_t sizeIn, Un
   if (!IsEnd(error, unconvertible)) {
     return error;
   }
-  error = IconvStep(iconvHandle, nullptr, nullptr, dynBuf);
-  return unconvertible.isIgnored && error == EILSEQ ? 0 : error;
+  return IconvFlush(iconvHandle, unconvertible, dynBuf);
 }
 
 // Converts all of the text. More room means a new beginning, because glibc repeats characters, too, when it
@@ -117,12 +124,25 @@ bool IconvText(iconv_t iconvHandle, const char *bufIn, size_t sizeIn, Unconverti
   return IsEnd(error, unconvertible);
 }
 
-// Whether the name of a target tells iconv to ignore what can't be converted, in either case: as iconv itself
-// reads it, alike in every locale.
-bool NamesIgnore(std::string_view codeOut) {
-  constexpr std::string_view kIgnore = "IGNORE";
+// In either case, alike in every locale.
+bool IsIgnore(std::string_view suffix) {
   const auto isSame = [](char letter, char upper) { return letter == upper || letter == upper - 'A' + 'a'; };
-  return std::search(codeOut.begin(), codeOut.end(), kIgnore.begin(), kIgnore.end(), isSame) != codeOut.end();
+  return std::ranges::equal(suffix, std::string_view("IGNORE"), isSame);
+}
+
+// Whether the name of a target tells iconv to ignore what can't be converted, as iconv itself reads it: one
+// of the suffixes behind "//" does.
+bool NamesIgnore(std::string_view codeOut) {
+  codeOut = codeOut.substr(0, codeOut.find_last_not_of(" \t\n\v\f\r") + 1);
+  size_t place = codeOut.find("//");
+  while (place != std::string_view::npos) {
+    const size_t next = codeOut.find_first_of(",/", place + 1);
+    if (IsIgnore(codeOut.substr(place + 1, next - place - 1))) {
+      return true;
+    }
+    place = next;
+  }
+  return false;
 }
 
 // The whole conversion on a handle of its own. Leaves what there is of a failed one.
@@ -155,12 +175,12 @@ struct BeyondAscii {
 
 bool CopyAscii(const char *bufIn, size_t sizeIn, unsigned flags, const BeyondAscii &beyond, DynBuf *dynBuf) {
   ASSERT(flags <= CODESET_SKIP);
-  if (!CodeSetUtf_Reserve(dynBuf, sizeIn + kCodeSetTerminator)) {
+  std::string_view rest(bufIn, bufIn != nullptr ? sizeIn : 0);
+  if (!CodeSetUtf_Reserve(dynBuf, rest.size() + kCodeSetTerminator)) {
     return false;
   }
   const size_t before = dynBuf->size;
   const std::string_view substitute = flags == CODESET_SUBSTITUTE ? beyond.substitute : "";
-  std::string_view rest(bufIn, bufIn != nullptr ? sizeIn : 0);
   while (!rest.empty()) {
     const size_t ascii = CodeSetUtf_AsciiLength(rest.data(), rest.size());
     bool ok = DynBuf_Append(dynBuf, rest.data(), ascii);

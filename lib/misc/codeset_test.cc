@@ -519,6 +519,26 @@ TEST(CodeSetIconv, IgnoresWhatTheNameOfTheTargetTellsItToWhereverItStands) {
   }
 }
 
+// A letter that waits for its mark is only known to be the last when the text has ended, and the way back to
+// ASCII stands behind it.
+TEST(CodeSetIconv, LeavesAnEncodingInItsInitialStateBehindAnIgnoredLastLetter) {
+  Use(Engine::kIconv);
+  EXPECT_EQ(Generic("windows-1258", "\xA7\xE3", "ISO-2022-JP//IGNORE"), "\x1B$B!x\x1B(B");
+  EXPECT_EQ(Generic("windows-1255", "\x26\xD1\xBA\xE9", "IBM930//IGNORE").value_or("").back(), '\x0F');
+}
+
+TEST(CodeSetIconv, IgnoresByAWholeSuffixOnly) {
+  Use(Engine::kIconv);
+  for (const char *suffix :
+       {"//IGNORE", "//TRANSLIT,IGNORE", "//FOO//IGNORE", "///IGNORE/x", "//IGNORE \n"}) {
+    EXPECT_EQ(Generic("windows-1258", "a", (std::string("ISO_11548-1") + suffix).c_str()), "") << suffix;
+  }
+  for (const char *suffix : {"//IGNOREX", "//XIGNORE", "// IGNORE", "//FOO,IGNORANT", "//"}) {
+    EXPECT_EQ(Generic("windows-1258", "a", (std::string("ISO_11548-1") + suffix).c_str()), std::nullopt)
+        << suffix;
+  }
+}
+
 // Turkish has an "i" without a dot, whose capital is the plain "I".
 TEST(CodeSetIconv, IgnoresByANameAlikeInEveryLocale) {
   testhost::Host().Directory("/usr/lib/locale").Enter();
@@ -742,7 +762,7 @@ TEST_P(CodeSetGeneric, FixedConversionsTakeNullForNothing) {
       },
   };
   for (const Converter converter : converters) {
-    for (const size_t size : {size_t{0}, size_t{1}, size_t{64}}) {
+    for (const size_t size : {size_t{0}, size_t{1}, size_t{1} << 50}) {
       EXPECT_EQ(Take([&](char **out, size_t *sizeOut) { return converter(nullptr, size, out, sizeOut); }),
                 "");
     }
