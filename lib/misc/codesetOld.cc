@@ -130,19 +130,20 @@ bool IsIgnore(std::string_view suffix) {
   return std::ranges::equal(suffix, std::string_view("IGNORE"), isSame);
 }
 
-// Whether the name of a target tells iconv to ignore what can't be converted, as iconv itself reads it: one
-// of the suffixes behind "//" does.
+// Whether the name of a target tells iconv to ignore what can't be converted. As iconv itself reads it: from
+// the end, one suffix after the other, while two slashes are left wherever they stand.
 bool NamesIgnore(std::string_view codeOut) {
-  codeOut = codeOut.substr(0, codeOut.find_last_not_of(" \t\n\v\f\r") + 1);
-  size_t place = codeOut.find("//");
-  while (place != std::string_view::npos) {
-    const size_t next = codeOut.find_first_of(",/", place + 1);
-    if (IsIgnore(codeOut.substr(place + 1, next - place - 1))) {
+  while (true) {
+    codeOut = codeOut.substr(0, codeOut.find_last_not_of(" \t\n\v\f\r,/") + 1);
+    if (std::ranges::count(codeOut, '/') < 2) {
+      return false;
+    }
+    const size_t place = codeOut.find_last_of(",/");
+    if (IsIgnore(codeOut.substr(place + 1))) {
       return true;
     }
-    place = next;
+    codeOut = codeOut.substr(0, place);
   }
-  return false;
 }
 
 // The whole conversion on a handle of its own. Leaves what there is of a failed one.

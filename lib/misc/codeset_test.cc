@@ -529,8 +529,8 @@ TEST(CodeSetIconv, LeavesAnEncodingInItsInitialStateBehindAnIgnoredLastLetter) {
 
 TEST(CodeSetIconv, IgnoresByAWholeSuffixOnly) {
   Use(Engine::kIconv);
-  for (const char *suffix :
-       {"//IGNORE", "//TRANSLIT,IGNORE", "//FOO//IGNORE", "///IGNORE/x", "//IGNORE \n"}) {
+  for (const char *suffix : {"//IGNORE", "//TRANSLIT,IGNORE", "//FOO//IGNORE", "///IGNORE/x", "//IGNORE \n",
+                             "//IGNORE /", "//IGNORE ,FOO", "/ /IGNORE", "/,/IGNORE"}) {
     EXPECT_EQ(Generic("windows-1258", "a", (std::string("ISO_11548-1") + suffix).c_str()), "") << suffix;
   }
   for (const char *suffix : {"//IGNOREX", "//XIGNORE", "// IGNORE", "//FOO,IGNORANT", "//"}) {
