@@ -18,6 +18,7 @@
 
 #include "../lib/string/bsd_vsnprintfInt.h"
 #include "bsd_output_shared.h"
+#include "formats.h"
 #include "owned.h"
 
 namespace {
@@ -64,45 +65,6 @@ int Theirs(std::string *text, const std::string &format) {
   return print(text->data(), text->size(), format.c_str(), ARGUMENTS);
 }
 
-// A position that has no argument, or a number that takes all memory.
-bool HasLargeNumber(const std::string &format) {
-  size_t digits = 0;
-  for (const char byte : format) {
-    if (byte == '$' && digits > 1) {
-      return true;
-    }
-    digits = byte >= '0' && byte <= '9' ? digits + 1 : 0;
-    if (digits > 4) {
-      return true;
-    }
-  }
-  return false;
-}
-
-bool IsOneOf(char byte, const char *set) {
-  return byte != '\0' && strchr(set, byte) != nullptr;
-}
-
-// Whether the C library prints a specification in the same way. `text` is what it was read from.
-bool IsAgreedOn(const std::string &text, const BsdOutput_Spec &spec) {
-  if (text.find_first_of("IDOUSC") != std::string::npos) {
-    return false;
-  }
-  const bool plain = spec.length == BsdOutput_Length::NONE;
-  if (IsOneOf(spec.conversion, "diouxX")) {
-    return true;
-  }
-  if (IsOneOf(spec.conversion, "eEfFgG")) {
-    // The library loses zeros of "%#g" when rounding makes a digit more.
-    return (plain || spec.length == BsdOutput_Length::LONG) && !spec.alternate;
-  }
-  if (IsOneOf(spec.conversion, "sc")) {
-    const bool wideString = spec.conversion == 's' && spec.length == BsdOutput_Length::LONG;
-    return (plain || wideString) && !spec.zero && !spec.alternate && !spec.group;
-  }
-  return text == "%";
-}
-
 bool TakesPosition(const BsdOutput_Spec &spec) {
   return spec.position > 0 || spec.widthFrom > 0 || spec.precisionFrom > 0;
 }
@@ -130,7 +92,7 @@ bool IsAgreedOn(const std::string &format) {
     BsdOutput_Spec spec;
     const char *begin = format.c_str() + i + 1;
     const char *end = BsdOutput_ParseSpec(begin, &spec);
-    if (end == nullptr || !IsAgreedOn(std::string(begin, end), spec)) {
+    if (end == nullptr || !IsAgreedOn(std::string(begin, end), spec, "IDOUSC")) {
       return false;
     }
     positions = positions || TakesPosition(spec);

@@ -120,7 +120,7 @@ const char *BsdOutput_ParseSpec(const char *text, BsdOutput_Spec *spec);
 // Appends the text up to the next specification and reads that. Returns where it ends, null at the end of the
 // format and when the print has failed.
 const char *BsdOutput_NextSpec(BsdOutput *out, const char *format, BsdOutput_Spec *spec);
-// Puts the values of arguments where the specification asks for them; a negative width sets to the left, a
+// Puts the values of arguments where the conversion asks for them; a negative width sets to the left, a
 // negative precision is none.
 void BsdOutput_SetWidth(BsdOutput_Spec *spec, int width);
 void BsdOutput_SetPrecision(BsdOutput_Spec *spec, int precision);
