@@ -62,7 +62,8 @@ OwnedString NormalizePath(const char *path) {
   if (base.empty() || base == "." || base == "..") {
     return OwnedString(File_FullPath(path));
   }
-  const OwnedString directory(File_FullPath(std::string(whole.substr(0, split)).c_str()));
+  const std::string parent(whole.substr(0, split > 1 ? split - 1 : split));
+  const OwnedString directory(File_FullPath(parent.c_str()));
   return OwnedString(directory == nullptr ? nullptr : File_PathJoin(directory.get(), base.c_str()));
 }
 
