@@ -329,6 +329,19 @@ TEST_F(Loop, ReturnsBehindTheStepThatAsksForIt) {
   EXPECT_EQ(Fired(), "turn timer");
 }
 
+TEST_F(Loop, DoesNotWaitWhenACallbackHasAskedItToReturn) {
+  TakeTime();
+  const auto quit = [this] { quit_ = true; };
+  AddTurn("turn", quit, Classes({0}), 0);
+  Poll_RunTimed(true, &quit_, 0, 1000);
+  EXPECT_EQ(Fired(), "turn");
+  quit_ = false;
+  Poll_AddTimer(Play, NewActor("timer", quit), 0, false, nullptr);
+  Poll_RunTimed(true, &quit_, 0, 1000);
+  EXPECT_EQ(Fired(), "timer");
+  EXPECT_EQ(Waited(), std::vector<int>{});
+}
+
 TEST_F(Loop, GoesOnUntilItIsAskedToReturn) {
   int turns = 0;
   AddTurn("turn", [&] { quit_ = ++turns == 1000; });
@@ -414,6 +427,42 @@ TEST_F(LoopDeathTest, ARecordWithoutReferencesPanicsWhenItIsFired) {
   record->count = 0;
   EXPECT_EXIT(Turn(), kPanics, AssertIn("pollDefault"));
   record->count = 1;
+}
+
+// What ends Poll under a loop that goes on.
+TEST_F(LoopDeathTest, ACallbackThatEndsPollAndReturnsPanics) {
+  AddTurn("ends", [] { Poll_Exit(); });
+  EXPECT_EXIT(Turn(), kPanics, BugIn("pollDefaultLoop"));
+}
+
+TEST_F(LoopDeathTest, ACallbackThatStartsPollAnewAndReturnsPanics) {
+  Poll_AddTimer(Play,
+                NewActor("restarts",
+                         [] {
+                           Poll_Exit();
+                           Poll_InitDefault();
+                         }),
+                0, true, nullptr);
+  pollDefault.state->queues[POLL_TYPE_TIMER]->info = 1;
+  EXPECT_EXIT(Turn(), kPanics, BugIn("pollDefaultLoop"));
+}
+
+TEST_F(LoopDeathTest, AnEndOfPollInAWaitPanics) {
+  const Waits answers([](const pollfd *, nfds_t, int) {
+    Poll_Exit();
+    return 0;
+  });
+  EXPECT_EXIT(Turn(0, 1000), kPanics, BugIn("pollDefaultLoop"));
+}
+
+TEST_F(LoopDeathTest, ACallbackThatDoesNotReturnMayEndPoll) {
+  Poll_Exit();
+  Poll_InitLocked();
+  AddDevice("quits", ReadyPipe(), [] {
+    Poll_Exit();
+    _exit(pollDefault.state == nullptr ? 3 : 4);
+  });
+  EXPECT_EXIT(Turn(), testing::ExitedWithCode(3), "");
 }
 
 std::string Line(const Actor *actor, unsigned flags, int fd, const char *state) {
