@@ -541,6 +541,14 @@ class SelfCheckDeathTest : public PollHost {
     return pollDefault.state->classes[eventClass].devices[place];
   }
 
+  // Changes the tables as if a record were for these classes.
+  static void WithClasses(PollCallback *record, std::initializer_list<unsigned> classes,
+                          void (*change)(PollCallback *)) {
+    const PollClassSet own = std::exchange(record->classSet, Classes(classes));
+    change(record);
+    record->classSet = own;
+  }
+
   static void ExpectCaught() { EXPECT_EXIT(PollDefaultCheck(), kPanics, AssertIn("pollDefaultDevice")); }
 
   PollCallback *reader_;
@@ -564,7 +572,7 @@ TEST_F(SelfCheckDeathTest, CatchesARecordThatIsMissingInAClass) {
   Entry(2, 0).read = nullptr;
   ExpectCaught();
   Entry(2, 0).read = reader_;
-  pollDefault.state->classes[2].count = 0;
+  WithClasses(reader_, {2}, PollDefaultRemoveDevice);
   ExpectCaught();
 }
 
@@ -575,12 +583,11 @@ TEST_F(SelfCheckDeathTest, CatchesAWriterThatIsMissingInAClass) {
 }
 
 TEST_F(SelfCheckDeathTest, CatchesARecordInAClassThatIsNotItsOwn) {
-  pollDefault.state->classes[3].count = 1;
-  Entry(3, 0) = {reader_, nullptr, reader_->info, POLLIN};
+  WithClasses(reader_, {3}, PollDefaultAddDevice);
   ExpectCaught();
-  Entry(3, 0) = {nullptr, writer_, writer_->info, POLLOUT};
+  WithClasses(reader_, {3}, PollDefaultRemoveDevice);
+  WithClasses(writer_, {3}, PollDefaultAddDevice);
   ExpectCaught();
-  pollDefault.state->classes[3].count = 0;
 }
 
 TEST_F(SelfCheckDeathTest, CatchesARecordInTheOtherHalf) {
@@ -669,7 +676,7 @@ TEST_F(SelfCheckDeathTest, RunsAtEach512thTimeThatTheLockIsTakenOrReleased) {
 using RemovalDeathTest = SelfCheckDeathTest;
 
 TEST_F(RemovalDeathTest, PanicsWithoutAnEntry) {
-  pollDefault.state->classes[2].count = 0;
+  Entry(2, 0).fd = -1;
   EXPECT_EXIT(PollDefaultDequeue(reader_, POLL_TYPE_DEVICE), kPanics, AssertIn("pollDefaultDevice"));
 }
 
