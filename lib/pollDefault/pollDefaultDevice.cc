@@ -85,8 +85,11 @@ void CheckRecord(const PollCallback *record) {
   const bool reads = (record->flags & POLL_FLAG_READ) != 0;
   const bool writes = (record->flags & POLL_FLAG_WRITE) != 0;
   for (unsigned eventClass = 0; eventClass < kPollClasses; eventClass++) {
-    const PollDevice *device = PollDefaultFindDevice(eventClass, record->info);
     const bool isMember = PollClassSet_IsMember(record->classSet, eventClass);
+    if (!isMember && pollDefault.state->classes[eventClass].count == 0) {
+      continue;  // which most classes are
+    }
+    const PollDevice *device = PollDefaultFindDevice(eventClass, record->info);
     ASSERT((device != nullptr && device->read == record) == (isMember && reads));
     ASSERT((device != nullptr && device->write == record) == (isMember && writes));
   }
