@@ -184,6 +184,27 @@ TEST_F(FileIOLock, PathThatCannotBeResolvedIsAnError) {
   EXPECT_EQ(LogCount("| FILE: FileIO_Lock on 'file' failed: Invalid argument\n"), 1);
 }
 
+TEST_F(FileIOLock, FileThatIsMadeBelowALinkIsLocked) {
+  ASSERT_EQ(symlink("/t", "/link"), 0);
+  Open("/link/new", kReadWrite | FILEIO_ACCESS_LOCK, FILEIO_OPEN_CREATE);
+  FileIODescriptor second;
+  FileIO_Invalidate(&second);
+  EXPECT_EQ(FileIO_Open(&second, "/link/new", kReadWrite | FILEIO_ACCESS_LOCK, FILEIO_OPEN),
+            FILEIO_LOCK_FAILED);
+  EXPECT_EQ(OpenLocked("/t/new", FILEIO_ACCESS_READ), FILEIO_LOCK_FAILED);
+  EXPECT_FALSE(FileIO_Close(&file_));
+  EXPECT_FALSE(std::filesystem::exists("/t/new.lck"));
+}
+
+TEST_F(FileIOLock, RelativeNameIsUnlockedFromAnywhere) {
+  ASSERT_EQ(chdir("/t"), 0);
+  Open("file", kReadWrite | FILEIO_ACCESS_LOCK);
+  ASSERT_EQ(chdir("/"), 0);
+  EXPECT_EQ(FileIO_Unlock(&file_), FILEIO_SUCCESS);
+  EXPECT_EQ(file_.lockToken, nullptr);
+  EXPECT_FALSE(std::filesystem::exists("/t/file.lck"));
+}
+
 TEST_F(FileIOLock, FailedUnlinkGivesTheLockBack) {
   const long before = fileiotest::OpenDescriptors();
   EXPECT_FAILS(FILEIO_ERROR, EISDIR,

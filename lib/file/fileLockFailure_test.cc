@@ -4,6 +4,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -30,10 +31,19 @@ using testhost::SystemCalls;
 
 // What sleeps this thread asked for since it was emptied, in microseconds.
 static thread_local std::vector<useconds_t> sleeps;
-// What happens at this thread's next sleep.
+// What happens at this thread's next sleep, and at its next making of a directory.
 static thread_local std::function<void()> atSleep;
+static thread_local std::function<void()> atMkdir;
 
-// Stands in front of the library's.
+// These stand in front of the library's.
+
+extern "C" int mkdir(const char *path, mode_t mode) {
+  if (const auto event = std::exchange(atMkdir, nullptr)) {
+    event();
+  }
+  return static_cast<int>(syscall(SYS_mkdir, path, mode));
+}
+
 extern "C" int usleep(useconds_t microseconds) {
   sleeps.push_back(microseconds);
   if (const auto event = std::exchange(atSleep, nullptr)) {
@@ -474,6 +484,30 @@ TEST_F(FileLockFailure, ForkedProcessNeitherHoldsNorReleases) {
   EXPECT_EQ(StatusOf(child), 0);
   EXPECT_TRUE(fs::exists(Token()));
   Unlock();
+  ExpectNothingLeft();
+}
+
+TEST_F(FileLockFailure, ProcessForkedBesideAThreadThatLocksIsNotHindered) {
+  std::atomic<bool> inside = false;
+  std::thread other([&inside] {
+    atMkdir = [&inside] {
+      inside = true;
+      std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    };
+    int error = -1;
+    void *token = FileLock_Lock("/t/other", false, 0, &error);
+    EXPECT_EQ(FileLock_Unlock("/t/other", token), 0);
+  });
+  Await([&inside] { return inside.load(); });
+  const pid_t child = Child([] {
+    alarm(5);
+    int error = -1;
+    void *token = FileLock_Lock(kFile, false, 0, &error);
+    const bool unlocked = token != nullptr && FileLock_Unlock(kFile, token) == 0;
+    return unlocked && umask(0) == 022 ? 0 : 1;
+  });
+  EXPECT_EQ(StatusOf(child), 0);
+  other.join();
   ExpectNothingLeft();
 }
 

@@ -70,8 +70,8 @@ void FileSleeper(uint32_t msec);
 // Takes a lock on a normalised path. `payload` may be empty. The result is that of FileLock_Lock.
 void *FileLockIntrinsic(const std::string &path, bool exclusive, uint32_t msecMaxWaitTime,
                         const std::string &payload, int *err);
-// Gives a lock back, with its token. Returns an error number, or 0.
-int FileUnlockIntrinsic(const std::string &path, void *token);
+// Gives the lock of a token back, where it was taken, and the token with it. Returns an error number, or 0.
+int FileUnlockIntrinsic(void *token);
 // FileLock_DeleteIfSoleOwner and FileLock_IsLocked of a normalised path.
 int FileLockHackOST(const std::string &path);
 bool FileLockIsLocked(const std::string &path, int *err);

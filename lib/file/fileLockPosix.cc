@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <string>
+#include <string_view>
 
 #include "file.h"
 #include "fileLock.h"
@@ -51,9 +53,18 @@ std::string ReadProcessStat(pid_t pid) {
   return {text, length > 0 ? static_cast<size_t>(length) : 0};
 }
 
-// The path whose lock directory is meant, or null.
+// The path whose lock directory is meant, or null. The name itself is left as it is: a link has a lock of its
+// own, and a file that is yet to be made has the one that it will have then.
 OwnedString NormalizePath(const char *path) {
-  return OwnedString(File_FullPathKeepLink(path));
+  const std::string_view whole = path;
+  const size_t split = whole.rfind('/') + 1;
+  const std::string base(whole.substr(split));
+  if (base.empty() || base == "." || base == "..") {
+    return OwnedString(File_FullPath(path));
+  }
+  const std::string parent(whole.substr(0, split > 1 ? split - 1 : split));
+  const OwnedString directory(File_FullPath(parent.c_str()));
+  return OwnedString(directory == nullptr ? nullptr : File_PathJoin(directory.get(), base.c_str()));
 }
 
 }  // namespace
@@ -147,8 +158,9 @@ void *FileLock_Lock(const char *filePath, bool readOnly, uint32_t msecMaxWaitTim
 int FileLock_Unlock(const char *filePath, void *token) {
   ASSERT(filePath != nullptr);
   ASSERT(token != nullptr);
-  const OwnedString path = NormalizePath(filePath);
-  return path == nullptr ? EINVAL : FileUnlockIntrinsic(path.get(), token);
+  const bool isKnown = NormalizePath(filePath) != nullptr;
+  const int error = FileUnlockIntrinsic(token);
+  return isKnown ? error : EINVAL;
 }
 
 bool FileLock_IsLocked(const char *filePath, int *err) {

@@ -10,6 +10,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -71,11 +72,9 @@ BENCHMARK(BM_Ours_Files_Lock)->Apply(Members);
 
 // The calls, one after the other. What they give isn't looked at more than the next one needs.
 
-void ResolvePath(const char *path) {
-  struct stat data;
+void ResolveDirectory(const std::string &directory) {
   char resolved[PATH_MAX];
-  lstat(path, &data);
-  benchmark::DoNotOptimize(realpath(path, resolved));
+  benchmark::DoNotOptimize(realpath(directory.c_str(), resolved));
 }
 
 void ReadFile(const char *path, char *buffer, size_t size) {
@@ -114,6 +113,7 @@ void ReadMembers(const std::string &lockDir, const char *own, const char *statPa
 }
 
 void BareLock(const char *path, const char *statPath, unsigned number) {
+  const std::string parent(path, strrchr(path, '/'));
   const std::string lockDir = std::string(path) + ".lck";
   char name[16];
   snprintf(name, sizeof name, "%05u.lck", number);
@@ -122,7 +122,7 @@ void BareLock(const char *path, const char *statPath, unsigned number) {
   const std::string member = lockDir + "/M" + name;
   struct stat data;
   char buffer[1024] = "";
-  ResolvePath(path);
+  ResolveDirectory(parent);
   ReadFile(statPath, buffer, sizeof buffer);
   if (lstat(lockDir.c_str(), &data) == -1) {
     MakeDirectory(lockDir.c_str());
@@ -137,7 +137,7 @@ void BareLock(const char *path, const char *statPath, unsigned number) {
   rmdir(directory.c_str());
   ReadMembers(lockDir, member.c_str() + lockDir.size() + 1, statPath);
 
-  ResolvePath(path);
+  ResolveDirectory(parent);
   unlink(member.c_str());
   rmdir(lockDir.c_str());
 }

@@ -642,9 +642,38 @@ TEST_F(FileLock, UnresolvablePathIsInvalid) {
   EXPECT_FALSE(FileLock_IsLocked("file", &error));
   EXPECT_EQ(error, EINVAL);
   EXPECT_EQ(FileLock_DeleteIfSoleOwner("file"), EINVAL);
-  // The token stays the caller's.
-  char token[] = "/t/file.lck/M00001.lck";
+}
+
+TEST_F(FileLock, UnlockNeedsNoWorkingDirectory) {
+  int error = -1;
+  ASSERT_EQ(chdir("/t"), 0);
+  void *token = FileLock_Lock("file", false, 0, &error);
+  ASSERT_NE(token, nullptr);
+  ASSERT_EQ(chdir("/t/dir"), 0);
+  ASSERT_EQ(rmdir("/t/dir"), 0);
   EXPECT_EQ(FileLock_Unlock("file", token), EINVAL);
+  EXPECT_FALSE(fs::exists(kLockDir));
+}
+
+TEST_F(FileLock, UnlockGoesToWhereTheLockWasTaken) {
+  ASSERT_EQ(mkdir("/t/dir/file.lck", 0777), 0);
+  ASSERT_EQ(symlink(".", "/t/link"), 0);
+  const std::vector<std::string> paths = {"file", "link/file", "link/new"};
+  for (const std::string &path : paths) {
+    SCOPED_TRACE(path);
+    int error = -1;
+    ASSERT_EQ(chdir("/t"), 0);
+    void *token = FileLock_Lock(path.c_str(), false, 0, &error);
+    ASSERT_NE(token, nullptr);
+    fs::remove("/t/link");
+    ASSERT_EQ(symlink("/t/dir", "/t/link"), 0);
+    ASSERT_EQ(chdir("/t/dir"), 0);
+    EXPECT_EQ(FileLock_Unlock(path.c_str(), token), 0);
+    EXPECT_EQ(Names("/t"), (std::vector<std::string>{"dir", "file", "link", "small"}));
+    EXPECT_TRUE(fs::exists("/t/dir/file.lck")) << "another's was taken away";
+    fs::remove("/t/link");
+    ASSERT_EQ(symlink(".", "/t/link"), 0);
+  }
 }
 
 TEST_F(FileLock, LockOfALinkBelongsToTheLink) {
@@ -658,22 +687,69 @@ TEST_F(FileLock, LockOfALinkBelongsToTheLink) {
     const char *lockDir;
   } rows[] = {
       {"/t/link", "/t/link.lck"},
-      {"/t/dirlink/new", "/t/dirlink/new.lck"},
+      {"/t/dirlink/new", "/t/dir/new.lck"},
       {"/t/dirlink/dangling", "/t/dir/dangling.lck"},
       {"/t/dirlink/../file", "/t/file.lck"},
       {"../file", "/t/file.lck"},
       {"dangling", "/t/dir/dangling.lck"},
       {"/rootlink", "/rootlink.lck"},
       {"/t//new", "/t/new.lck"},
+      {"/new", "/new.lck"},
+      {"new", "/t/dir/new.lck"},
+      {"/t/dirlink", "/t/dirlink.lck"},
+      {"/t/dirlink/", "/t/dir.lck"},
+      {"/t/dirlink/.", "/t/dir.lck"},
+      {"/t/dirlink/..", "/t.lck"},
+      {"", "/t/dir.lck"},
   };
   for (const auto &row : rows) {
     int error = -1;
     void *token = FileLock_Lock(row.path, false, 0, &error);
     ASSERT_NE(token, nullptr) << row.path;
+    EXPECT_EQ(fs::path(static_cast<char *>(token)).parent_path(), row.lockDir) << row.path;
     EXPECT_TRUE(fs::exists(row.lockDir)) << row.path;
     EXPECT_EQ(FileLock_Unlock(row.path, token), 0);
     EXPECT_FALSE(fs::exists(row.lockDir)) << row.path;
   }
+}
+
+TEST_F(FileLock, FileThatAppearsOrGoesKeepsItsLock) {
+  ASSERT_EQ(symlink("dir", "/t/dirlink"), 0);
+  ASSERT_EQ(symlink("target", "/t/dirlink/dangling"), 0);
+  ASSERT_EQ(chdir("/t/dirlink"), 0);
+  for (const char *path : {"/t/dirlink/new", "/t/dir/../new", "/t/dirlink/../new", "/t//.//new", "../new",
+                           "new", "/t/dirlink/dangling"}) {
+    SCOPED_TRACE(path);
+    int error = -1;
+    void *token = FileLock_Lock(path, false, 0, &error);
+    ASSERT_NE(token, nullptr);
+    for (const bool isThere : {true, false}) {
+      const std::string target = std::string(path).ends_with("dangling") ? "/t/dir/target" : path;
+      if (isThere) {
+        testhost::WriteFile(target, "content");
+      } else {
+        fs::remove(target);
+      }
+      EXPECT_EQ(FileLock_Lock(path, false, 0, &error), nullptr) << isThere;
+      EXPECT_EQ(error, 0);
+      EXPECT_TRUE(FileLock_IsLocked(path, &error)) << isThere;
+      EXPECT_TRUE(fs::exists(static_cast<char *>(token)));
+    }
+    EXPECT_EQ(FileLock_Unlock(path, token), 0);
+    EXPECT_FALSE(FileLock_IsLocked(path, &error));
+  }
+}
+
+TEST_F(FileLock, SoleOwnerDeletesWhatItMadeBelowALink) {
+  ASSERT_EQ(symlink("dir", "/t/dirlink"), 0);
+  int error = -1;
+  void *token = FileLock_Lock("/t/dirlink/new", false, 0, &error);
+  ASSERT_NE(token, nullptr);
+  testhost::WriteFile("/t/dirlink/new", "content");
+  EXPECT_EQ(FileLock_DeleteIfSoleOwner("/t/dirlink/new"), 0);
+  EXPECT_EQ(Names("/t/dir"), std::vector<std::string>{"new.lck"});
+  EXPECT_EQ(FileLock_Unlock("/t/dirlink/new", token), 0);
+  EXPECT_TRUE(fs::is_empty("/t/dir"));
 }
 
 TEST_F(FileLock, IsLockedLooksForMembers) {

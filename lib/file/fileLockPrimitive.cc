@@ -1,9 +1,11 @@
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <mutex>
 #include <optional>
 #include <string_view>
@@ -36,6 +38,18 @@ char implicitReadToken[] = "implicit";
 using ScanFunction = int (*)(const std::string &lockDir, const std::string &fileName,
                              const LockValues &member, LockValues *myValues);
 
+// What the threads of this process share, for its whole life: the generator of numbers, made by the first
+// lock, and the mask of new files. The guard is over both. A generator's torn step would leave its table, and
+// of two threads that set the mask to 0 one would keep the other's.
+struct {
+  std::mutex guard;
+  RandomQuickState *generator = nullptr;
+} shared;
+
+// A fork waits for the guard, so that the child gets neither one that nobody gives back nor a mask of 0.
+const int forksWait =
+    pthread_atfork([] { shared.guard.lock(); }, [] { shared.guard.unlock(); }, [] { shared.guard.unlock(); });
+
 int Unlink(const std::string &path) {
   return Posix_Unlink(path.c_str()) == -1 ? errno : 0;
 }
@@ -46,9 +60,8 @@ int RemoveDirectory(const std::string &path) {
 
 // Makes a directory that everyone can use. Returns an error number, or 0.
 int MakeDirectory(const std::string &path) {
-  // The mask is the process's. Of two threads here at once one would keep the other's 0 and leave that.
-  static std::mutex guard;
-  const std::lock_guard<std::mutex> locked(guard);
+  ASSERT_MEM_ALLOC(forksWait == 0);
+  const std::lock_guard<std::mutex> locked(shared.guard);
   const mode_t mask = umask(0);
   const int error = Posix_Mkdir(path.c_str(), kDirectoryMode) == -1 ? errno : 0;
   umask(mask);
@@ -86,15 +99,12 @@ uint32_t ByteSum(const std::string &text) {
 }
 
 uint32_t ChooseNumber(const LockValues &myValues) {
-  // Made by the first lock and kept. Its steps are guarded because a torn one would leave its table.
-  static std::mutex guard;
-  static RandomQuickState *generator;
-  const std::lock_guard<std::mutex> locked(guard);
-  if (generator == nullptr) {
-    generator = Random_QuickSeed(ByteSum(myValues.machineID) + ByteSum(myValues.executionID));
-    ASSERT_MEM_ALLOC(generator != nullptr);
+  const std::lock_guard<std::mutex> locked(shared.guard);
+  if (shared.generator == nullptr) {
+    shared.generator = Random_QuickSeed(ByteSum(myValues.machineID) + ByteSum(myValues.executionID));
+    ASSERT_MEM_ALLOC(shared.generator != nullptr);
   }
-  return (Random_Quick(generator) >> 8) & 0xffff;
+  return (Random_Quick(shared.generator) >> 8) & 0xffff;
 }
 
 // Makes sure that the lock directory is there. Returns an error number, or 0.
@@ -485,7 +495,7 @@ void *FileLockIntrinsic(const std::string &path, bool exclusive, uint32_t msecMa
   return nullptr;
 }
 
-int FileUnlockIntrinsic(const std::string &path, void *token) {
+int FileUnlockIntrinsic(void *token) {
   if (token == implicitReadToken) {
     return 0;
   }
@@ -494,7 +504,7 @@ int FileUnlockIntrinsic(const std::string &path, void *token) {
   if (error != 0) {
     Log("FILE: %s failed for '%s': %s\n", __func__, memberPath.get(), Err_Errno2String(error));
   }
-  RemoveDirectory(path + kLockSuffix);
+  RemoveDirectory(std::string(memberPath.get(), strrchr(memberPath.get(), '/')));
   return error;
 }
 

@@ -1,6 +1,5 @@
 #include "log.h"
 
-#include <sys/single_threaded.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -201,18 +200,12 @@ bool LogCount(uint32_t *count) {
   return Util_Throttle(std::atomic_ref(*count).fetch_add(1) + 1);
 }
 
-// Whether there is nobody to lock out. A mutex that is left right behind a write waits for what that has in
-// the processor's stores, which costs as much as formatting the line.
-bool LogIsAlone() {
-  return __libc_single_threaded != 0;
-}
-
 }  // namespace
 
 LogLock::LogLock(LogState *state) : lockFn_(state->lockFn) {
   if (lockFn_ != nullptr) {
     lockFn_(true);
-  } else if (!LogIsAlone() && state->mutexReady && SyncRecMutex_Lock(&state->mutex)) {
+  } else if (state->mutexReady && SyncRecMutex_Lock(&state->mutex)) {
     mutex_ = &state->mutex;
   }
 }

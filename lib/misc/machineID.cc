@@ -1,17 +1,21 @@
 #include "machineID.h"
 
 #include <net/if.h>
+#include <pthread.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
+#include <mutex>
+#include <optional>
 
 #include "err.h"
 #include "hostinfoPosix.h"
 #include "log.h"
 #include "owned.h"
+#include "panicUser.h"
 #include "str.h"
 
 namespace {
@@ -23,6 +27,16 @@ struct MachineIdentity {
   uint32_t hostNameHash;
   uint64_t hardwareID;
 };
+
+// Looked up by the first question, while others wait, and kept for the process's life.
+struct {
+  std::mutex guard;
+  std::optional<MachineIdentity> identity;
+} known;
+
+// A fork waits too. No thread of the child would give the guard back.
+const int forksWait =
+    pthread_atfork([] { known.guard.lock(); }, [] { known.guard.unlock(); }, [] { known.guard.unlock(); });
 
 uint32_t HashHostName() {
   const OwnedString name(Hostinfo_HostName());
@@ -82,8 +96,11 @@ MachineIdentity LookUpIdentity() {
 }  // namespace
 
 void Hostinfo_MachineID(uint32_t *hostNameHash, uint64_t *hardwareID) {
-  // Looked up by the first question and kept.
-  static const MachineIdentity identity = LookUpIdentity();
-  *hostNameHash = identity.hostNameHash;
-  *hardwareID = identity.hardwareID;
+  ASSERT_MEM_ALLOC(forksWait == 0);
+  const std::lock_guard<std::mutex> locked(known.guard);
+  if (!known.identity) {
+    known.identity = LookUpIdentity();
+  }
+  *hostNameHash = known.identity->hostNameHash;
+  *hardwareID = known.identity->hardwareID;
 }

@@ -3,17 +3,35 @@
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
+#include <chrono>
+#include <functional>
 #include <string>
+#include <thread>
+#include <utility>
 
 #include "hostinfoPosix.h"
 #include "log.h"
 #include "owned.h"
 #include "systemCalls.h"
 #include "testhost.h"
+
+// What happens at this thread's next socket.
+static thread_local std::function<void()> atSocket;
+
+// Stands in front of the library's.
+extern "C" int socket(int domain, int type, int protocol) noexcept {
+  if (const auto event = std::exchange(atSocket, nullptr)) {
+    event();
+  }
+  return static_cast<int>(syscall(SYS_socket, domain, type, protocol));
+}
 
 namespace {
 
@@ -132,6 +150,33 @@ TEST_F(MachineID, IsLookedUpOnce) {
   Ask();
   EXPECT_EQ(hash_, hash);
   EXPECT_EQ(hardware_, 0U);
+}
+
+TEST_F(MachineID, ProcessForkedDuringTheFirstLookUpIsNotHindered) {
+  std::atomic<bool> inside = false;
+  std::thread other([&inside] {
+    atSocket = [&inside] {
+      inside = true;
+      std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    };
+    uint32_t hash = 0;
+    uint64_t hardware = 1;
+    Hostinfo_MachineID(&hash, &hardware);
+    EXPECT_EQ(hash, HashOf("maple.example"));
+  });
+  while (!inside) {
+    std::this_thread::yield();
+  }
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(5);
+    Ask();
+    _exit(hash_ == HashOf("maple.example") && hardware_ == 0 ? 0 : 1);
+  }
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  other.join();
 }
 
 TEST_F(MachineID, UnexpectedFailureGivesTheDefault) {

@@ -201,6 +201,7 @@ void Init() {
   state->wrapper = pollDefault.options.wrapper;
   state->wrapperData = pollDefault.options.wrapperData;
   pollDefault.state = state;
+  pollDefault.starts++;
 }
 
 void Exit() {

@@ -92,10 +92,12 @@ struct PollState {
 };
 
 // The module's life: `state` from the table's init to its exit. The options stay when Poll ends, and hold for
-// the next start. `lockEvents` counts under the lock how often it was taken and released.
+// the next start. `starts` counts the inits, so that a loop knows its Poll again. `lockEvents` counts under
+// the lock how often it was taken and released.
 struct PollDefault {
   PollState *state;
   PollOptions options;
+  unsigned starts;
   unsigned lockEvents;
 };
 extern PollDefault pollDefault;

@@ -40,16 +40,23 @@ void Gather(Gathered *gathered, PollCallback *record) {
   gathered->records[gathered->count++] = record;
 }
 
+// Takes the lock again, in a loop that left it. What it has in hand is gone when its Poll has ended.
+void LockAgain(unsigned start) {
+  ASSERT_BUG(kNoStateBug, pollDefault.state != nullptr && pollDefault.starts == start);
+  PollDefaultLock();
+}
+
 // Invokes a callback without the lock. The caller has a reference.
 void Invoke(const PollCallback *record) {
   const PollState *state = pollDefault.state;
+  const unsigned start = pollDefault.starts;
   PollDefaultUnlock();
   if (state->wrapper != nullptr) {
     state->wrapper(record->func, record->clientData, state->wrapperData);
   } else {
     record->func(record->clientData);
   }
-  PollDefaultLock();
+  LockAgain(start);
 }
 
 void Fire(PollCallback *record, int type) {
@@ -167,10 +174,11 @@ int WaitForDevices(unsigned eventClass, int64_t wait, pollfd (&fds)[kPollMaxDevi
     fds[i] = {table->devices[i].fd, static_cast<short>(table->devices[i].events), 0};
   }
   state->fdsChanged = false;
+  const unsigned start = pollDefault.starts;
   PollDefaultUnlock();
   const int ready = poll(fds, static_cast<nfds_t>(count), static_cast<int>((wait + 999) / 1000));
   const int error = errno;
-  PollDefaultLock();
+  LockAgain(start);
   if (state->fdsChanged) {
     return 0;
   }

@@ -416,6 +416,42 @@ TEST_F(LoopDeathTest, ARecordWithoutReferencesPanicsWhenItIsFired) {
   record->count = 1;
 }
 
+// What ends Poll under a loop that goes on.
+TEST_F(LoopDeathTest, ACallbackThatEndsPollAndReturnsPanics) {
+  AddTurn("ends", [] { Poll_Exit(); });
+  EXPECT_EXIT(Turn(), kPanics, BugIn("pollDefaultLoop"));
+}
+
+TEST_F(LoopDeathTest, ACallbackThatStartsPollAnewAndReturnsPanics) {
+  Poll_AddTimer(Play,
+                NewActor("restarts",
+                         [] {
+                           Poll_Exit();
+                           Poll_InitDefault();
+                         }),
+                0, true, nullptr);
+  pollDefault.state->queues[POLL_TYPE_TIMER]->info = 1;
+  EXPECT_EXIT(Turn(), kPanics, BugIn("pollDefaultLoop"));
+}
+
+TEST_F(LoopDeathTest, AnEndOfPollInAWaitPanics) {
+  const Waits answers([](const pollfd *, nfds_t, int) {
+    Poll_Exit();
+    return 0;
+  });
+  EXPECT_EXIT(Turn(0, 1000), kPanics, BugIn("pollDefaultLoop"));
+}
+
+TEST_F(LoopDeathTest, ACallbackThatDoesNotReturnMayEndPoll) {
+  Poll_Exit();
+  Poll_InitLocked();
+  AddDevice("quits", ReadyPipe(), [] {
+    Poll_Exit();
+    _exit(pollDefault.state == nullptr ? 3 : 4);
+  });
+  EXPECT_EXIT(Turn(), testing::ExitedWithCode(3), "");
+}
+
 std::string Line(const Actor *actor, unsigned flags, int fd, const char *state) {
   char text[200];
   Str_Sprintf(text, sizeof text, "POLL func %p(%p) flags %#x count 1 onQueue 1 handle %d %s",

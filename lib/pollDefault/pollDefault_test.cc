@@ -93,6 +93,23 @@ TEST_F(Registrations, AreRemovedByFunctionFromTheFront) {
   EXPECT_FALSE(remove(0, Play));
 }
 
+TEST_F(Registrations, ThatAreAlikeAreRemovedFromTheLastAdded) {
+  Actor *actor = NewActor("actor");
+  const int fds[] = {Pipe()[0], Pipe()[0], Pipe()[0]};
+  for (const int fd : fds) {
+    Poll_AddDevice(Play, actor, fd, true);
+  }
+  EXPECT_TRUE(Poll_RemoveDevice(Play, actor, true));
+  ASSERT_EQ(Table(0).count, 2);
+  EXPECT_EQ(PollDefaultFindDevice(0, fds[2]), nullptr);
+  void *data = nullptr;
+  EXPECT_TRUE(
+      Poll_RemoveOneByFunction(Classes({0}), kRead | POLL_FLAG_STANDARD, Play, POLL_TYPE_DEVICE, &data));
+  EXPECT_EQ(data, actor);
+  ASSERT_EQ(Table(0).count, 1);
+  EXPECT_EQ(Table(0).devices[0].fd, fds[0]);
+}
+
 TEST_F(Registrations, UseFreeRecordsAgain) {
   Actor *actor = NewActor("actor");
   Poll_AddTimer(Play, actor, 1000, true, nullptr);

@@ -7,7 +7,8 @@
 //   FileLock_Unlock(path, token); }
 //
 // A lock on `path` is a directory "<path>.lck" with one member file for each holder and waiter. A lock on a
-// symbolic link belongs to the link itself.
+// symbolic link belongs to the link itself. A file need not be there: its lock is the same before it is made
+// and after.
 #ifndef OST_PUBLIC_FILELOCK_H
 #define OST_PUBLIC_FILELOCK_H
 
@@ -26,8 +27,8 @@ constexpr uint32_t FILELOCK_INFINITE_WAIT = 0xffffffff;
 //
 // Returns a token that FileLock_Unlock takes back, or null.
 void *FileLock_Lock(const char *filePath, bool readOnly, uint32_t msecMaxWaitTime, int *err);
-// Gives a lock back. Returns an error number, or 0. The token is gone unless the result is EINVAL, which
-// means that the path can't be resolved.
+// Gives a lock back, where it was taken, even if the path leads elsewhere by now. Returns an error number, or
+// 0; EINVAL when the path can't be resolved any more. The token is gone in each case.
 int FileLock_Unlock(const char *filePath, void *token);
 // Whether somebody holds a lock or waits for one. `err`, when not null, gets an error number, or 0.
 bool FileLock_IsLocked(const char *filePath, int *err);

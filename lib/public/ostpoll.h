@@ -7,8 +7,13 @@
 //   Poll_Run(true, &quit, POLL_CLASS_MAIN);                 // until a callback sets quit
 //   Poll_Exit();
 //
-// A callback may call everything here: it may add others, remove others, and remove itself. Poll is for one
-// thread unless it was started with a lock. All calls but the first of these need a Poll that was started.
+// A callback may call everything here: it may add others, remove others, remove itself, and run a loop inside
+// the loop; only behind Poll_Exit it must not return to its loop. All calls but those that start Poll need a
+// Poll that was started, and stop the program otherwise.
+//
+// Poll is for one thread unless it was started with a lock. Then any thread may add and remove, but one alone
+// may run loops. A loop that waits sees another thread's timer or descriptor at its next turn. A callback
+// that another thread removes may still be running when the removal returns.
 #ifndef OST_PUBLIC_OSTPOLL_H
 #define OST_PUBLIC_OSTPOLL_H
 
@@ -53,7 +58,8 @@ void Poll_InitDefault();
 void Poll_InitOptions(const PollOptions &options);
 // With a lock and no wrapper.
 void Poll_InitLocked();
-// Forgets all callbacks.
+// Forgets all callbacks. No loop may go on: one that comes back to a Poll that has ended, from a callback or
+// a wait, stops the program, even if Poll was started again.
 void Poll_Exit();
 
 // Waits for events of a class and fires their callbacks.
@@ -68,15 +74,17 @@ void Poll_Run(bool loop, const volatile bool *exit, unsigned eventClass);
 
 // Registers a callback. A device's callback for which neither POLL_FLAG_READ nor POLL_FLAG_WRITE is told is
 // one that reads; both at once are refused. A descriptor must be open, and has at most one callback that
-// reads and one that writes in a class; a class has at most 512 descriptors. What doesn't fit stops the
-// program.
+// reads and one that writes in a class; a class has at most 512 descriptors and 512 callbacks of the main
+// loop, and all descriptors together have at most 512 callbacks. What doesn't fit stops the program, at once
+// or when the loop or its self-check meets it.
 //
 // classSet  the classes whose loops fire it: POLL_CLASS_MAIN among them, and nothing else for a timer
 // info      as the type tells; a delay must not be negative
 // lock      null
 void Poll_AddCallback(PollClassSet classSet, unsigned flags, PollFn func, void *clientData, int type,
                       int info, void *lock);
-// Removes the first callback that was registered with just these. Returns whether there was one.
+// Removes one callback that was registered with just these: of several timers the one that is due first,
+// otherwise the one that was registered last. Returns whether there was one.
 bool Poll_RemoveCallback(PollClassSet classSet, unsigned flags, PollFn func, void *clientData, int type);
 // The same, whatever its client data is.
 //
@@ -84,7 +92,8 @@ bool Poll_RemoveCallback(PollClassSet classSet, unsigned flags, PollFn func, voi
 bool Poll_RemoveOneByFunction(PollClassSet classSet, unsigned flags, PollFn func, int type,
                               void **clientData);
 
-// The same for a timer of the main class.
+// The same for a timer of the main class. A periodic one may fire up to 2 milliseconds early, others
+// never do.
 //
 // delayMicro  in microseconds, not negative; the period too when periodic, and then not 0
 // lock        null
