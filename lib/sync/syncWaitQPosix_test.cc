@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -14,6 +15,7 @@
 #include <string>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "panics.h"
 #include "syncTestInt.h"
@@ -26,7 +28,11 @@ namespace {
 synctest::Interruption beforeDuplicate;
 synctest::Interruption beforeFifo;
 synctest::Interruption beforeOpen;
-synctest::Interruption beforeWriteOfByte;
+synctest::Interruption beforeSignal;
+
+// How many wake-ups came so far as to tell the waiters: wrote to them, or looked for them under their FIFO's
+// name.
+std::atomic<uint64_t> signals;
 
 // What becomes of those who ask for a pipe. The sanitizers do so too, so it is looked at only during a call.
 struct Pipes {
@@ -79,12 +85,14 @@ extern "C" int open(const char *path, int flags, ...) {
   const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(args, mode_t) : 0;
   va_end(args);
   beforeOpen.Happen();
+  signals += (flags & O_ACCMODE) == O_WRONLY ? 1 : 0;
   return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
 }
 
 extern "C" ssize_t write(int fd, const void *data, size_t size) {
-  if (size == 1) {
-    beforeWriteOfByte.Happen();
+  if (size == 1 || size == sizeof(uint64_t)) {
+    beforeSignal.Happen();
+    signals++;
   }
   return syscall(SYS_write, fd, data, size);
 }
@@ -267,6 +275,57 @@ TEST_P(AnyQueue, AWakeUpUnderWayDoesNotHideWhoEnters) {
   EXPECT_TRUE(SyncWaitQ_WakeUp(&queue_));
   EXPECT_TRUE(IsReadable(fd));
   SyncWaitQ_Remove(&queue_, fd);
+  SyncWaitQ_Destroy(&queue_);
+}
+
+// The flag is cleared before the generation ends. Cleared behind it, it would hide who waits for the next.
+TEST_P(AnyQueue, WhoEntersDuringAWakeUpIsWokenByTheNext) {
+  const int first = SyncWaitQ_Add(&queue_);
+  int second = -1;
+  beforeSignal.Plan([&] { second = SyncWaitQ_Add(&queue_); });
+  EXPECT_TRUE(SyncWaitQ_WakeUp(&queue_));
+  EXPECT_TRUE(IsReadable(first));
+  EXPECT_FALSE(IsReadable(second));
+  EXPECT_TRUE(SyncWaitQ_WakeUp(&queue_));
+  EXPECT_TRUE(IsReadable(second));
+  SyncWaitQ_Remove(&queue_, first);
+  SyncWaitQ_Remove(&queue_, second);
+  SyncWaitQ_Destroy(&queue_);
+}
+
+TEST_P(AnyQueue, WakeUpsAtOnceEndAGenerationEach) {
+  signals = 0;
+  constexpr size_t kWakers = 4;
+  std::vector<std::thread> wakers;
+  wakers.reserve(kWakers);
+  for (size_t waker = 0; waker < kWakers; waker++) {
+    wakers.emplace_back([this] {
+      for (int i = 0; i < 20000; i++) {
+        queue_.waiters = true;
+        EXPECT_TRUE(SyncWaitQ_WakeUp(&queue_));
+      }
+    });
+  }
+  for (std::thread &waker : wakers) {
+    waker.join();
+  }
+  EXPECT_EQ(queue_.sequence, signals);
+  SyncWaitQ_Destroy(&queue_);
+  EXPECT_EQ(CountDescriptors(), before_);
+}
+
+TEST_P(AnyQueue, NothingThatItGivesBlocks) {
+  const auto expectGiven = [this] {
+    const int fd = SyncWaitQ_Add(&queue_);
+    EXPECT_EQ(fcntl(fd, F_GETFL) & O_NONBLOCK, O_NONBLOCK);
+    SyncWaitQ_Remove(&queue_, fd);
+  };
+  const auto wake = [this] { SyncWaitQ_WakeUp(&queue_); };
+  expectGiven();
+  wake();
+  expectGiven();
+  (GetParam() == Kind::kNamed ? beforeFifo : beforeDuplicate).Plan(wake);
+  expectGiven();
   SyncWaitQ_Destroy(&queue_);
 }
 
@@ -693,7 +752,7 @@ volatile sig_atomic_t brokenPipes;
 TEST_F(NamedQueue, AWaiterThatLeavesDuringTheWakeUpIsNoFailure) {
   const int fd = SyncWaitQ_Add(&queue_);
   const size_t before = CountDescriptors();
-  beforeWriteOfByte.Plan([&] { close(fd); });
+  beforeSignal.Plan([&] { close(fd); });
   // The default action of the signal would end the process.
   EXPECT_EQ(Warned([&] { EXPECT_TRUE(SyncWaitQ_WakeUp(&queue_)); }), "");
   EXPECT_EQ(CountDescriptors(), before - 1);
@@ -708,7 +767,7 @@ TEST_F(NamedQueue, ASignalOfABrokenPipeThatWaitsStaysForItsReceiver) {
   pthread_sigmask(SIG_BLOCK, &brokenPipe, nullptr);
   pthread_kill(pthread_self(), SIGPIPE);
   const int fd = SyncWaitQ_Add(&queue_);
-  beforeWriteOfByte.Plan([&] { close(fd); });
+  beforeSignal.Plan([&] { close(fd); });
   EXPECT_TRUE(SyncWaitQ_WakeUp(&queue_));
   EXPECT_EQ(brokenPipes, 0);
   pthread_sigmask(SIG_UNBLOCK, &brokenPipe, nullptr);
@@ -716,7 +775,7 @@ TEST_F(NamedQueue, ASignalOfABrokenPipeThatWaitsStaysForItsReceiver) {
 
   // Without one that waits, nobody hears of it.
   const int second = SyncWaitQ_Add(&queue_);
-  beforeWriteOfByte.Plan([&] { close(second); });
+  beforeSignal.Plan([&] { close(second); });
   EXPECT_TRUE(SyncWaitQ_WakeUp(&queue_));
   EXPECT_EQ(brokenPipes, 1);
   raise(SIGPIPE);
