@@ -129,7 +129,8 @@ TEST(ProductVersion, IsTheBuildsInADevelopmentBuild) {
 TEST(ProductVersion, ATextWithoutThreeNumbersStopsTheProgram) {
   for (const char *version : {"", "1.2", "1.2.x", "e.x.p.", "v1.2.3", "1,2,3"}) {
     ProductState_Set(0, nullptr, version, 0, 0);
-    EXPECT_EXIT(Numbers(), ::testing::ExitedWithCode(255), "ASSERT lib/misc/productState\\.cc:[0-9]+\n")
+    EXPECT_EXIT(Numbers(), ::testing::ExitedWithCode(255),
+                "ASSERT lib/productState/productState\\.cc:[0-9]+\n")
         << version;
   }
 }
