@@ -246,7 +246,8 @@ TEST(ProductState, MemoryThatIsOutStopsTheProgram) {
           const testhost::AllocationFault fault(i);
           use();
         },
-        ::testing::ExitedWithCode(255), "lib/misc/(productState|strutil|util_misc|dynbuf).*\\.cc:[0-9]+")
+        ::testing::ExitedWithCode(255),
+        "lib/(productState/productState|misc/strutil|misc/util_misc|misc/dynbuf).*\\.cc:[0-9]+")
         << i;
   }
 }
