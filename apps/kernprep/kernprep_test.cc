@@ -1,4 +1,4 @@
-#include "kernPrep.h"
+#include "kernprep.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -648,7 +648,7 @@ TEST_F(KernPrepTest, StopsWhenTheKernelDoesNotNameItsCompiler) {
     const TestWindow test(running.modules);
   });
   EXPECT_EQ(ended.status, 255);
-  EXPECT_NE(ended.errors.find("ASSERT apps/kernprep/kernPrep.cc:"), std::string::npos) << ended.errors;
+  EXPECT_NE(ended.errors.find("ASSERT apps/kernprep/kernprep.cc:"), std::string::npos) << ended.errors;
 }
 
 // As root: the work
@@ -787,7 +787,7 @@ TEST_F(RootTest, StopsAtAnAnswerThatItDoesNotKnow) {
     test.Press("_Install");
   });
   EXPECT_EQ(ended.status, 255);
-  EXPECT_NE(ended.errors.find("NOT_IMPLEMENTED apps/kernprep/kernPrep.cc:"), std::string::npos)
+  EXPECT_NE(ended.errors.find("NOT_IMPLEMENTED apps/kernprep/kernprep.cc:"), std::string::npos)
       << ended.errors;
 }
 
