@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "logInt.h"
@@ -328,6 +329,26 @@ TEST(LogSetLockFunc, GuardsEachCall) {
   Log_Exit();
   Warning("text\n");
   EXPECT_EQ(locks, 3);
+  EXPECT_EQ(depth, 0);
+}
+
+int deepest;
+
+void NoteDepth(bool lock) {
+  CountLock(lock);
+  deepest = std::max(deepest, depth);
+}
+
+TEST(LogSetLockFunc, IsNotCalledAroundTheSearchForADirectory) {
+  EnterHost();
+  ASSERT_TRUE(Log_Init(nullptr, nullptr, "setup"));
+  Log_SetLockFunc(NoteDepth);
+  // A user without a name makes the search warn, under a lock of its own.
+  ASSERT_EQ(setresuid(54321, 54321, 0), 0);
+  EXPECT_NE(OnStandardError([] { EXPECT_TRUE(Log_SetFile(nullptr, nullptr, true)); }), "");
+  ASSERT_EQ(setresuid(0, 0, 0), 0);
+  EXPECT_GT(locks, 2);
+  EXPECT_EQ(deepest, 1);
   EXPECT_EQ(depth, 0);
 }
 

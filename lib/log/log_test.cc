@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -397,6 +398,35 @@ TEST(LogPrefix, InASignalBeforeAnyLineTellsTheTimeSince1970) {
   VThread_SetIsInSignal(3, true);
   Log("inside\n");
   EXPECT_TRUE(Matches(Lines(kLog).back(), R"(\+[0-9]{10}\.[0-9]{3}: app\| inside)")) << Lines(kLog).back();
+}
+
+// Stands for a handler that a program has for a signal; at the second signal there is none.
+void LogInSignal(int /*signal*/) {
+  const struct rlimit limit { 1 << 20, RLIM_INFINITY };
+  setrlimit(RLIMIT_FSIZE, &limit);
+  VThread_SetIsInSignal(3, true);
+  Log("inside\n");
+  VThread_SetIsInSignal(3, false);
+}
+
+TEST(LogSignal, AHandlerMayLogWhileALineIsWritten) {
+  EnterHost();
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  Log("before\n");
+  struct sigaction action {};
+  action.sa_handler = LogInSignal;
+  action.sa_flags = static_cast<int>(SA_RESETHAND);
+  ASSERT_EQ(sigaction(SIGXFSZ, &action, nullptr), 0);
+  // A file that may not grow makes the kernel send the signal in the middle of a write.
+  const struct rlimit limit { fs::file_size(kLog), RLIM_INFINITY };
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+  Log("what the file doesn't take\n");
+  Log("after\n");
+  const Strings lines = Lines(kLog);
+  ASSERT_EQ(lines.size(), kBannerLines + 3);
+  EXPECT_TRUE(lines[kBannerLines + 1].ends_with(": app| inside")) << lines[kBannerLines + 1];
+  EXPECT_TRUE(Matches(lines[kBannerLines + 2], std::string(kPrefix) + "after")) << lines[kBannerLines + 2];
+  EXPECT_EQ(logState.ringCount, 0U);
 }
 
 // --- The ring
