@@ -154,6 +154,11 @@ TEST(Log, KeepsErrno) {
   close(STDERR_FILENO);
   Warning("text\n");
   EXPECT_EQ(errno, EXDEV);
+  ASSERT_EQ(close(logState.fd), 0);
+  Log("text\n");
+  EXPECT_EQ(errno, EXDEV);
+  Log_WriteText("text\n");
+  EXPECT_EQ(errno, EXDEV);
 }
 
 TEST(Log, DropsTextBeforeItsStart) {
@@ -192,6 +197,19 @@ TEST(Warning, BeforeTheStartWaitsUnderItsOwnPrefixBehindTheBanner) {
   EXPECT_TRUE(Matches(lines[0], std::string(kPrefix) + "Log for .*"));
   EXPECT_EQ(lines[3], "LOG NOT INITIALIZED | early");
   EXPECT_TRUE(Matches(lines[4], std::string(kPrefix) + "late"));
+}
+
+TEST(Warning, WaitsWhileTheLogIsNotEnabled) {
+  EnterHost();
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  Log("one\n");
+  Log_SetConfig(false, false, 3, 0, false);
+  Log("dropped\n");
+  EXPECT_EQ(OnStandardError([] { Warning("two\n"); }), "two\n");
+  EXPECT_EQ(Texts(kLog), Strings{"one"});
+  Log_SetConfig(true, false, 3, 0, false);
+  Log("three\n");
+  EXPECT_EQ(Texts(kLog), (Strings{"one", "two", "three"}));
 }
 
 TEST(LogRing, DropsItsOldestWholeLines) {
@@ -524,6 +542,14 @@ TEST(LogWriteText, IsNoFormatAndIsNotCut) {
   const std::string text = "100%s" + std::string(9000, 'x');
   Log_WriteText((text + "\ntwo\n").c_str());
   EXPECT_EQ(Texts(kLog), (Strings{text, "two"}));
+}
+
+TEST(LogWriteText, IsDroppedWithoutALog) {
+  EnterHost();
+  Log_WriteText("early\n");
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  Log("late\n");
+  EXPECT_EQ(Texts(kLog), Strings{"late"});
 }
 
 // --- Many writers
