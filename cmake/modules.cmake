@@ -42,6 +42,8 @@ function(ost_thread_tests)
     return()
   endif()
   add_library(threads_library STATIC ${arg_SOURCES})
+  # clang-tidy would look at each source as often as there are commands that compile it.
+  set_target_properties(threads_library PROPERTIES EXPORT_COMPILE_COMMANDS OFF)
   target_compile_options(threads_library PUBLIC ${OST_OPTIONS} -fsanitize=thread)
   target_link_options(threads_library PUBLIC -fsanitize=thread)
   target_include_directories(threads_library PUBLIC ${CMAKE_SOURCE_DIR}/lib/public)

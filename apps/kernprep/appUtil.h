@@ -1,4 +1,4 @@
-// Formatting and the error box of the application layer.
+// Formatting and the error box of the application layer (util.cc; the foundation has the name util.h).
 #ifndef OST_KERNPREP_APPUTIL_H
 #define OST_KERNPREP_APPUTIL_H
 

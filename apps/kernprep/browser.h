@@ -16,6 +16,8 @@ namespace kernprep {
 
 class Browser {
  public:
+  Browser() = delete;
+
   // Shows a page of the product's library directory. Without any browser an error box tells what to do.
   // Doesn't wait for the browser. Throws Glib::SpawnError when the shell can't be started.
   //
@@ -34,10 +36,10 @@ class Browser {
   static void Choose();
   static bool OpenRemotely(const std::string &command, const std::string &quotedUrl, bool throughXdg);
 
-  static std::string sBrowser;      // the command, empty until one is chosen
-  static std::string sHelpBrowser;  // the same, for help pages
-  static bool sMozRemote;           // whether the command takes the -remote protocol
-  static std::vector<Glib::ustring> sEnvVars;
+  static std::string sBrowser;                 // the command, empty until one is chosen
+  static std::string sHelpBrowser;             // the same, for help pages
+  static bool sMozRemote;                      // whether the command takes the -remote protocol
+  static std::vector<Glib::ustring> sEnvVars;  // stays empty: that is wanted
 };
 
 }  // namespace kernprep

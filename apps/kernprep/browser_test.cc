@@ -1,11 +1,9 @@
 #include "browser.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <map>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -77,7 +75,7 @@ class BrowserTest : public testing::Test {
     Log_Init(nullptr, "setup.log.filename", "setup");
     Preference_DisablePolling();
     Preference_Init();
-    InstallerDB_Init("/etc/ostrel-tools", false);
+    InstallerDB_Init("/etc/ostrel-tools", geteuid() != 0);
   }
   // Opens the page, and waits for the browser that is started for it.
   static void Open(bool throughXdg = false) {
@@ -155,6 +153,13 @@ TEST_F(BrowserTest, TakesKonquerorInKde) {
   Has("konqueror").Has("firefox", kTakesRemote).Prefers("/bin/false").Enter();
   setenv("KDE_FULL_SESSION", "true", 1);
   Open();
+  EXPECT_EQ(testhost::Calls("konqueror"), (std::vector<testhost::Call>{{kUrl}}));
+}
+
+TEST_F(BrowserTest, TakesKonquerorForHelpPagesToo) {
+  Has("konqueror").Has("galeon").Enter();
+  setenv("KDE_FULL_SESSION", "true", 1);
+  Open(true);
   EXPECT_EQ(testhost::Calls("konqueror"), (std::vector<testhost::Call>{{kUrl}}));
 }
 
@@ -245,6 +250,24 @@ TEST_F(BrowserTest, ProbesAPreferredNetscape) {
             (std::vector<testhost::Call>{{"-remote", kProbe}, {"-remote", kRemoteRequest}, {kUrl}}));
 }
 
+// It runs as the program does: no variable is put back, and root is kept.
+TEST_F(BrowserTest, ProbesNetscapeQuietlyAsItself) {
+  Has("netscape", "case \"$2\" in *null*) " + std::string(kNote) + "exit 1;; esac\n" + kTakesRemote).Enter();
+  ASSERT_EQ(chdir("/usr/lib"), 0);
+  setenv("GTK_PATH", "/opt/ostrel/gtk", 1);
+  setenv("OSTREL_GTK_PATH", "0", 1);
+  setenv("SUDO_UID", "4711", 1);
+  Browser::OpenLibDirURL(kPage, true);
+  const std::vector<std::string> noted = Noted();
+  ASSERT_GE(noted.size(), 5U);
+  EXPECT_EQ(noted[0], "0");
+  EXPECT_EQ(noted[2], "/dev/null");
+  EXPECT_EQ(noted[3], "/dev/null");
+  EXPECT_EQ(noted[4], "/usr/lib");
+  EXPECT_EQ(Variable("GTK_PATH"), "/opt/ostrel/gtk");
+  EXPECT_EQ(Variable("THROUGHXDG"), "(unset)");
+}
+
 // ---- Without a browser
 
 TEST_F(BrowserTest, TellsAPersonWithoutABrowserWhatToDo) {
@@ -276,12 +299,32 @@ TEST_F(BrowserTest, LetsAMissingShellThrough) {
 
 // ---- What the browser gets
 
+constexpr char kShellPath[] = "a b'c\"d;touch /tmp/ran`touch /tmp/ran`$(touch /tmp/ran)&|<>*\\%s\n\xff.html";
+
 TEST_F(BrowserTest, PassesAnyPathAsOneArgument) {
   Has("galeon").Enter();
-  const std::string path = "a b'c\"d;touch /tmp/ran`touch /tmp/ran`$(touch /tmp/ran)&|<>*\\%s\n.html";
-  Browser::OpenLibDirURL(path, false);
+  Browser::OpenLibDirURL(kShellPath, false);
   ASSERT_TRUE(Eventually(kStarted));
-  EXPECT_EQ(testhost::Calls("galeon"), (std::vector<testhost::Call>{{"file:/opt/ostrel/lib/" + path}}));
+  EXPECT_EQ(testhost::Calls("galeon"),
+            (std::vector<testhost::Call>{{std::string("file:/opt/ostrel/lib/") + kShellPath}}));
+  EXPECT_NE(access("/tmp/ran", F_OK), 0);
+}
+
+TEST_F(BrowserTest, PutsAnyPathAsOneArgumentIntoAPreference) {
+  Has("foo").Prefers("foo -a %s -b").Enter();
+  Browser::OpenLibDirURL(kShellPath, false);
+  ASSERT_TRUE(Eventually(kStarted));
+  EXPECT_EQ(testhost::Calls("foo"),
+            (std::vector<testhost::Call>{{"-a", std::string("file:/opt/ostrel/lib/") + kShellPath, "-b"}}));
+  EXPECT_NE(access("/tmp/ran", F_OK), 0);
+}
+
+TEST_F(BrowserTest, AsksForAnyPathInOneArgument) {
+  Has("firefox", kTakesRemote).Enter();
+  Browser::OpenLibDirURL(kShellPath, false);
+  EXPECT_EQ(testhost::Calls("firefox"),
+            (std::vector<testhost::Call>{
+                {"-remote", std::string("openURL(file:/opt/ostrel/lib/") + kShellPath + ", new-window)"}}));
   EXPECT_NE(access("/tmp/ran", F_OK), 0);
 }
 
@@ -299,6 +342,16 @@ TEST_F(BrowserTest, KeepsTheBrowserQuietWhereItIs) {
   EXPECT_EQ(Variable("THROUGHXDG"), "(unset)");
 }
 
+// The browser waits for what is written only after its start, and gives up where that never comes.
+TEST_F(BrowserTest, DoesNotWaitForTheBrowser) {
+  Has("galeon",
+      "for i in $(seq 200); do [ -e /tmp/go ] && break; sleep 0.05; done\n[ -e /tmp/go ] || exit 1\n")
+      .Enter();
+  Browser::OpenLibDirURL(kPage, false);
+  testhost::WriteFile("/tmp/go", "");
+  EXPECT_TRUE(Eventually(kStarted));
+}
+
 TEST_F(BrowserTest, GivesTheBrowserTheUsersEnvironmentBack) {
   Has("galeon").Enter();
   setenv("PANGO_RC_FILE", "/opt/ostrel/pangorc", 1);
@@ -313,13 +366,22 @@ TEST_F(BrowserTest, GivesTheBrowserTheUsersEnvironmentBack) {
   EXPECT_EQ(getenv("THROUGHXDG"), nullptr);
 }
 
-TEST_F(BrowserTest, GivesABrowserThatIsAskedTheSameEnvironment) {
-  Has("firefox", "printenv GTK_PATH > /tmp/asked; id -u >> /tmp/asked\n" + std::string(kTakesRemote)).Enter();
+TEST_F(BrowserTest, TreatsABrowserThatIsAskedAlike) {
+  Has("firefox", kNote + std::string("exit 0\n")).Enter();
+  ASSERT_EQ(chdir("/usr/lib"), 0);
   setenv("GTK_PATH", "/opt/ostrel/gtk", 1);
   setenv("OSTREL_GTK_PATH", "1/home/gtk", 1);
   setenv("SUDO_UID", "4711", 1);
-  Browser::OpenLibDirURL(kPage, false);
-  EXPECT_EQ(testhost::ReadFile("/tmp/asked"), "/home/gtk\n4711\n");
+  Browser::OpenLibDirURL(kPage, true);
+  EXPECT_EQ(testhost::Calls("firefox"), (std::vector<testhost::Call>{{"-remote", kRemoteRequest}}));
+  const std::vector<std::string> noted = Noted();
+  ASSERT_GE(noted.size(), 5U);
+  EXPECT_EQ(noted[0], "4711");
+  EXPECT_EQ(noted[2], "/dev/null");
+  EXPECT_EQ(noted[3], "/dev/null");
+  EXPECT_EQ(noted[4], "/usr/lib");
+  EXPECT_EQ(Variable("GTK_PATH"), "/home/gtk");
+  EXPECT_EQ(Variable("THROUGHXDG"), "1");
 }
 
 TEST_F(BrowserTest, BecomesTheUserThatCalledSudo) {
@@ -329,6 +391,21 @@ TEST_F(BrowserTest, BecomesTheUserThatCalledSudo) {
   EXPECT_EQ(Noted()[0], "4711");
   EXPECT_EQ(Noted()[1], "0");
   EXPECT_EQ(getuid(), 0U);
+}
+
+TEST_F(BrowserTest, ReadsTheUserAsADecimalNumber) {
+  Has("galeon").Enter();
+  setenv("SUDO_UID", "04711", 1);
+  Open();
+  EXPECT_EQ(Noted()[0], "4711");
+}
+
+TEST_F(BrowserTest, StartsNonethelessWhereTheUserCannotBeLeft) {
+  host.User(4713);
+  Has("galeon").Enter();
+  setenv("SUDO_UID", "4711", 1);
+  Open();
+  EXPECT_EQ(Noted()[0], "4713");
 }
 
 // The user goes first, and who is no longer root can't take the group: the browser starts nonetheless.

@@ -9,7 +9,7 @@
 #include "configured.h"
 #include "initializer.h"
 #include "installerdb.h"
-#include "kernPrep.h"
+#include "kernprep.h"
 #include "kprep.h"
 #include "log.h"
 #include "modules.h"

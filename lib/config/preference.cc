@@ -123,7 +123,12 @@ char *PreferenceUserDefaultsPath() {
     Log("Ignore user's config\n");
     return nullptr;
   }
-  return Util_ExpandString(kUserDefaults);
+  char *path = Util_ExpandString(kUserDefaults);
+  if (path == nullptr) {
+    // What is left pending would be shown to the user with the next message.
+    Msg_Reset(true);
+  }
+  return path;
 }
 
 bool PreferenceAreUserPrefsDisabled() {

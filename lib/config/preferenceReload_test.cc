@@ -151,6 +151,24 @@ TEST_F(PreferenceReload, ChangedFileIsMerged) {
   EXPECT_EQ(Logged(), "");
 }
 
+TEST_F(PreferenceReload, BadValueOfAKeyThatWasReadCountsAsFarAsItGoes) {
+  StartWith("a = 1\n");
+  EXPECT_EQ(Preference_GetLong(5, "a"), 1);
+  EXPECT_EQ(Preference_GetLong(5, "b"), 5);
+  Write("a = 12monkeys\nb = many\nc = many\n");
+  testing::internal::CaptureStderr();
+  Tick();
+  const std::string shown = testing::internal::GetCapturedStderr();
+  EXPECT_THAT(shown, HasSubstr("Value \"12monkeys\" for variable \"a\" is not a valid integer value. Using "
+                               "value \"12\".\n"));
+  EXPECT_THAT(shown, HasSubstr("Value \"many\" for variable \"b\" is not a valid integer value. Using value "
+                               "\"0\".\n"));
+  EXPECT_EQ(Preference_GetLong(5, "a"), 12);
+  EXPECT_EQ(Preference_GetLong(5, "b"), 0);
+  // Nobody has read this one yet.
+  EXPECT_EQ(Preference_GetLong(5, "c"), 5);
+}
+
 TEST_F(PreferenceReload, FileThatIsOlderThanBeforeIsMergedToo) {
   StartWith("a = 1\n");
   WriteFile(kUserPreferences, "a = 2\n");

@@ -17,12 +17,19 @@ namespace {
 constexpr int kLongError = 4711;
 // The text of that error.
 std::string longText;
+constexpr int kRacedError = 4712;
+// What the one gets who asks for that error while another does.
+const char *firstText = nullptr;
 
 }  // namespace
 
 // A stand-in for the C library's, none of whose texts fills a buffer and which seldom changes errno.
 extern "C" char *strerror_r(int errorNumber, char *buffer, size_t size) noexcept {
   static const auto real = reinterpret_cast<char *(*)(int, char *, size_t)>(dlsym(RTLD_NEXT, "strerror_r"));
+  if (errorNumber == kRacedError && firstText == nullptr) {
+    firstText = "";
+    firstText = Err_Errno2String(kRacedError);
+  }
   if (errorNumber != kLongError) {
     char *text = real(errorNumber, buffer, size);
     errno = ERANGE;
@@ -48,6 +55,16 @@ TEST(Err, KeepsErrno) {
   EXPECT_EQ(Err_Errno(), EXDEV);
   EXPECT_STREQ(Err_ErrString(), "Invalid cross-device link");
   EXPECT_EQ(errno, EXDEV);
+}
+
+TEST(Err, GivesUpItsRecordForTheOneThatCameFirst) {
+  errno = EXDEV;
+  const char *text = Err_Errno2String(kRacedError);
+  EXPECT_EQ(errno, EXDEV);
+  EXPECT_EQ(text, firstText);
+  EXPECT_STREQ(text, "Unknown error 4712");
+  EXPECT_EQ(Err_String2Errno(text), kRacedError);
+  EXPECT_EQ(Err_String2ErrnoDebug(text), kRacedError);
 }
 
 TEST(Err, GivesAnUnknownNumberATextToo) {

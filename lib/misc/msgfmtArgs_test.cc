@@ -130,10 +130,11 @@ TEST(MsgFmtArgs, CopyNoMoreOfAStringThanItsPrecision) {
   EXPECT_EQ(Print("%s", bytes), "012");
   const auto openWide = std::make_unique<wchar_t[]>(2);
   wmemcpy(openWide.get(), L"ab", 2);
-  const Taken wide = Take("%.2ls|%.5S", openWide.get(), L"cd");
-  ASSERT_EQ(wide.numArgs, 2);
+  const Taken wide = Take("%.2ls|%.5S|%.3ls", openWide.get(), L"cd", L"0123456789");
+  ASSERT_EQ(wide.numArgs, 3);
   EXPECT_STREQ(wide.args[0].value.string32, L"ab");
   EXPECT_STREQ(wide.args[1].value.string32, L"cd");
+  EXPECT_STREQ(wide.args[2].value.string32, L"012");
 }
 
 TEST(MsgFmtArgs, CopyWhatTheWidestPrecisionShows) {

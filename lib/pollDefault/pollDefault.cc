@@ -1,5 +1,4 @@
-#include <pthread.h>
-
+#include <bit>
 #include <cstdlib>
 #include <new>
 
@@ -13,10 +12,6 @@ namespace {
 constexpr unsigned kCheckInterval = 512;
 constexpr int kNegativeDelayBug = 5102;
 constexpr int kNoTimeBug = 5103;
-
-uintptr_t ThreadIdentity() {
-  return static_cast<uintptr_t>(pthread_self());
-}
 
 void CountLockEvent() {
   if (++pollDefault.lockEvents % kCheckInterval == 0) {
@@ -55,6 +50,30 @@ void CheckType(int type) {
   ASSERT(type > 0 && type < kPollTypes);
 }
 
+PollCallback **AlikeBucket(int type, PollFn func, const void *clientData) {
+  constexpr uint64_t kSpread = 0x9E3779B97F4A7C15;
+  constexpr int kBits = std::countr_zero(kPollBuckets);
+  const uint64_t key = reinterpret_cast<uintptr_t>(func) * 31 + reinterpret_cast<uintptr_t>(clientData);
+  return &pollDefault.state->alike[type][key * kSpread >> (64 - kBits)];
+}
+
+void LinkAlike(PollCallback *record, int type) {
+  PollCallback **link = AlikeBucket(type, record->func, record->clientData);
+  record->alike = *link;
+  record->alikeLink = link;
+  if (*link != nullptr) {
+    (*link)->alikeLink = &record->alike;
+  }
+  *link = record;
+}
+
+void UnlinkAlike(PollCallback *record) {
+  *record->alikeLink = record->alike;
+  if (record->alike != nullptr) {
+    record->alike->alikeLink = record->alikeLink;
+  }
+}
+
 void EnqueueFirst(PollCallback *record, int type) {
   PollDefaultLink(record, &pollDefault.state->queues[type]);
 }
@@ -82,6 +101,7 @@ void EnqueueDevice(PollCallback *record, int fd) {
 }
 
 void Enqueue(PollCallback *record, int type, int info) {
+  LinkAlike(record, type);
   switch (type) {
     case POLL_TYPE_TIMER:
       return EnqueueTimer(record, info);
@@ -114,16 +134,17 @@ PollCallback *FindInQueue(const Wanted &wanted, int type) {
   return record;
 }
 
+// Whether the one stands in front of the other in their queue, where the last that came of one time is first.
+bool IsInFront(const PollCallback *one, const PollCallback *other) {
+  return one->time != other->time ? one->time < other->time : one->order > other->order;
+}
+
 // The first of the queue as well, by way of the few that are alike.
-PollCallback *FindTimer(const Wanted &wanted) {
-  PollCallback *first = pollDefault.state->queues[POLL_TYPE_TIMER];
-  if (first == nullptr || Matches(first, wanted)) {
-    return first;
-  }
+PollCallback *FindAlike(const Wanted &wanted, int type) {
   PollCallback *found = nullptr;
-  for (PollCallback *record = PollDefaultFirstAlike(wanted.func, wanted.clientData); record != nullptr;
+  for (PollCallback *record = *AlikeBucket(type, wanted.func, wanted.clientData); record != nullptr;
        record = record->alike) {
-    if (Matches(record, wanted) && (found == nullptr || PollDefaultIsSooner(record, found))) {
+    if (Matches(record, wanted) && (found == nullptr || IsInFront(record, found))) {
       found = record;
     }
   }
@@ -135,8 +156,7 @@ bool Remove(const Wanted &wanted, int type, void **clientData) {
   ASSERT_BUG(kNoStateBug, pollDefault.state != nullptr);
   CheckType(type);
   PollDefaultLock();
-  const bool isTimer = type == POLL_TYPE_TIMER && !wanted.anyClientData;
-  PollCallback *record = isTimer ? FindTimer(wanted) : FindInQueue(wanted, type);
+  PollCallback *record = wanted.anyClientData ? FindInQueue(wanted, type) : FindAlike(wanted, type);
   if (record != nullptr) {
     if (clientData != nullptr) {
       *clientData = record->clientData;
@@ -239,7 +259,7 @@ void PollDefaultLock() {
   if (state->lock != nullptr) {
     ASSERT(SyncMutex_Lock(state->lock));
     ASSERT(state->owner == 0);
-    state->owner = ThreadIdentity();
+    state->owner = PollDefaultThread();
   }
   CountLockEvent();
 }
@@ -252,11 +272,6 @@ void PollDefaultUnlock() {
     state->owner = 0;
     SyncMutex_Unlock(state->lock);
   }
-}
-
-bool PollDefaultIsLocked() {
-  const PollState *state = pollDefault.state;
-  return state->lock == nullptr || state->owner == ThreadIdentity();
 }
 
 void PollDefaultHold(PollCallback *record) {
@@ -286,6 +301,7 @@ void PollDefaultDequeue(PollCallback *record, int type) {
   if (type == POLL_TYPE_DEVICE) {
     PollDefaultRemoveDevice(record);
   }
+  UnlinkAlike(record);
   PollDefaultDrop(record);
 }
 
@@ -294,6 +310,7 @@ void PollDefaultLink(PollCallback *record, PollCallback **link) {
   ASSERT(*link != record);
   record->next = *link;
   record->link = link;
+  record->order = ++pollDefault.state->lastOrder;
   if (record->next != nullptr) {
     record->next->link = &record->next;
   }

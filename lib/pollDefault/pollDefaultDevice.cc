@@ -6,12 +6,15 @@
 
 namespace {
 
-uint16_t *DevicePlace(unsigned eventClass, int fd) {
-  return &pollDefault.state->places[eventClass][static_cast<unsigned>(fd) % kPollPlaces];
-}
-
-void RememberPlace(unsigned eventClass, int fd, int place) {
-  *DevicePlace(eventClass, fd) = static_cast<uint16_t>(place);
+// What leads to a descriptor's place, or the end of the chain where it would be.
+uint16_t *FindPlace(unsigned eventClass, int fd) {
+  const PollClass *table = &pollDefault.state->classes[eventClass];
+  PollPlaces *places = &pollDefault.state->places[eventClass];
+  uint16_t *place = &places->first[static_cast<unsigned>(fd) % kPollPlaces];
+  while (*place != 0 && table->devices[*place - 1].fd != fd) {
+    place = &places->next[*place - 1];
+  }
+  return place;
 }
 
 PollDevice *AppendDevice(unsigned eventClass, int fd) {
@@ -20,8 +23,9 @@ PollDevice *AppendDevice(unsigned eventClass, int fd) {
     Warning("POLL: reached limit of %d events in class %d\n", table->count, static_cast<int>(eventClass));
   }
   ASSERT(table->count < kPollMaxDevices);
-  RememberPlace(eventClass, fd, table->count);
   PollDevice *device = &table->devices[table->count++];
+  *FindPlace(eventClass, fd) = static_cast<uint16_t>(table->count);
+  pollDefault.state->places[eventClass].next[table->count - 1] = 0;
   *device = {nullptr, nullptr, fd, 0};
   return device;
 }
@@ -46,6 +50,21 @@ void AddToClass(PollCallback *record, unsigned eventClass) {
   device->events |= DeviceEvent(record);
 }
 
+// The table's last entry takes its place.
+void RemoveEntry(unsigned eventClass, int fd) {
+  PollClass *table = &pollDefault.state->classes[eventClass];
+  uint16_t *next = pollDefault.state->places[eventClass].next;
+  uint16_t *link = FindPlace(eventClass, fd);
+  const uint16_t place = *link;
+  *link = next[place - 1];
+  const PollDevice last = table->devices[--table->count];
+  if (last.fd != fd) {
+    *FindPlace(eventClass, last.fd) = place;
+    next[place - 1] = next[table->count];
+    table->devices[place - 1] = last;
+  }
+}
+
 void RemoveFromClass(const PollCallback *record, unsigned eventClass) {
   PollDevice *device = PollDefaultFindDevice(eventClass, record->info);
   ASSERT(device != nullptr);
@@ -54,25 +73,25 @@ void RemoveFromClass(const PollCallback *record, unsigned eventClass) {
   ASSERT(device->events != 0);
   *half = nullptr;
   device->events &= ~DeviceEvent(record);
-  if (device->events != 0) {
-    return;
+  if (device->events == 0) {
+    RemoveEntry(eventClass, record->info);
   }
-  PollClass *table = &pollDefault.state->classes[eventClass];
-  *device = table->devices[--table->count];
-  RememberPlace(eventClass, device->fd, static_cast<int>(device - table->devices));
 }
 
 // A record stands in a class's table for just what it asks for, and in no other's.
 void CheckRecord(const PollCallback *record) {
   ASSERT(record->count > 0);
   ASSERT(record->onQueue);
+  const bool reads = (record->flags & POLL_FLAG_READ) != 0;
+  const bool writes = (record->flags & POLL_FLAG_WRITE) != 0;
   for (unsigned eventClass = 0; eventClass < kPollClasses; eventClass++) {
-    const PollDevice *device = PollDefaultFindDevice(eventClass, record->info);
     const bool isMember = PollClassSet_IsMember(record->classSet, eventClass);
-    const bool reads = isMember && (record->flags & POLL_FLAG_READ) != 0;
-    const bool writes = isMember && (record->flags & POLL_FLAG_WRITE) != 0;
-    ASSERT(reads == (device != nullptr && device->read == record));
-    ASSERT(writes == (device != nullptr && device->write == record));
+    if (!isMember && pollDefault.state->classes[eventClass].count == 0) {
+      continue;  // which most classes are
+    }
+    const PollDevice *device = PollDefaultFindDevice(eventClass, record->info);
+    ASSERT((device != nullptr && device->read == record) == (isMember && reads));
+    ASSERT((device != nullptr && device->write == record) == (isMember && writes));
   }
 }
 
@@ -88,18 +107,8 @@ void CheckHalf(const PollCallback *record, unsigned flag, int fd) {
 }  // namespace
 
 PollDevice *PollDefaultFindDevice(unsigned eventClass, int fd) {
-  PollClass *table = &pollDefault.state->classes[eventClass];
-  const int place = *DevicePlace(eventClass, fd);
-  if (place < table->count && table->devices[place].fd == fd) {
-    return &table->devices[place];
-  }
-  for (int i = 0; i < table->count; i++) {
-    if (table->devices[i].fd == fd) {
-      RememberPlace(eventClass, fd, i);
-      return &table->devices[i];
-    }
-  }
-  return nullptr;
+  const uint16_t place = *FindPlace(eventClass, fd);
+  return place != 0 ? &pollDefault.state->classes[eventClass].devices[place - 1] : nullptr;
 }
 
 void PollDefaultAddDevice(PollCallback *record) {

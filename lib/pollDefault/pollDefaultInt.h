@@ -4,6 +4,8 @@
 #ifndef OST_POLLDEFAULT_POLLDEFAULTINT_H
 #define OST_POLLDEFAULT_POLLDEFAULTINT_H
 
+#include <pthread.h>
+
 #include <cstddef>
 #include <cstdint>
 
@@ -20,8 +22,16 @@ constexpr int kNoStateBug = 5101;  // Poll was not started
 // Timers are kept in a list that is sorted by time, with express lanes above it: a quarter of a lane's timers
 // stand in the next one.
 constexpr int kPollTimerLanes = 7;
-constexpr size_t kPollTimerBuckets = 2048;
+constexpr size_t kPollBuckets = 8192;
 constexpr size_t kPollPlaces = 1024;
+
+struct PollCallback;
+
+// Where a timer stands in an express lane.
+struct PollLane {
+  PollCallback *next;
+  PollCallback **link;  // what leads to the timer
+};
 
 // One registration.
 struct PollCallback {
@@ -36,12 +46,12 @@ struct PollCallback {
   int info;      // a periodic timer's period, 0 for one that isn't; the descriptor; -1 for the main loop's
 
   // The rest only shortens searches.
-  PollCallback **link;  // what leads to it in its queue
-  uint64_t order;       // counts a timer's entries into the queue
-  int lanes;            // how many express lanes a timer stands in
-  PollCallback *lane[kPollTimerLanes];
-  PollCallback *alike;       // the next timer of its bucket
+  PollCallback **link;       // what leads to it in its queue
+  uint64_t order;            // counts the entries into queues
+  PollCallback *alike;       // the next record of its bucket
   PollCallback **alikeLink;  // what leads to it there
+  int lanes;                 // how many express lanes a timer stands in
+  PollLane lane[kPollTimerLanes];
 };
 
 // A descriptor of a class.
@@ -57,6 +67,12 @@ struct PollClass {
   PollDevice devices[kPollMaxDevices];
 };
 
+// Finds the descriptors of a class: chains of places in its table, counted from 1, so that 0 is none.
+struct PollPlaces {
+  uint16_t first[kPollPlaces];     // by descriptor
+  uint16_t next[kPollMaxDevices];  // by place
+};
+
 struct PollState {
   PollCallback *queues[kPollTypes];
   PollCallback *freeList;
@@ -68,11 +84,11 @@ struct PollState {
   PollClass classes[kPollClasses];
 
   // The rest only shortens searches.
-  PollCallback *lanes[kPollTimerLanes];        // the first timer of each
-  PollCallback *timers[kPollTimerBuckets];     // by function and client data
-  uint64_t timerOrder;                         // of the last timer that entered the queue
-  uint32_t timerDraw;                          // decides how many lanes a timer stands in
-  uint16_t places[kPollClasses][kPollPlaces];  // where a descriptor was last seen in its class
+  uint64_t lastOrder;                    // of the last record that entered a queue
+  uint32_t laneDraw;                     // decides how many lanes a timer stands in
+  PollCallback *lanes[kPollTimerLanes];  // the first timer of each
+  PollPlaces places[kPollClasses];
+  PollCallback *alike[kPollTypes][kPollBuckets];  // what is queued, by function and client data
 };
 
 // The module's life: `state` from the table's init to its exit. The options stay when Poll ends, and hold for
@@ -90,10 +106,16 @@ extern const PollImpl pollDefaultImpl;
 
 // pollDefault.cc
 
+inline uintptr_t PollDefaultThread() {
+  return static_cast<uintptr_t>(pthread_self());
+}
 void PollDefaultLock();
 void PollDefaultUnlock();
 // Whether the caller has the lock. Always true without one.
-bool PollDefaultIsLocked();
+inline bool PollDefaultIsLocked() {
+  const PollState *state = pollDefault.state;
+  return state->lock == nullptr || state->owner == PollDefaultThread();
+}
 
 void PollDefaultHold(PollCallback *record);
 // Gives a reference back; the last one makes the record free.
@@ -110,11 +132,6 @@ void PollDefaultUnlink(PollCallback *record);
 void PollDefaultLinkTimer(PollCallback *record);
 // Keeps the reference.
 void PollDefaultUnlinkTimer(PollCallback *record);
-// The first of a chain, linked by `alike`, that holds all timers with this function and client data, in no
-// order, and a few others. Null when there are none.
-PollCallback *PollDefaultFirstAlike(PollFn func, const void *clientData);
-// Whether the one stands in front of the other in the queue.
-bool PollDefaultIsSooner(const PollCallback *one, const PollCallback *other);
 
 // pollDefaultDevice.cc: the tables of descriptors
 

@@ -111,12 +111,14 @@ PollCallback *FindTimerToFire(unsigned eventClass, int64_t now, uint64_t lastOrd
 }
 
 void FireTimer(PollCallback *record, int64_t now) {
-  PollDefaultUnlinkTimer(record);
-  if ((record->flags & POLL_FLAG_PERIODIC) != 0) {
+  PollDefaultHold(record);
+  if ((record->flags & POLL_FLAG_PERIODIC) == 0) {
+    PollDefaultDequeue(record, POLL_TYPE_TIMER);
+  } else {
     ASSERT(record->info != 0);
+    PollDefaultUnlinkTimer(record);
     record->time = now + record->info;
     PollDefaultLinkTimer(record);
-    PollDefaultHold(record);
   }
   Invoke(record);
   PollDefaultDrop(record);
@@ -127,7 +129,7 @@ void FireTimers(unsigned eventClass) {
     return;
   }
   const int64_t now = Hostinfo_SystemTimerUS();
-  const uint64_t lastOrder = pollDefault.state->timerOrder;
+  const uint64_t lastOrder = pollDefault.state->lastOrder;
   while (PollCallback *record = FindTimerToFire(eventClass, now, lastOrder)) {
     FireTimer(record, now);
   }

@@ -329,6 +329,19 @@ TEST_F(Loop, ReturnsBehindTheStepThatAsksForIt) {
   EXPECT_EQ(Fired(), "turn timer");
 }
 
+TEST_F(Loop, DoesNotWaitWhenACallbackHasAskedItToReturn) {
+  TakeTime();
+  const auto quit = [this] { quit_ = true; };
+  AddTurn("turn", quit, Classes({0}), 0);
+  Poll_RunTimed(true, &quit_, 0, 1000);
+  EXPECT_EQ(Fired(), "turn");
+  quit_ = false;
+  Poll_AddTimer(Play, NewActor("timer", quit), 0, false, nullptr);
+  Poll_RunTimed(true, &quit_, 0, 1000);
+  EXPECT_EQ(Fired(), "timer");
+  EXPECT_EQ(Waited(), std::vector<int>{});
+}
+
 TEST_F(Loop, GoesOnUntilItIsAskedToReturn) {
   int turns = 0;
   AddTurn("turn", [&] { quit_ = ++turns == 1000; });

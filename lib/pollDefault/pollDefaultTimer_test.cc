@@ -305,7 +305,7 @@ void ExpectLanes() {
          record = record->next) {
       if (record->lanes > lane) {
         ASSERT_EQ(record, next);
-        next = record->lane[lane];
+        next = record->lane[lane].next;
       }
     }
     ASSERT_EQ(next, nullptr);

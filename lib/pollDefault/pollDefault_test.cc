@@ -1,6 +1,10 @@
 #include <sys/resource.h>
 
+#include <algorithm>
+#include <map>
+#include <set>
 #include <utility>
+#include <vector>
 
 #include "allocations.h"
 #include "pollDefaultTestInt.h"
@@ -189,31 +193,38 @@ TEST_F(Registrations, ThatGoLeaveTheirEntryToTheLast) {
   EXPECT_EQ(Table(0).count, 0);
 }
 
-TEST_F(Registrations, OfDescriptorsFarApartAreFound) {
+// They are looked for in one chain.
+TEST_F(Registrations, OfDescriptorsFarApartAreFoundWhicheverGo) {
   rlimit limit = {8192, 8192};
   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
-  Actor *actor = NewActor("actor");
   const int near = Pipe()[0];
-  int fds[3] = {near};
-  for (int i = 1; i < 3; i++) {
-    fds[i] = fcntl(near, F_DUPFD_CLOEXEC, near + i * static_cast<int>(kPollPlaces));
-    ASSERT_EQ(fds[i], near + i * static_cast<int>(kPollPlaces));
+  const int step = static_cast<int>(kPollPlaces);
+  std::map<int, Actor *> actors = {{near, NewActor("near")}};
+  for (const int fd : {near + step, near + 2 * step}) {
+    ASSERT_EQ(fcntl(near, F_DUPFD_CLOEXEC, fd), fd);
+    actors[fd] = NewActor("far");
   }
-  for (const int fd : fds) {
-    Add(Classes({0, 1}), kRead, actor, fd);
-  }
-  for (int i = 0; i < 3; i++) {
-    EXPECT_EQ(PollDefaultFindDevice(0, fds[i]), &Table(0).devices[i]);
-    EXPECT_EQ(PollDefaultFindDevice(1, fds[i]), &Table(1).devices[i]);
-    EXPECT_EQ(PollDefaultFindDevice(2, fds[i]), nullptr);
-  }
-  for (int i = 0; i < 3; i++) {
-    EXPECT_TRUE(Remove(Classes({0, 1}), kRead, actor));
-  }
-  EXPECT_EQ(Table(0).count, 0);
-  EXPECT_EQ(Table(1).count, 0);
-  close(fds[1]);
-  close(fds[2]);
+  std::vector<int> order = {near, near + step, near + 2 * step};
+  do {
+    for (const auto &[fd, actor] : actors) {
+      Add(Classes({0, 1}), kRead, actor, fd);
+    }
+    std::set<int> left(order.begin(), order.end());
+    for (const int gone : order) {
+      ASSERT_TRUE(Remove(Classes({0, 1}), kRead, actors[gone]));
+      left.erase(gone);
+      for (const auto &[fd, actor] : actors) {
+        for (unsigned eventClass = 0; eventClass < 3; eventClass++) {
+          const PollDevice *device = PollDefaultFindDevice(eventClass, fd);
+          ASSERT_EQ(device != nullptr, eventClass < 2 && left.count(fd) != 0);
+          ASSERT_TRUE(device == nullptr || (device->fd == fd && device->read->clientData == actor));
+        }
+      }
+      ASSERT_EQ(static_cast<size_t>(Table(0).count), left.size());
+    }
+  } while (std::next_permutation(order.begin(), order.end()));
+  close(near + step);
+  close(near + 2 * step);
 }
 
 TEST_F(Registrations, CanBeRemovedWhenTheirDescriptorIsClosed) {
@@ -558,6 +569,14 @@ class SelfCheckDeathTest : public PollHost {
     return pollDefault.state->classes[eventClass].devices[place];
   }
 
+  // Changes the tables as if a record were for these classes.
+  static void WithClasses(PollCallback *record, std::initializer_list<unsigned> classes,
+                          void (*change)(PollCallback *)) {
+    const PollClassSet own = std::exchange(record->classSet, Classes(classes));
+    change(record);
+    record->classSet = own;
+  }
+
   static void ExpectCaught() { EXPECT_EXIT(PollDefaultCheck(), kPanics, AssertIn("pollDefaultDevice")); }
 
   PollCallback *reader_;
@@ -581,7 +600,7 @@ TEST_F(SelfCheckDeathTest, CatchesARecordThatIsMissingInAClass) {
   Entry(2, 0).read = nullptr;
   ExpectCaught();
   Entry(2, 0).read = reader_;
-  pollDefault.state->classes[2].count = 0;
+  WithClasses(reader_, {2}, PollDefaultRemoveDevice);
   ExpectCaught();
 }
 
@@ -592,12 +611,11 @@ TEST_F(SelfCheckDeathTest, CatchesAWriterThatIsMissingInAClass) {
 }
 
 TEST_F(SelfCheckDeathTest, CatchesARecordInAClassThatIsNotItsOwn) {
-  pollDefault.state->classes[3].count = 1;
-  Entry(3, 0) = {reader_, nullptr, reader_->info, POLLIN};
+  WithClasses(reader_, {3}, PollDefaultAddDevice);
   ExpectCaught();
-  Entry(3, 0) = {nullptr, writer_, writer_->info, POLLOUT};
+  WithClasses(reader_, {3}, PollDefaultRemoveDevice);
+  WithClasses(writer_, {3}, PollDefaultAddDevice);
   ExpectCaught();
-  pollDefault.state->classes[3].count = 0;
 }
 
 TEST_F(SelfCheckDeathTest, CatchesARecordInTheOtherHalf) {
@@ -686,7 +704,7 @@ TEST_F(SelfCheckDeathTest, RunsAtEach512thTimeThatTheLockIsTakenOrReleased) {
 using RemovalDeathTest = SelfCheckDeathTest;
 
 TEST_F(RemovalDeathTest, PanicsWithoutAnEntry) {
-  pollDefault.state->classes[2].count = 0;
+  Entry(2, 0).fd = -1;
   EXPECT_EXIT(PollDefaultDequeue(reader_, POLL_TYPE_DEVICE), kPanics, AssertIn("pollDefaultDevice"));
 }
 

@@ -91,6 +91,20 @@ TEST_F(LockedPoll, FiresWhatAnotherThreadAddsBeforeTheWaitEnds) {
   loop.join();
 }
 
+TEST_F(LockedPoll, KnowsWhichThreadHasTheLock) {
+  const auto isAnothers = [] {
+    bool isLocked = true;
+    std::thread([&] { isLocked = PollDefaultIsLocked(); }).join();
+    return !isLocked;
+  };
+  PollDefaultLock();
+  EXPECT_TRUE(PollDefaultIsLocked());
+  EXPECT_TRUE(isAnothers());
+  PollDefaultUnlock();
+  EXPECT_FALSE(PollDefaultIsLocked());
+  EXPECT_TRUE(isAnothers());
+}
+
 TEST_F(LockedPoll, AnotherThreadEndsTheLoopAtomically) {
   bool quit = false;
   std::thread loop([&] { Poll_RunTimed(true, &quit, POLL_CLASS_MAIN, 1000); });

@@ -37,8 +37,9 @@ void Preference_DisableUserPreferences();
 //
 // Before Preference_Init and after Preference_Exit a read gives its default, with a line in the log.
 // Otherwise the first default given for a key that no layer holds is kept: later reads get that one. A text
-// that isn't of the type posts a warning and gives the default; lower layers aren't asked then. The type of
-// the first read holds for a key: another one stops the program.
+// that isn't of the type posts a warning and gives the default; lower layers aren't asked then. Where the
+// timer or Preference_SetFromString brings such a text for a key that was read before, it counts as far as it
+// goes: "12x" is 12 then. The type of the first read holds for a key: another one stops the program.
 
 bool Preference_GetBool(bool defaultValue, const char *key);
 int32_t Preference_GetLong(int32_t defaultValue, const char *key);

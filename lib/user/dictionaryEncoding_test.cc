@@ -69,6 +69,9 @@ TEST_F(DictionaryEncoding, ThatIsUnknownFailsTheLoadAtItsEnd) {
   EXPECT_FALSE(Dictionary_LoadFromBuffer(Dict(), ".encoding = klingon", false));
   EXPECT_EQ(Messages(),
             "[msg.dictionary.unknownEncodingNoFile] Character encoding \"klingon\" is not supported.\n");
+  EXPECT_FALSE(Dictionary_LoadFromBuffer(Dict(), ".encoding = \xFF", false));
+  EXPECT_EQ(Messages(),
+            "[msg.dictionary.unknownEncodingNoFile] Character encoding \"\\xFF\" is not supported.\n");
 }
 
 TEST_F(DictionaryEncoding, ThatIsAnotherFailsTheLoadAtItsEnd) {
@@ -149,8 +152,11 @@ TEST_F(DictionaryEncoding, IsUtf8BehindAByteOrderMarkIfTheBytesAllow) {
   EXPECT_EQ(Logged(), "");
   EXPECT_TRUE(Load(mark + ".encoding = ISO-8859-1\na = \"\xC3\xA9\"\n"));
   EXPECT_EQ(Encoding(), STRING_ENCODING_ISO_8859_1);
+  // Where UTF-8 is the default too, it isn't tried twice.
+  Msg_Append(MSGID(test.before) "Before.\n");
   ExpectFails(
       mark + "a = \"\xE9\"\n",
+      "[msg.test.before] Before.\n"
       "[msg.dictionary.badEncodedInputNoLine] File \"/t/file\": Value \"\\xE9\" for variable \"a\" is not "
       "valid in encoding \"UTF-8\".\n"
       "[msg.dictionary.badDefaultEncoding] An error occured while decoding file \"/t/file\" using the "
@@ -166,6 +172,15 @@ TEST_F(DictionaryEncoding, OfTheDictionaryHoldsForWhatIsAppended) {
   EXPECT_FALSE(Dictionary_Append(Dict(), "/t/more"));
   EXPECT_EQ(Messages(),
             "[msg.dictionary.hasEncoding] File \"/t/more\" (line 1) already has encoding \"ISO-8859-1\".\n");
+}
+
+TEST_F(DictionaryEncoding, OfWhatIsAppendedHoldsForAValueThatWasSetBefore) {
+  EXPECT_FALSE(Load("a = x\na = 2\n"));
+  EXPECT_EQ(Encoding(), STRING_ENCODING_UNKNOWN);
+  Dict_SetAny(Dict(), "y\xE9z", "a");
+  testhost::WriteFile("/t/more", ".encoding = ISO-8859-1\n");
+  EXPECT_TRUE(Dictionary_Append(Dict(), "/t/more"));
+  EXPECT_EQ(GetText("a"), "y\xC3\xA9z");
 }
 
 TEST_F(DictionaryEncoding, MayBeOneOfWideCharacters) {
@@ -219,6 +234,21 @@ TEST_F(DictionaryEncoding, IsUpgradedByAValueThatItCannotExpress) {
   EXPECT_EQ(Encoding(), STRING_ENCODING_UTF8);
   EXPECT_FALSE(Msg_Present());
   EXPECT_EQ(Saved(), "# \xE9\n" + saved);
+}
+
+TEST_F(DictionaryEncoding, HasNoPartInAnEmptyValue) {
+  // Known by its name, and not to convert even that.
+  int value = 0;
+  while (Unicode_CanGetBytesWithEncoding("", static_cast<StringEncoding>(value))) {
+    value++;
+  }
+  const auto encoding = static_cast<StringEncoding>(value);
+  Dictionary_SetEncoding(Dict(), encoding);
+  Dict_SetString(Dict(), "", "empty");
+  Dict_SetString(Dict(), nullptr, "null");
+  EXPECT_EQ(Saved(),
+            ".encoding = \""s + Unicode_EncodingEnumToName(encoding) + "\"\nempty = \"\"\nnull = \"\"\n");
+  EXPECT_EQ(Encoding(), encoding);
 }
 
 TEST_F(DictionaryEncoding, IsTheCurrentOneAtTheFirstSave) {

@@ -83,6 +83,14 @@ TEST_F(DictionaryEncrypt, GivesALockedDictionaryANewKeyByDroppingWhatIsLocked) {
   EXPECT_EXIT(Dictionary_Rekey(Dict(), locators), kPanics, kNoKeySafe);
 }
 
+TEST_F(DictionaryEncrypt, IsNotLockedBesideAKeySafe) {
+  LoadLocked();
+  PretendKeySafe();
+  EXPECT_EXIT(Dictionary_Rekey(Dict(), nullptr), kPanics,
+              testhost::Panics("^ASSERT apps/kernprep/stub-keySafe.cc:[0-9]+\n$"));
+  EXPECT_EQ(Logged().find("called on a locked"), std::string::npos);
+}
+
 TEST_F(DictionaryEncrypt, CopiesNoKeyWhereThereIsNone) {
   const OwnedDictionary target(Dictionary_Create());
   Dictionary_CopyKey(target.get(), Dict());

@@ -150,14 +150,15 @@ TEST_F(DictionarySave, TellsOfAReadOnlyFileSystem) {
       "[msg.dictionary.permissions] Access to \"/t/file\" failed due to file system permissions issues\n");
 }
 
-TEST_F(DictionarySave, TellsThatItCannotWrite) {
+TEST_F(DictionarySave, TellsThatItCannotWriteAndSyncsNothing) {
   Dict_SetString(Dict(), std::string(100'000, 'x').c_str(), "a");
   const int fd = testhost::NextDescriptor();
-  testhost::SystemCalls calls({SYS_write});
+  testhost::SystemCalls calls({SYS_write, SYS_fsync});
   calls.Fail(SYS_write, EDQUOT, {.from = 0, .count = 1, .first = static_cast<uint32_t>(fd)});
   const bool written = Dictionary_Write(Dict(), kPath);
   calls.Clear();
   EXPECT_FALSE(written);
+  EXPECT_EQ(calls.Count(SYS_fsync), 0U);
   EXPECT_EQ(Messages(),
             "[msg.dictionary.write] An error occurred while writing configuration file \"/t/file\": "
             "Disk quota exceeded.\n");
@@ -165,11 +166,12 @@ TEST_F(DictionarySave, TellsThatItCannotWrite) {
 
 TEST_F(DictionarySave, TakesAFailedFlushForASuccess) {
   const int fd = testhost::NextDescriptor();
-  testhost::SystemCalls calls({SYS_write});
+  testhost::SystemCalls calls({SYS_write, SYS_fsync});
   calls.Fail(SYS_write, EDQUOT, {.from = 0, .count = 1, .first = static_cast<uint32_t>(fd)});
   const bool written = Dictionary_Write(Dict(), kPath);
   calls.Clear();
   EXPECT_TRUE(written);
+  EXPECT_EQ(calls.Count(SYS_fsync), 1U);
   EXPECT_EQ(Messages(),
             "[msg.dictionary.flush] An error occurred while flushing configuration file \"/t/file\": "
             "Disk quota exceeded.\n");
@@ -292,25 +294,27 @@ TEST_F(DictionaryWriteFile, TellsThatItCannotTruncate) {
   EXPECT_EQ(testhost::ReadFile(kPath).size(), 1000U);
 }
 
-TEST_F(DictionaryWriteFile, TellsThatItCannotWrite) {
+TEST_F(DictionaryWriteFile, TellsThatItCannotWriteAndSyncsNothing) {
   Open(FILEIO_ACCESS_WRITE);
   Dict_SetString(Dict(), std::string(100'000, 'x').c_str(), "a");
   const int fd = testhost::NextDescriptor();
-  testhost::SystemCalls calls({SYS_write});
+  testhost::SystemCalls calls({SYS_write, SYS_fsync});
   calls.Fail(SYS_write, EDQUOT, {.count = 1, .first = static_cast<uint32_t>(fd)});
   ExpectMessages(false,
                  "[msg.dictionary.writefile.write] An error occurred while writing configuration file "
                  "\"/t/file\": Disk quota exceeded.\n");
+  EXPECT_EQ(calls.Count(SYS_fsync), 0U);
 }
 
 TEST_F(DictionaryWriteFile, TakesAFailedFlushForASuccess) {
   Open(FILEIO_ACCESS_WRITE);
   const int fd = testhost::NextDescriptor();
-  testhost::SystemCalls calls({SYS_write});
+  testhost::SystemCalls calls({SYS_write, SYS_fsync});
   calls.Fail(SYS_write, EDQUOT, {.count = 1, .first = static_cast<uint32_t>(fd)});
   ExpectMessages(true,
                  "[msg.dictionary.writefile.flush] An error occurred while flushing configuration file "
                  "\"/t/file\": Disk quota exceeded.\n");
+  EXPECT_EQ(calls.Count(SYS_fsync), 1U);
 }
 
 TEST_F(DictionaryWriteFile, TakesAFailedSyncForASuccess) {

@@ -129,7 +129,7 @@ TEST_F(DictionaryWhole, IsLoggedWithBytesThatAreNoText) {
 }
 
 TEST_F(DictionaryWhole, NamesAFileBesideAnother) {
-  EXPECT_TRUE(Load("disk.file = d.img\nfull = /x/y\nempty =\n"));
+  EXPECT_TRUE(Load("disk.file = d.img\nfull = /x/y\nempty =\n100%s = p.img\n"));
   const auto derive = [this](const char *base, const char *key, const char *suffix) {
     const OwnedString path(Dictionary_DeriveFileName(Dict(), base, key, suffix));
     return path == nullptr ? "(null)"s : path.get();
@@ -137,6 +137,7 @@ TEST_F(DictionaryWhole, NamesAFileBesideAnother) {
   EXPECT_EQ(derive("/vm/a.cfg", "disk", "file"), "/vm/d.img");
   EXPECT_EQ(derive("/vm/a.cfg", "disk.file", nullptr), "/vm/d.img");
   EXPECT_EQ(derive("/vm/a.cfg", "full", nullptr), "/x/y");
+  EXPECT_EQ(derive("/vm/a.cfg", "100%s", nullptr), "/vm/p.img");
   EXPECT_EQ(derive("/vm/a.cfg", "empty", nullptr), "(null)");
   EXPECT_EQ(derive("/vm/a.cfg", "none", "file"), "(null)");
   EXPECT_EQ(Logged(), "");

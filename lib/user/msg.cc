@@ -2,12 +2,16 @@
 
 #include "msg.h"
 
+#include <cstdlib>
 #include <cstring>
+#include <memory>
+#include <new>
 #include <utility>
 
 #include "config.h"
 #include "msgInt.h"
 #include "panicUser.h"
+#include "util_misc.h"
 
 namespace {
 
@@ -20,6 +24,13 @@ MsgList *AppendToPending(MsgList *message) {
   return message;
 }
 
+// Makes the text of messages that aren't pending while it does, so that a panic, which posts what is pending,
+// doesn't render them again.
+void RenderDetached(MsgList *messages, DynBuf *text) {
+  text->size = 0;
+  MsgRender(messages, MsgGetState()->dictionary.get(), text);
+}
+
 }  // namespace
 
 MsgState::MsgState() : callback(msgConsoleCallback) {}
@@ -30,7 +41,7 @@ MsgState::~MsgState() {
 
 MsgState *MsgGetState() {
   if (state == nullptr) {
-    state = new MsgState;
+    state = new (Util_SafeMalloc(sizeof(MsgState))) MsgState;
   }
   return state;
 }
@@ -92,18 +103,19 @@ void Msg_Reset(bool log) {
 
 const char *Msg_GetMessages() {
   static DynBuf text;
-  text.size = 0;
   MsgState *msg = MsgGetState();
-  MsgRender(msg->head, msg->dictionary.get(), &text);
+  MsgList **tailLink = msg->tailLink;
+  MsgList *messages = Msg_DetachMsgList();
+  RenderDetached(messages, &text);
+  msg->head = messages;
+  msg->tailLink = tailLink;
   return text.data;
 }
 
 const char *Msg_GetMessagesAndReset() {
   static DynBuf text;
-  text.size = 0;
-  // Detached first, so that a panic, which posts what is pending, doesn't render them again.
   const OwnedMsgList messages(Msg_DetachMsgList());
-  MsgRender(messages.get(), MsgGetState()->dictionary.get(), &text);
+  RenderDetached(messages.get(), &text);
   return text.data;
 }
 
@@ -120,5 +132,8 @@ void Msg_GetCallback(MsgCallback *callback) {
 }
 
 void Msg_Exit() {
-  delete std::exchange(state, nullptr);
+  if (state != nullptr) {
+    std::destroy_at(state);
+    free(std::exchange(state, nullptr));
+  }
 }

@@ -121,11 +121,23 @@ TEST_F(MsgCatalogue, ReplacesMarkedValues) {
   EXPECT_EQ(Rendered(), "<the value> <%d%s> <(null)>\n");
 }
 
+// Whatever renders it, its panic posts without meeting it again.
 TEST_F(MsgCatalogue, AMarkedValueHasAnIdOfAtMost127Bytes) {
   Enter();
+  const auto text = msgtest::PanicIn("NOT_IMPLEMENTED", "user/msgText");
   Msg_Append(MSGID(test.nested) "%s\n", ("@&!*@*@(" + std::string(128, 'i') + ")x").c_str());
-  EXPECT_EXIT(Rendered(), msgtest::kPanics, msgtest::PanicIn("NOT_IMPLEMENTED", "user/msgText"));
+  EXPECT_EXIT(Rendered(), msgtest::kPanics, text);
+  EXPECT_EXIT(Msg_GetMessages(), msgtest::kPanics, text);
   Msg_Reset(false);
+}
+
+// A value may be what a user named a file, and so may begin with anything.
+TEST_F(MsgCatalogue, HasNothingForAnIdThatItsFileCannotHave) {
+  EnterGerman();
+  Msg_Append(MSGID(test.nested) "<%s> <%s>\n", "@&!*@*@()empty", "@&!*@*@(.encoding)dotted");
+  EXPECT_EQ(Rendered(), "<empty> <dotted>\n");
+  EXPECT_STREQ(Msg_GetString("@&!*@*@()empty"), "empty");
+  EXPECT_STREQ(Msg_GetString("@&!*@*@(.encoding)dotted"), "dotted");
 }
 
 TEST_F(MsgCatalogue, TellsTheNumberOfAnError) {

@@ -8,7 +8,8 @@
 #include "util_misc.h"
 
 const char *MsgDictionaryText(Dictionary *dictionary, const char *id) {
-  if (dictionary == nullptr) {
+  // Of the ids that a value may bring, a catalogue can't be asked for these.
+  if (dictionary == nullptr || *id == '\0' || *id == '.') {
     return nullptr;
   }
   // An id that is missing must stay so, or a file that has it could no more be added.

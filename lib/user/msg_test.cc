@@ -227,6 +227,14 @@ TEST_F(PendingMessages, StopTheProgramForABadFormat) {
             std::string::npos);
 }
 
+TEST(MsgDeathTest, AStateWithoutMemoryStopsTheProgram) {
+  const auto present = [] {
+    const testhost::AllocationFault fault(0);
+    Msg_Present();
+  };
+  EXPECT_EXIT(present(), kPanics, PanicIn("Unrecoverable memory allocation failure at", "user/msg"));
+}
+
 // The two that render have a buffer each, so that the one that is tried is still without it.
 TEST(MsgDeathTest, RunningOutOfMemoryStopsTheProgram) {
   Msg_Append(MSGID(test.one) "%s\n", std::string(5000, 'x').c_str());

@@ -121,7 +121,7 @@ class BadInputTest : public RunTest {
   void ExpectNoCompilation() {
     Tool compiling;
     EXPECT_EQ(compiling.Wait(), 255);
-    EXPECT_THAT(compiling.Log(), ContainsRegex("\\| ASSERT apps/kernprep/kernPrep\\.cc:[0-9]+\n"));
+    EXPECT_THAT(compiling.Log(), ContainsRegex("\\| ASSERT apps/kernprep/kernprep\\.cc:[0-9]+\n"));
     EXPECT_THAT(ServiceCalls(), IsEmpty());
     product_->Set("host", Product::PerfectProperties(kernel_), {"ostlink"});
     ExpectInstalled("prebuilt ostlink\n");

@@ -333,8 +333,8 @@ TEST_F(WindowTest, StopsWhenTheKernelDoesNotTellItsCompiler) {
   for (const uid_t user : {uid_t{0}, kUser}) {
     Tool tool({}, user);
     EXPECT_EQ(tool.Wait(), 255);
-    EXPECT_THAT(tool.Output(), ContainsRegex("\nASSERT apps/kernprep/kernPrep\\.cc:[0-9]+\n"));
-    EXPECT_THAT(tool.Log(), ContainsRegex("\\| ASSERT apps/kernprep/kernPrep\\.cc:[0-9]+\n"));
+    EXPECT_THAT(tool.Output(), ContainsRegex("\nASSERT apps/kernprep/kernprep\\.cc:[0-9]+\n"));
+    EXPECT_THAT(tool.Log(), ContainsRegex("\\| ASSERT apps/kernprep/kernprep\\.cc:[0-9]+\n"));
     EXPECT_THAT(tool.Log(), HasSubstr("| Backtrace:\n"));
   }
   EXPECT_THAT(Seen(), IsEmpty());

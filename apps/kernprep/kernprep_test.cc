@@ -1,4 +1,4 @@
-#include "kernPrep.h"
+#include "kernprep.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -168,12 +168,35 @@ TEST_F(KernPrepTest, FocusesInstallBesideAPanelToo) {
 }
 
 TEST_F(KernPrepTest, HasAHelpButtonThatOpensThePage) {
-  DescribeHost({}).Program("mozilla-firefox").Enter();
+  DescribeHost({})
+      .Program("mozilla-firefox", "echo \"${THROUGHXDG-unmarked}\" > /tmp/asked")
+      .NoProgram("konqueror")
+      .Enter();
   running_.emplace();
   Open().Press("gtk-help");
   EXPECT_EQ(testhost::Calls("mozilla-firefox"),
             (std::vector<testhost::Call>{
                 {"-remote", "openURL(file:/opt/ostrel/lib/help-manual/kp_install_linux.html, new-window)"}}));
+  EXPECT_EQ(testhost::ReadFile("/tmp/asked"), "unmarked\n");
+}
+
+TEST_F(KernPrepTest, StaysUsableWithoutABrowserForTheHelp) {
+  testhost::Host host = DescribeHost({});
+  for (const char *name : {"mozilla-firefox", "firefox", "mozilla", "netscape", "galeon", "konqueror"}) {
+    host.NoProgram(name);
+  }
+  host.Enter();
+  running_.emplace();
+  BoxUser user;
+  TestWindow &test = Open();
+  test.window.show();
+  test.Press("gtk-help");
+  ASSERT_EQ(user.seen.size(), 1U);
+  EXPECT_NE(user.seen[0].text.find(" could not find a suitable default browser "), std::string::npos);
+  EXPECT_EQ(user.seen[0].parent, nullptr);
+  EXPECT_TRUE(test.window.is_visible());
+  test.PressAndRun("gtk-cancel");
+  EXPECT_EQ(test.window.GetResult(), ERROR_CANCELLED);
 }
 
 TEST_F(KernPrepTest, SaysThatModulesMustBeCompiled) {
@@ -625,7 +648,7 @@ TEST_F(KernPrepTest, StopsWhenTheKernelDoesNotNameItsCompiler) {
     const TestWindow test(running.modules);
   });
   EXPECT_EQ(ended.status, 255);
-  EXPECT_NE(ended.errors.find("ASSERT apps/kernprep/kernPrep.cc:"), std::string::npos) << ended.errors;
+  EXPECT_NE(ended.errors.find("ASSERT apps/kernprep/kernprep.cc:"), std::string::npos) << ended.errors;
 }
 
 // As root: the work
@@ -764,7 +787,7 @@ TEST_F(RootTest, StopsAtAnAnswerThatItDoesNotKnow) {
     test.Press("_Install");
   });
   EXPECT_EQ(ended.status, 255);
-  EXPECT_NE(ended.errors.find("NOT_IMPLEMENTED apps/kernprep/kernPrep.cc:"), std::string::npos)
+  EXPECT_NE(ended.errors.find("NOT_IMPLEMENTED apps/kernprep/kernprep.cc:"), std::string::npos)
       << ended.errors;
 }
 

@@ -1,5 +1,4 @@
 #include "appUtil.h"
-
 #include "owned.h"
 #include "str.h"
 

@@ -129,7 +129,8 @@ TEST(ProductVersion, IsTheBuildsInADevelopmentBuild) {
 TEST(ProductVersion, ATextWithoutThreeNumbersStopsTheProgram) {
   for (const char *version : {"", "1.2", "1.2.x", "e.x.p.", "v1.2.3", "1,2,3"}) {
     ProductState_Set(0, nullptr, version, 0, 0);
-    EXPECT_EXIT(Numbers(), ::testing::ExitedWithCode(255), "ASSERT lib/misc/productState\\.cc:[0-9]+\n")
+    EXPECT_EXIT(Numbers(), ::testing::ExitedWithCode(255),
+                "ASSERT lib/productState/productState\\.cc:[0-9]+\n")
         << version;
   }
 }
@@ -245,7 +246,8 @@ TEST(ProductState, MemoryThatIsOutStopsTheProgram) {
           const testhost::AllocationFault fault(i);
           use();
         },
-        ::testing::ExitedWithCode(255), "lib/misc/(productState|strutil|util_misc|dynbuf).*\\.cc:[0-9]+")
+        ::testing::ExitedWithCode(255),
+        "lib/(productState/productState|misc/strutil|misc/util_misc|misc/dynbuf).*\\.cc:[0-9]+")
         << i;
   }
 }

@@ -1,4 +1,4 @@
-#include "kernPrep.h"
+#include "kernprep.h"
 
 #include <gdk/gdkkeysyms.h>
 #include <glibmm/miscutils.h>
