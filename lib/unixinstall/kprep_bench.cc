@@ -1,5 +1,7 @@
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -57,5 +59,25 @@ void BM_Peer_ReadKallsyms_EngineStart(benchmark::State &state) {
   }
 }
 BENCHMARK(BM_Peer_ReadKallsyms_EngineStart)->UseRealTime();
+
+// A shell's `cat /proc/kallsyms >/dev/null`, its process included.
+void BM_Peer_Cat_EngineStart(benchmark::State &state) {
+  char name[] = "cat";
+  char table[] = "/proc/kallsyms";
+  char *const arguments[] = {name, table, nullptr};
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+  while (state.KeepRunning()) {
+    pid_t child = 0;
+    int status = -1;
+    if (posix_spawnp(&child, name, &actions, nullptr, arguments, environ) != 0 ||
+        waitpid(child, &status, 0) != child || status != 0) {
+      state.SkipWithError("cat does not read the table");
+    }
+  }
+  posix_spawn_file_actions_destroy(&actions);
+}
+BENCHMARK(BM_Peer_Cat_EngineStart)->UseRealTime();
 
 }  // namespace
