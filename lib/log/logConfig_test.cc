@@ -1,8 +1,10 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "logInt.h"
@@ -104,6 +106,8 @@ TEST(LogInitDeathTest, NeedsANameThatCanBeExpanded) {
   setenv("TMPDIR", "$BASE", 1);
   EXPECT_EXIT(StartLog(), testing::ExitedWithCode(255),
               testhost::Panics(testing::Eq("Cannot get log file name.\n")));
+  // What was pending of the name isn't told as well.
+  EXPECT_EXIT(StartLog(), testing::ExitedWithCode(255), testing::Not(testing::HasSubstr("chunks")));
 }
 
 TEST(LogExit, LeavesTheFileOpen) {
@@ -186,7 +190,7 @@ TEST(LogGetInitDefaults, AreThoseOfSettingsAndProduct) {
   EXPECT_EQ(params.throttleBytesPerSec, 0U);
   EXPECT_TRUE(params.switchFile);
   EXPECT_EQ(params.rotateSize, 0U);
-  Log_GetInitDefaults(kLog, nullptr, nullptr, &params);
+  Log_GetInitDefaults(kLog, "key", nullptr, &params);
   EXPECT_STREQ(params.fileName, kLog);
   EXPECT_FALSE(params.switchFile);
 }
@@ -238,12 +242,10 @@ TEST(LogExit, LeavesNoDescriptorBehindTheNextStart) {
   EnterHost();
   ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
   Log_Exit();
-  const int next = testhost::NextDescriptor();
-  for (int i = 0; i < 3; i++) {
-    ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
-    Log_Exit();
-  }
-  EXPECT_EQ(testhost::NextDescriptor(), next);
+  const int fd = logState.fd;
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  ASSERT_NE(logState.fd, fd);
+  EXPECT_EQ(fcntl(fd, F_GETFD), -1);
 }
 
 TEST(LogSetConfig, TakesArgumentsAndReadsTheRest) {
@@ -328,6 +330,26 @@ TEST(LogSetLockFunc, GuardsEachCall) {
   Log_Exit();
   Warning("text\n");
   EXPECT_EQ(locks, 3);
+  EXPECT_EQ(depth, 0);
+}
+
+int deepest;
+
+void NoteDepth(bool lock) {
+  CountLock(lock);
+  deepest = std::max(deepest, depth);
+}
+
+TEST(LogSetLockFunc, IsNotCalledAroundTheSearchForADirectory) {
+  EnterHost();
+  ASSERT_TRUE(Log_Init(nullptr, nullptr, "setup"));
+  Log_SetLockFunc(NoteDepth);
+  // A user without a name makes the search warn, under a lock of its own.
+  ASSERT_EQ(setresuid(54321, 54321, 0), 0);
+  EXPECT_NE(OnStandardError([] { EXPECT_TRUE(Log_SetFile(nullptr, nullptr, true)); }), "");
+  ASSERT_EQ(setresuid(0, 0, 0), 0);
+  EXPECT_GT(locks, 2);
+  EXPECT_EQ(deepest, 1);
   EXPECT_EQ(depth, 0);
 }
 

@@ -69,10 +69,16 @@ char *LogTempName(const char *suffix) {
   return name;
 }
 
-// A new string (free).
+char *LogCopyDir(LogState *state) {
+  const LogLock lock(state);
+  return Util_SafeStrdup(state->dir);
+}
+
+// A new string (free). Found without the log's lock, since the search for the temporary directory logs under
+// a lock of its own.
 //
 // temporary  gets whether it is in the temporary directory
-char *LogFindName(const LogState *state, const char *fileName, const char *config, bool *temporary) {
+char *LogFindName(LogState *state, const char *fileName, const char *config, bool *temporary) {
   *temporary = false;
   if (fileName != nullptr) {
     return Util_SafeStrdup(fileName);
@@ -82,8 +88,9 @@ char *LogFindName(const LogState *state, const char *fileName, const char *confi
     return configured;
   }
   const char *suffix = state->suffix == nullptr ? "" : state->suffix;
-  if (state->dir != nullptr) {
-    return Str_SafeAsprintf(nullptr, "%s%s%s%s.log", state->dir, "/ostrel", suffix[0] == '\0' ? "" : "-",
+  const OwnedString dir(LogCopyDir(state));
+  if (dir != nullptr) {
+    return Str_SafeAsprintf(nullptr, "%s%s%s%s.log", dir.get(), "/ostrel", suffix[0] == '\0' ? "" : "-",
                             suffix);
   }
   *temporary = true;
@@ -194,12 +201,12 @@ void LogAppendSwitchFailed(const char *fileName) {
 }
 
 bool LogSetFile(LogState *state, const char *fileName, const char *config, bool copy) {
-  const LogLock lock(state);
   if (!state->enable) {
     return true;
   }
   bool temporary = false;
   OwnedString name(LogFindName(state, fileName, config, &temporary));
+  const LogLock lock(state);
   if (!LogGoTo(state, name.get(), temporary, copy)) {
     LogAppendSwitchFailed(name.get());
     if (LogHasFile(state)) {
@@ -247,6 +254,5 @@ void Log_SetDir(const char *dir) {
 }
 
 char *Log_GetDir() {
-  const LogLock lock(&logState);
-  return Util_SafeStrdup(logState.dir);
+  return LogCopyDir(&logState);
 }

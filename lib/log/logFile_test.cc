@@ -388,6 +388,28 @@ TEST(LogSetFile, TwoFilesOfOneSizeAreTwo) {
   EXPECT_FALSE(fs::exists(kLog));
 }
 
+TEST(LogSetFile, AFileThatIsOneByteLongerIsAnother) {
+  EnterHost("log.append = TRUE\n");
+  StartAt(kLog);
+  const std::string before = testhost::ReadFile(kLog);
+  const std::string longer(before.size() + 1, 'o');
+  testhost::WriteFile(kOther, longer);
+  ASSERT_TRUE(Log_SetFile(kOther, nullptr, true));
+  EXPECT_EQ(testhost::ReadFile(kOther), longer + before);
+}
+
+TEST(LogSetFile, AFileOfTheSameNumberInAnotherFileSystemIsAnother) {
+  EnterHost();
+  ASSERT_EQ(mount("none", kDirectory, "tmpfs", 0, ""), 0);
+  MountFar();
+  StartAt(kLog);
+  testhost::WriteFile(kFar, "old\n");
+  ASSERT_EQ(InodeOf(kFar), InodeOfLog());
+  ASSERT_TRUE(Log_SetFile(kFar, nullptr, true));
+  EXPECT_EQ(testhost::ReadFile("/tmp/far/my-0.log"), "old\n");
+  EXPECT_EQ(Texts(kFar), Strings{"one"});
+}
+
 TEST(LogSetFile, ANewNameThatCannotBeOpenedLeavesTheOldFile) {
   EnterHost();
   StartAt(kLog);
@@ -499,6 +521,19 @@ TEST(LogCopyFile, ToItselfKeepsTheContent) {
   EXPECT_EQ(testhost::ReadFile(kLog), before);
 }
 
+TEST(LogCopyFile, GoesOnBehindAWriteThatWasShort) {
+  EnterHost();
+  StartAt(kLog);
+  const std::string before = testhost::ReadFile(kLog);
+  {
+    testhost::SystemCalls calls({SYS_write});
+    // Three bytes that the kernel says it took, and didn't.
+    calls.Return(SYS_write, 3, {.count = 1});
+    EXPECT_TRUE(Log_CopyFile(kOther));
+  }
+  EXPECT_EQ(testhost::ReadFile(kOther), before.substr(3));
+}
+
 TEST(LogCopyFile, WithoutALogLeavesTheDestinationAlone) {
   EnterHost();
   testhost::WriteFile(kOther, "precious\n");
@@ -551,9 +586,11 @@ TEST(LogRemoveFile, RemovesATemporaryLogOnly) {
   EnterHost();
   StartLog();
   const std::string temporary = Log_GetFileName();
+  const int fd = logState.fd;
   EXPECT_TRUE(Log_RemoveFile(false));
   EXPECT_FALSE(fs::exists(temporary));
   EXPECT_EQ(Log_GetFileName(), nullptr);
+  EXPECT_EQ(fcntl(fd, F_GETFD), -1);
   Log("goes nowhere\n");
   EXPECT_TRUE(Log_RemoveFile(true));
   Log_Exit();

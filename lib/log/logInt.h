@@ -65,8 +65,7 @@ struct LogState {
 };
 extern LogState logState;
 
-// Holds the log's lock, once more where the thread has it, and nothing before the log has started. The mutex
-// is left alone while the process has one thread.
+// Holds the log's lock, once more where the thread has it, and nothing before the log has started.
 class LogLock {
  public:
   explicit LogLock(LogState *state);
@@ -114,6 +113,7 @@ bool LogSameInode(const struct stat &file1, const struct stat &file2);
 // Goes on in a new file behind a copy of the old one, which is deleted. The new one is deleted when that
 // fails, with messages. One file under two names stays as it is.
 bool LogMoveContent(LogState *state, int fd, const char *name);
+// Takes the lock itself.
 bool LogSetFile(LogState *state, const char *fileName, const char *config, bool copy);
 void LogAppendSwitchFailed(const char *fileName);
 // Frees the names of the file and the program.

@@ -52,11 +52,13 @@ void LogQueue(LogState *state, std::string_view piece) {
 
 void LogDrain(LogState *state) {
   while (state->ringCount > 0) {
+    const char *start = state->ringStart + state->ringRead;
     const size_t size = std::min(state->ringCount, kRingSize - state->ringRead);
-    // Logging never stops the work: what the file doesn't take is lost.
-    [[maybe_unused]] const ssize_t written = write(state->fd, state->ringStart + state->ringRead, size);
-    state->fileSize += size;
+    // Before the write, for a signal's handler that logs in the middle of it drains the ring too.
     LogRingDrop(state, size);
+    // Logging never stops the work: what the file doesn't take is lost.
+    [[maybe_unused]] const ssize_t written = write(state->fd, start, size);
+    state->fileSize += size;
   }
   // From the start again, so that the next line goes out in one piece.
   state->ringRead = 0;

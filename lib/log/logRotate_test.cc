@@ -217,9 +217,14 @@ void StartRotating(int32_t keepOld, bool fast) {
   Log_SetConfig(true, false, keepOld, 1000, fast);
 }
 
+// What makes a line of 100 bytes with its prefix and its newline.
+std::string Filling(char c) {
+  return std::string(100 - 27, c);
+}
+
 void LogHundred(int count, char c) {
   for (int i = 0; i < count; i++) {
-    Log("%s\n", std::string(100 - 28, c).c_str());
+    Log("%s\n", Filling(c).c_str());
   }
 }
 
@@ -234,8 +239,9 @@ size_t Banners(const std::string &text) {
 TEST(LogRotate, EachCrossingOfTheSizeBeginsAFileWithABanner) {
   EnterHost("log.rotateSize = 1000\nlog.keepold = 2\n");
   ASSERT_TRUE(Log_Init(kOld, nullptr, "setup"));
-  // Each text is 100 bytes long with its prefix and newline; the eleventh crosses.
+  // The tenth line makes it 1000 bytes; the eleventh crosses.
   LogHundred(10, 'a');
+  EXPECT_EQ(logState.fileSize, 1000U);
   EXPECT_EQ(Names(), Strings{"a.log"});
   LogHundred(1, 'b');
   EXPECT_EQ(Names(), (Strings{"a-0.log", "a.log"}));
@@ -247,9 +253,9 @@ TEST(LogRotate, EachCrossingOfTheSizeBeginsAFileWithABanner) {
   for (const std::string &name : Names()) {
     EXPECT_EQ(Banners(Content(name)), 1U) << name;
   }
-  EXPECT_EQ(Texts("/tmp/logs/a-1.log"), Strings(11, std::string(72, 'c')));
-  EXPECT_EQ(Texts("/tmp/logs/a-0.log"), Strings(11, std::string(72, 'd')));
-  EXPECT_EQ(Texts("/tmp/logs/a.log"), Strings{std::string(72, 'e')});
+  EXPECT_EQ(Texts("/tmp/logs/a-1.log"), Strings(11, Filling('c')));
+  EXPECT_EQ(Texts("/tmp/logs/a-0.log"), Strings(11, Filling('d')));
+  EXPECT_EQ(Texts("/tmp/logs/a.log"), Strings{Filling('e')});
 }
 
 TEST(LogRotate, CountsWhatAFileHadAtTheStart) {
@@ -267,7 +273,7 @@ TEST(LogRotate, CanNumberUpwards) {
     LogHundred(11, c);
   }
   EXPECT_EQ(Names(), (Strings{"a-3.log", "a-4.log", "a.log"}));
-  EXPECT_EQ(Texts("/tmp/logs/a-4.log"), Strings(11, std::string(72, 'd')));
+  EXPECT_EQ(Texts("/tmp/logs/a-4.log"), Strings(11, Filling('d')));
 }
 
 TEST(LogRotate, WithoutOldFilesTheFileGoesOnUnderANewBanner) {
@@ -297,7 +303,7 @@ TEST(LogRotate, BringsBackADescriptorThatWasClosed) {
   LogHundred(11, 'a');
   LogHundred(1, 'b');
   EXPECT_EQ(logState.fd, fd);
-  EXPECT_EQ(Texts(kOld), Strings{std::string(72, 'b')});
+  EXPECT_EQ(Texts(kOld), Strings{Filling('b')});
 }
 
 TEST(LogRotate, AFileThatALogLeftOpenGoesOn) {
@@ -327,13 +333,29 @@ TEST(LogRotate, ALostFileEndsTheLoggingToFiles) {
   EXPECT_EQ(Texts("/tmp/linked.log").size(), 11U);
 }
 
+TEST(LogRotate, ALogThatLostItsFileCanHaveAnother) {
+  EnterHost();
+  StartRotating(0, false);
+  LogHundred(10, 'a');
+  ASSERT_EQ(unlink(kOld), 0);
+  ASSERT_EQ(symlink("elsewhere", kOld), 0);
+  LogHundred(1, 'b');
+  ASSERT_EQ(logState.fd, -1);
+  LogHundred(1, 'c');
+  // What has the old name now is no file of the log's.
+  ASSERT_TRUE(Log_SetFile("/tmp/logs/b.log", nullptr, true));
+  LogHundred(1, 'd');
+  EXPECT_TRUE(fs::is_symlink(kOld));
+  EXPECT_EQ(Texts("/tmp/logs/b.log"), (Strings{Filling('c'), Filling('d')}));
+}
+
 TEST(LogRotate, AFailureInItIsWrittenOnce) {
   EnterHost();
   ASSERT_EQ(mkdir("/tmp/logs/a-0.log", 0700), 0);
   testhost::WriteFile("/tmp/logs/a-0.log/file", "");
   StartRotating(1, false);
   LogHundred(11, 'a');
-  Strings expected(11, std::string(72, 'a'));
+  Strings expected(11, Filling('a'));
   expected.emplace_back("LOG failed to remove /tmp/logs/a-0.log: Is a directory");
   expected.emplace_back("LOG failed to rename /tmp/logs/a.log -> /tmp/logs/a-0.log: Is a directory");
   EXPECT_EQ(Texts(kOld), expected);

@@ -84,6 +84,16 @@ TEST(LogThrottle, NewerTextPushesOutWhatWaits) {
   }
 }
 
+TEST(LogThrottle, CountsWhatGoesToAFileAlone) {
+  EnterHost("log.noLogAfterThreshold = TRUE\nlog.throttleThreshold = 10\n");
+  ASSERT_TRUE(Log_Init(nullptr, nullptr, "setup"));
+  Log("123456789\n");
+  EXPECT_EQ(logState.throttle.bytesLogged, 0U);
+  ASSERT_TRUE(Log_SetFile(kLog, nullptr, true));
+  Log("late\n");
+  EXPECT_EQ(Texts(), (Strings{"123456789", "late"}));
+}
+
 TEST(LogThrottle, OfARateEngagesAboveIt) {
   EnterHost("log.throttleThreshold = 1000\nlog.throttleBytesPerSec = 100\n");
   StartLog();
@@ -271,6 +281,23 @@ TEST(GuestLog, CountsInBothLimits) {
   EXPECT_EQ(logState.throttle.bytesLogged, 20U);
   EXPECT_TRUE(logState.throttle.throttled);
   EXPECT_EQ(Texts(), (Strings{"", "<<< Guest Log Throttled >>>", "123456789", "", "<<< Log Throttled >>>"}));
+}
+
+TEST(GuestLog, AFileThatItsNoticeLosesIsTriedOnce) {
+  EnterHost(
+      "log.guestNoLogAfterThreshold = TRUE\nlog.guestThrottleThreshold = 10\n"
+      "log.noLogAfterThreshold = TRUE\nlog.throttleThreshold = 10\nlog.rotateSize = 20\n");
+  Log_InitGuestThrottle();
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  fs::remove_all(kDirectory);
+  // The guest's notice makes the file longer than it may be, and the log's own comes right behind it.
+  GuestLog("123456789\n");
+  EXPECT_EQ(logState.fd, -1);
+  const Strings messages = TakeMessages();
+  ASSERT_EQ(messages.size(), 3U);
+  EXPECT_EQ(messages[1], "msg.log.switchFailed");
+  // What came since waits.
+  EXPECT_GT(logState.ringCount, 0U);
 }
 
 TEST(LogThrottled, WritesEverFewer) {

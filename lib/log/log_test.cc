@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -153,6 +154,11 @@ TEST(Log, KeepsErrno) {
   close(STDERR_FILENO);
   Warning("text\n");
   EXPECT_EQ(errno, EXDEV);
+  ASSERT_EQ(close(logState.fd), 0);
+  Log("text\n");
+  EXPECT_EQ(errno, EXDEV);
+  Log_WriteText("text\n");
+  EXPECT_EQ(errno, EXDEV);
 }
 
 TEST(Log, DropsTextBeforeItsStart) {
@@ -191,6 +197,19 @@ TEST(Warning, BeforeTheStartWaitsUnderItsOwnPrefixBehindTheBanner) {
   EXPECT_TRUE(Matches(lines[0], std::string(kPrefix) + "Log for .*"));
   EXPECT_EQ(lines[3], "LOG NOT INITIALIZED | early");
   EXPECT_TRUE(Matches(lines[4], std::string(kPrefix) + "late"));
+}
+
+TEST(Warning, WaitsWhileTheLogIsNotEnabled) {
+  EnterHost();
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  Log("one\n");
+  Log_SetConfig(false, false, 3, 0, false);
+  Log("dropped\n");
+  EXPECT_EQ(OnStandardError([] { Warning("two\n"); }), "two\n");
+  EXPECT_EQ(Texts(kLog), Strings{"one"});
+  Log_SetConfig(true, false, 3, 0, false);
+  Log("three\n");
+  EXPECT_EQ(Texts(kLog), (Strings{"one", "two", "three"}));
 }
 
 TEST(LogRing, DropsItsOldestWholeLines) {
@@ -399,6 +418,35 @@ TEST(LogPrefix, InASignalBeforeAnyLineTellsTheTimeSince1970) {
   EXPECT_TRUE(Matches(Lines(kLog).back(), R"(\+[0-9]{10}\.[0-9]{3}: app\| inside)")) << Lines(kLog).back();
 }
 
+// Stands for a handler that a program has for a signal; at the second signal there is none.
+void LogInSignal(int /*signal*/) {
+  const struct rlimit limit { 1 << 20, RLIM_INFINITY };
+  setrlimit(RLIMIT_FSIZE, &limit);
+  VThread_SetIsInSignal(3, true);
+  Log("inside\n");
+  VThread_SetIsInSignal(3, false);
+}
+
+TEST(LogSignal, AHandlerMayLogWhileALineIsWritten) {
+  EnterHost();
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  Log("before\n");
+  struct sigaction action {};
+  action.sa_handler = LogInSignal;
+  action.sa_flags = static_cast<int>(SA_RESETHAND);
+  ASSERT_EQ(sigaction(SIGXFSZ, &action, nullptr), 0);
+  // A file that may not grow makes the kernel send the signal in the middle of a write.
+  const struct rlimit limit { fs::file_size(kLog), RLIM_INFINITY };
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+  Log("what the file doesn't take\n");
+  Log("after\n");
+  const Strings lines = Lines(kLog);
+  ASSERT_EQ(lines.size(), kBannerLines + 3);
+  EXPECT_TRUE(lines[kBannerLines + 1].ends_with(": app| inside")) << lines[kBannerLines + 1];
+  EXPECT_TRUE(Matches(lines[kBannerLines + 2], std::string(kPrefix) + "after")) << lines[kBannerLines + 2];
+  EXPECT_EQ(logState.ringCount, 0U);
+}
+
 // --- The ring
 
 // What waits, as plain text.
@@ -494,6 +542,14 @@ TEST(LogWriteText, IsNoFormatAndIsNotCut) {
   const std::string text = "100%s" + std::string(9000, 'x');
   Log_WriteText((text + "\ntwo\n").c_str());
   EXPECT_EQ(Texts(kLog), (Strings{text, "two"}));
+}
+
+TEST(LogWriteText, IsDroppedWithoutALog) {
+  EnterHost();
+  Log_WriteText("early\n");
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  Log("late\n");
+  EXPECT_EQ(Texts(kLog), Strings{"late"});
 }
 
 // --- Many writers

@@ -139,11 +139,17 @@ bool IsInFront(const PollCallback *one, const PollCallback *other) {
   return one->time != other->time ? one->time < other->time : one->order > other->order;
 }
 
-// The first of the queue as well, by way of the few that are alike.
+// The first of the queue as well. It looks along the queue and through those that are alike by turns, for
+// either may be the shorter way; those that are alike are never more than the queue has.
 PollCallback *FindAlike(const Wanted &wanted, int type) {
   PollCallback *found = nullptr;
+  PollCallback *queued = pollDefault.state->queues[type];
   for (PollCallback *record = *AlikeBucket(type, wanted.func, wanted.clientData); record != nullptr;
        record = record->alike) {
+    if (Matches(queued, wanted)) {
+      return queued;
+    }
+    queued = queued->next;
     if (Matches(record, wanted) && (found == nullptr || IsInFront(record, found))) {
       found = record;
     }

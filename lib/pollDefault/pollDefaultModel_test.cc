@@ -56,7 +56,7 @@ class Model : public PollHost {
     return std::any_of(registered_.begin(), registered_.end(), [=](const Registered &one) {
       return one.type == POLL_TYPE_DEVICE && one.fd == fd &&
              (one.flags & flags & (POLL_FLAG_READ | POLL_FLAG_WRITE)) != 0 &&
-             ((one.set.words[0] & set.words[0]) != 0);
+             (one.set.words[0] & set.words[0]) != 0;
     });
   }
 
@@ -247,17 +247,14 @@ TEST_F(Model, AgreesThroughThousandsOfChangesAndTurnsInAllClasses) {
   EXPECT_GT(fires, 10000U);
 }
 
-// Callbacks that add, remove and close at will: what fires was registered when its turn came.
+// Callbacks that add and remove at will.
 TEST_F(Model, StaysSoundWhenCallbacksChangeEverything) {
-  int depth = 0;
   for (Actor *actor : actors_) {
-    actor->act = [&] {
-      depth++;
+    actor->act = [this] {
       const int changes = Draw(3);
       for (int i = 0; i < changes; i++) {
         Draw(2) == 0 ? AddBlindly() : RemoveBlindly();
       }
-      depth--;
     };
   }
   size_t fires = 0;
@@ -271,7 +268,6 @@ TEST_F(Model, StaysSoundWhenCallbacksChangeEverything) {
     *world.clock += Draw(3000);
     Turn(static_cast<unsigned>(Draw(static_cast<int>(kPollClasses))));
     fires += FiredNames().size();
-    EXPECT_EQ(depth, 0);
     PollDefaultCheck();
     for (const PollCallback *queue : pollDefault.state->queues) {
       for (const PollCallback *record = queue; record != nullptr; record = record->next) {

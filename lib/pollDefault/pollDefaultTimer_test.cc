@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <climits>
+#include <ctime>
 #include <random>
 
 #include "allocations.h"
@@ -367,6 +368,28 @@ TEST_F(Timers, KeepTheOrderOfAPlainListThroughThousandsOfChanges) {
     }
   }
   EXPECT_GT(expected.size(), 0U);
+}
+
+// Neither many that are alike nor many of others in front make a removal slow.
+TEST_F(Timers, GoByTheTensOfThousandsInNoTime) {
+  constexpr int kCount = 30000;
+  Actor *alike = NewActor("alike");
+  std::vector<char> others(kCount);
+  const clock_t start = clock();
+  for (int i = 0; i < kCount; i++) {
+    Poll_AddTimer(Play, alike, 1000000 + i % 1000, false, nullptr);
+  }
+  for (int i = 0; i < kCount; i++) {
+    ASSERT_TRUE(Poll_RemoveTimer(Play, alike, false));
+  }
+  for (char &other : others) {
+    Poll_AddTimer(Play, &other, 1000000, false, nullptr);
+  }
+  for (char &other : others) {
+    ASSERT_TRUE(Poll_RemoveTimer(Play, &other, false));  // the last of the queue
+  }
+  EXPECT_EQ(CountFree(), kCount);
+  EXPECT_LT(clock() - start, 2 * CLOCKS_PER_SEC);
 }
 
 using TimersDeathTest = Timers;
