@@ -108,6 +108,12 @@ TEST(Err, FindsACopiedTextAndLogsThatItWasCopied) {
                  R"([0-9A-F]+, originally at [0-9A-F]+\.\n)")));
 }
 
+TEST(Err, FindsALongTextAlsoAfterAShorterOne) {
+  const std::string text = Err_Errno2String(ENOENT);
+  ASSERT_LT(strlen(Err_Errno2String(EIO)), text.size());
+  EXPECT_EQ(Err_String2ErrnoDebug(text.c_str()), ENOENT);
+}
+
 TEST(Err, HasNoLocalTexts) {
   EXPECT_EQ(Err_Errno2LocalString(ENOENT), nullptr);
 }

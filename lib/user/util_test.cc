@@ -36,6 +36,7 @@ TEST(DeriveFileName, ExchangesTheLastExtension) {
   EXPECT_EQ(Derive("/a.d/vm", nullptr, "img"), "/a.d/vm.img");
   EXPECT_EQ(Derive("vm.cfg", nullptr, "img"), "vm.img");
   EXPECT_EQ(Derive("./vm.cfg", nullptr, "img"), "vm.img");
+  EXPECT_EQ(Derive("/a/.hidden", nullptr, "img"), "/a/.img");
 }
 
 TEST(DeriveFileName, WarnsWithoutWhatItNeeds) {
