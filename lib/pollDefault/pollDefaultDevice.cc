@@ -17,17 +17,16 @@ uint16_t *FindPlace(unsigned eventClass, int fd) {
   return place;
 }
 
-PollDevice *AppendDevice(unsigned eventClass, int fd) {
+// Returns the new entry's place.
+uint16_t AppendDevice(unsigned eventClass, int fd) {
   PollClass *table = &pollDefault.state->classes[eventClass];
   if (table->count == kPollMaxDevices) {
     Warning("POLL: reached limit of %d events in class %d\n", table->count, static_cast<int>(eventClass));
   }
   ASSERT(table->count < kPollMaxDevices);
-  PollDevice *device = &table->devices[table->count++];
-  *FindPlace(eventClass, fd) = static_cast<uint16_t>(table->count);
-  pollDefault.state->places[eventClass].next[table->count - 1] = 0;
-  *device = {nullptr, nullptr, fd, 0};
-  return device;
+  table->devices[table->count] = {nullptr, nullptr, fd, 0};
+  pollDefault.state->places[eventClass].next[table->count] = 0;
+  return static_cast<uint16_t>(++table->count);
 }
 
 // The half of a descriptor that a record is for, and its event.
@@ -40,10 +39,11 @@ int DeviceEvent(const PollCallback *record) {
 }
 
 void AddToClass(PollCallback *record, unsigned eventClass) {
-  PollDevice *device = PollDefaultFindDevice(eventClass, record->info);
-  if (device == nullptr) {
-    device = AppendDevice(eventClass, record->info);
+  uint16_t *place = FindPlace(eventClass, record->info);
+  if (*place == 0) {
+    *place = AppendDevice(eventClass, record->info);
   }
+  PollDevice *device = &pollDefault.state->classes[eventClass].devices[*place - 1];
   PollCallback **half = DeviceHalf(device, record);
   ASSERT(*half == nullptr);
   *half = record;
