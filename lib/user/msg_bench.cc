@@ -6,7 +6,7 @@ void Render(MsgList *) {
   benchmark::DoNotOptimize(Msg_GetMessagesAndReset());
 }
 
-MESSAGE_BENCHMARKS(Pending, Msg_Append, Render)
+MESSAGE_BENCHMARKS(Pending, Msg_Append, Render);
 
 // As many messages as the size tells, as one text.
 void BM_Ours_Config_PendingList(benchmark::State &state) {

@@ -1,7 +1,7 @@
 // Benchmarks of messages: made and rendered in some way, beside a peer that prints the same text at once.
 //
 //   void Render(MsgList *message) { ... }
-//   MESSAGE_BENCHMARKS(Pending, Msg_Append, Render)
+//   MESSAGE_BENCHMARKS(Pending, Msg_Append, Render);
 #ifndef OST_TESTS_HOST_MESSAGEBENCH_H
 #define OST_TESTS_HOST_MESSAGEBENCH_H
 
@@ -68,26 +68,26 @@ inline std::string Text(const benchmark::State &state) {
   void BM_Peer_g_strdup_printf_Config_##subject(benchmark::State &state) {             \
     messagebench::Peer(state, [] { return g_strdup_printf(__VA_ARGS__); });            \
   }                                                                                    \
-  BENCHMARK(BM_Peer_g_strdup_printf_Config_##subject);
+  BENCHMARK(BM_Peer_g_strdup_printf_Config_##subject)
 
 // The messages that each way is measured with: plain, with a string, with several values, and with strings of
 // some sizes.
-#define MESSAGE_BENCHMARKS(subject, make, render)                                                       \
-  MESSAGE_BENCHMARK(subject##Plain, make, render, "The configuration was changed while it was read.\n") \
-  MESSAGE_BENCHMARK(subject##String, make, render, "Cannot open \"%s\".\n", messagebench::given.path)   \
-  MESSAGE_BENCHMARK(subject##Mixed, make, render,                                                       \
-                    "Cannot load module \"%s\" from \"%s\": status %d, %ld bytes.\n",                   \
-                    messagebench::given.name, messagebench::given.path, messagebench::given.status,     \
-                    messagebench::given.size)                                                           \
-  void BM_Ours_Config_##subject##Sized(benchmark::State &state) {                                       \
-    const std::string text = messagebench::Text(state);                                                 \
-    messagebench::Ours(state, [&text] { render(make(MSGID(bench.message) "<%s>\n", text.c_str())); });  \
-  }                                                                                                     \
-  BENCHMARK(BM_Ours_Config_##subject##Sized)->Arg(16)->Arg(512)->Arg(65536);                            \
-  void BM_Peer_g_strdup_printf_Config_##subject##Sized(benchmark::State &state) {                       \
-    const std::string text = messagebench::Text(state);                                                 \
-    messagebench::Peer(state, [&text] { return g_strdup_printf("<%s>\n", text.c_str()); });             \
-  }                                                                                                     \
-  BENCHMARK(BM_Peer_g_strdup_printf_Config_##subject##Sized)->Arg(16)->Arg(512)->Arg(65536);
+#define MESSAGE_BENCHMARKS(subject, make, render)                                                        \
+  MESSAGE_BENCHMARK(subject##Plain, make, render, "The configuration was changed while it was read.\n"); \
+  MESSAGE_BENCHMARK(subject##String, make, render, "Cannot open \"%s\".\n", messagebench::given.path);   \
+  MESSAGE_BENCHMARK(subject##Mixed, make, render,                                                        \
+                    "Cannot load module \"%s\" from \"%s\": status %d, %ld bytes.\n",                    \
+                    messagebench::given.name, messagebench::given.path, messagebench::given.status,      \
+                    messagebench::given.size);                                                           \
+  void BM_Ours_Config_##subject##Sized(benchmark::State &state) {                                        \
+    const std::string text = messagebench::Text(state);                                                  \
+    messagebench::Ours(state, [&text] { render(make(MSGID(bench.message) "<%s>\n", text.c_str())); });   \
+  }                                                                                                      \
+  BENCHMARK(BM_Ours_Config_##subject##Sized)->Arg(16)->Arg(512)->Arg(65536);                             \
+  void BM_Peer_g_strdup_printf_Config_##subject##Sized(benchmark::State &state) {                        \
+    const std::string text = messagebench::Text(state);                                                  \
+    messagebench::Peer(state, [&text] { return g_strdup_printf("<%s>\n", text.c_str()); });              \
+  }                                                                                                      \
+  BENCHMARK(BM_Peer_g_strdup_printf_Config_##subject##Sized)->Arg(16)->Arg(512)->Arg(65536)
 
 #endif
