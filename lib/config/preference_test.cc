@@ -33,7 +33,16 @@ using testing::HasSubstr;
 
 constexpr char kAssert[] = "ASSERT lib/config/preference.cc:[0-9]+\n";
 
-class Preference : public preferencetest::SettingsHost {};
+class Preference : public preferencetest::SettingsHost {
+ protected:
+  // Nothing of this start reaches the user.
+  static void StartUnheard() {
+    testing::internal::CaptureStderr();
+    Start();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_FALSE(Msg_Present());
+  }
+};
 
 // What stands in the log for a file that can't be read.
 std::string NoFile(const std::string &path) {
@@ -43,10 +52,7 @@ std::string NoFile(const std::string &path) {
 // ---- The layers
 
 TEST_F(Preference, WithoutFilesGivesDefaultsAndLogsEachFile) {
-  testing::internal::CaptureStderr();
-  Start();
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-  EXPECT_FALSE(Msg_Present());
+  StartUnheard();
   EXPECT_EQ(LoggedLines("PREF"), NoFile(kHostDefaults) + NoFile(kSettings) + NoFile(kSiteDefaults) +
                                      NoFile(kUserDefaults) + "PREF Failed to load user preferences.\n");
   EXPECT_TRUE(Preference_GetBool(true, "bool"));
@@ -223,10 +229,7 @@ TEST_F(Preference, UserWithoutAHomeHasNoFiles) {
 TEST_F(Preference, FileWithASyntaxErrorCountsAsMissingButKeepsWhatCameBefore) {
   WriteFile(kSettings, "a = settings\nb = x y\nc = settings\n");
   WriteFile(kSiteDefaults, "a = site\nb = site\nc = site\n");
-  testing::internal::CaptureStderr();
-  Start();
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-  EXPECT_FALSE(Msg_Present());
+  StartUnheard();
   const std::string log = Logged();
   EXPECT_THAT(log,
               HasSubstr("[msg.dictionary.read.syntaxError] File \"/usr/lib/ostrel/settings\" line 2: Syntax "
@@ -239,10 +242,7 @@ TEST_F(Preference, FileWithASyntaxErrorCountsAsMissingButKeepsWhatCameBefore) {
 
 TEST_F(Preference, UserPreferencesWithASyntaxErrorKeepWhatCameBefore) {
   WriteFile(kUserPreferences, "a = preferences\n?\nb = preferences\n");
-  testing::internal::CaptureStderr();
-  Start();
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-  EXPECT_FALSE(Msg_Present());
+  StartUnheard();
   const std::string log = Logged();
   EXPECT_THAT(log,
               HasSubstr("[msg.dictionary.read.syntaxError] File \"/home/person/.ostrel/preferences\" line 2: "
@@ -277,10 +277,7 @@ TEST_F(Preference, FileWithANameTwiceKeepsTheFirstValueAndAllOthers) {
   WriteFile(kSettings, "a = first\nA = second\nb = settings\n");
   WriteFile(kUserPreferences, "c = first\nc = second\nd = preferences\n");
   WriteFile(kSiteDefaults, "a = site\nb = site\n");
-  testing::internal::CaptureStderr();
-  Start();
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-  EXPECT_FALSE(Msg_Present());
+  StartUnheard();
   const std::string log = Logged();
   EXPECT_THAT(log,
               HasSubstr("File \"/usr/lib/ostrel/settings\" line 2: Variable \"A\" is already defined.\n"));
