@@ -70,6 +70,17 @@ void ExpectHeld() {
   EXPECT_EQ(Names(kLockDir), before);
 }
 
+// How many members stand at the lock when nobody is choosing.
+size_t Members() {
+  const auto names = Names(kLockDir);
+  const bool choosing = !names.empty() && names[0][0] != 'M';
+  return choosing ? 0 : names.size();
+}
+
+void AwaitMembers(size_t count) {
+  Await([count] { return Members() == count; });
+}
+
 mode_t ModeOf(const std::string &path) {
   struct stat data;
   EXPECT_EQ(stat(path.c_str(), &data), 0) << path;
@@ -211,7 +222,7 @@ TEST_F(FileLock, TimeLimitEndsTheWaitForAnotherMachine) {
 TEST_F(FileLock, LaterTicketWaitsUntilTheFormerIsGone) {
   void *token = Lock();
   const pid_t waiter = Child([] { return Lock(true, FILELOCK_INFINITE_WAIT) == nullptr; });
-  Await([] { return Names(kLockDir).size() == 2; });
+  AwaitMembers(2);
   int status = 0;
   EXPECT_EQ(waitpid(waiter, &status, WNOHANG), 0);
   EXPECT_EQ(FileLock_Unlock(kFile, token), 0);
@@ -221,7 +232,7 @@ TEST_F(FileLock, LaterTicketWaitsUntilTheFormerIsGone) {
 TEST_F(FileLock, WaiterIsNotFooledByALaterMemberOfTheFormersName) {
   WriteMember(kLockDir, "M00001.lck", LocalLine(getppid(), "1 X"));
   const pid_t waiter = Child([] { return Lock(false, 5000) == nullptr; });
-  Await([] { return Names(kLockDir).size() == 2 && Names(kLockDir)[0][0] == 'M'; });
+  AwaitMembers(2);
   // The former is gone, and before anybody looked its number came up again.
   WriteMember("/t", "later", LocalLine(getppid(), "3 X"));
   fs::rename("/t/later", std::string(kLockDir) + "/M00001.lck");
@@ -234,19 +245,11 @@ TEST_F(FileLock, WaiterStandsInTheLineAsAHolderDoes) {
     void *token = Lock(false, FILELOCK_INFINITE_WAIT);
     return token == nullptr ? 1 : FileLock_Unlock(kFile, token);
   });
-  Await([] { return Names(kLockDir).size() == 2; });
-  Await([] { return fs::exists(kLockDir) && Names(kLockDir)[0][0] == 'M'; });
+  AwaitMembers(2);
   EXPECT_EQ(Lock(true), nullptr);
   reader.Kill();
   EXPECT_EQ(StatusOf(writer), 0);
   ExpectFree();
-}
-
-// How many members stand at the lock when nobody is choosing.
-size_t Members() {
-  const auto names = Names(kLockDir);
-  const bool choosing = !names.empty() && names[0][0] != 'M';
-  return choosing ? 0 : names.size();
 }
 
 TEST_F(FileLock, NobodyIsOvertaken) {
@@ -260,7 +263,7 @@ TEST_F(FileLock, NobodyIsOvertaken) {
       testhost::WriteFile(kFile, testhost::ReadFile(kFile) + std::to_string(number));
       return FileLock_Unlock(kFile, mine);
     }));
-    Await([number] { return Members() == number + 2; });
+    AwaitMembers(number + 2);
   }
   FileLock_Unlock(kFile, token);
   for (const pid_t contender : contenders) {
@@ -353,7 +356,7 @@ TEST_F(FileLock, HolderKilledDuringAWaitMakesWay) {
   const auto names = Names(kLockDir);
   std::thread killer([&holder] {
     // A member beside the holder's and nothing else: the other one waits.
-    Await([] { return Names(kLockDir).size() == 2 && Names(kLockDir)[0][0] == 'M'; });
+    AwaitMembers(2);
     std::this_thread::sleep_for(std::chrono::milliseconds(150));
     holder.Kill();
   });
@@ -396,8 +399,10 @@ TEST_F(FileLock, MembersAreNotLookedAtWhileSomebodyChooses) {
 void *LockBesideAnEqualTicket(const std::string &name) {
   fs::create_directories("/t/file.lck/D00007.lck");
   std::thread chooser([&name] {
-    const auto names = [] { return Names(kLockDir); };
-    Await([&names] { return names().size() == 2 && names()[1][0] == 'M'; });
+    Await([] {
+      const auto names = Names(kLockDir);
+      return names.size() == 2 && names[1][0] == 'M';
+    });
     WriteMember(kLockDir, name, RemoteLine("1 X [ lc=1"));
     fs::remove("/t/file.lck/D00007.lck");
   });
