@@ -3,6 +3,10 @@
 
 title="Ostrel Kernel Module Updater"
 launcher=
+exec {silence}<> <(:)  # a pipe that nothing is ever written to
+
+# pause SECONDS: as sleep does, but without a process, whose start alone takes an emulated processor longer.
+pause() { read -rt "$1" -u "$silence" || true; }
 
 # wait_for SECONDS COMMAND...: until COMMAND succeeds; fails when the time is over.
 wait_for() {
@@ -10,7 +14,7 @@ wait_for() {
   shift
   until "$@" >/dev/null 2>&1; do
     [ "$SECONDS" -lt "$deadline" ] || return 1
-    sleep 0.1
+    pause 0.1
   done
 }
 
@@ -33,7 +37,7 @@ start_launcher() {
   home=$(getent passwd "$1" | cut -d: -f6)
   setsid --wait setpriv --reuid "$1" --regid "$1" --init-groups \
     env -i HOME="$home" PATH="$PATH" DISPLAY="$DISPLAY" LANG=C.UTF-8 \
-    ostrel-demo </dev/null >"$2" 2>&1 &
+    ostrel-demo </dev/null >"$2" 2>&1 {silence}<&- &
   launcher=$!
 }
 
