@@ -22,11 +22,11 @@ start_display() {
   # An index made before the product's icons came hides them.
   rm -f /usr/share/icons/hicolor/icon-theme.cache
   Xvfb -displayfd 3 -screen 0 800x600x24 -nolisten tcp -ac 3>"$facts/display" 2>"$facts/xvfb.log" &
-  wait_for 30 test -s "$facts/display" || fail "no display"
+  wait_for 120 test -s "$facts/display" || fail "no display"
   DISPLAY=:$(cat "$facts/display")
   export DISPLAY
   openbox >/dev/null 2>&1 &
-  wait_for 30 wmctrl -m || fail "no window manager"
+  wait_for 120 wmctrl -m || fail "no window manager"
 }
 
 window() { xdotool search --onlyvisible --name "^${1:-$title}\$"; }
