@@ -95,6 +95,10 @@ TEST_F(Registrations, AreRemovedByFunctionFromTheFront) {
   EXPECT_TRUE(remove(0, Play));
   EXPECT_EQ(data, one);
   EXPECT_FALSE(remove(0, Play));
+  EXPECT_EQ(data, one);
+  Poll_AddCallback(Classes({0}), 0, Play, nullptr, POLL_TYPE_MAIN_LOOP, 0, nullptr);
+  EXPECT_TRUE(remove(0, Play));
+  EXPECT_EQ(data, nullptr);
 }
 
 TEST_F(Registrations, ThatAreAlikeAreRemovedFromTheLastAdded) {
@@ -126,6 +130,20 @@ TEST_F(Registrations, UseFreeRecordsAgain) {
   EXPECT_EQ(record->time, 0);
   EXPECT_EQ(record->info, fd);
   EXPECT_EQ(pollDefault.state->freeList, nullptr);
+}
+
+TEST_F(Registrations, UseAllFreeRecordsAgain) {
+  Actor *actor = NewActor("actor");
+  const auto add = [=] {
+    for (int i = 0; i < 3; i++) {
+      Poll_AddTimer(Play, actor, 1000, true, nullptr);
+    }
+  };
+  add();
+  while (Poll_RemoveTimer(Play, actor, true)) {
+  }
+  EXPECT_EQ(CountFree(), 3);
+  EXPECT_EQ(testhost::CountAllocations(add), 0U);
 }
 
 TEST_F(Registrations, OfADeviceEnterTheTablesOfItsClasses) {
@@ -315,6 +333,28 @@ TEST_F(Life, KeepsTheOptionsForTheNextStart) {
   Poll_Exit();
   Poll_InitOptions({});
   EXPECT_EQ(pollDefault.state->lock, nullptr);
+}
+
+TEST_F(Life, HasALockByTheFirstOfTheTwoFlags) {
+  Poll_Exit();
+  Poll_InitOptions({.locked = true, .reserved = false, .wrapper = nullptr, .wrapperData = nullptr});
+  EXPECT_NE(pollDefault.state->lock, nullptr);
+  Poll_Exit();
+  Poll_InitOptions({.locked = false, .reserved = true, .wrapper = nullptr, .wrapperData = nullptr});
+  EXPECT_EQ(pollDefault.state->lock, nullptr);
+}
+
+TEST_F(Life, TakesTheLocksDescriptorWithIt) {
+  Poll_Exit();
+  const int next = dup(0);
+  close(next);
+  Poll_InitLocked();
+  const int behindTheLock = dup(0);
+  EXPECT_GT(behindTheLock, next);
+  close(behindTheLock);
+  Poll_Exit();
+  EXPECT_EQ(dup(0), next);
+  close(next);
 }
 
 TEST_F(Life, WithALockCallbacksRunWithoutIt) {
@@ -542,6 +582,9 @@ TEST_F(LifeDeathTest, WorkWithoutTheLockPanics) {
   PollCallback *device = FirstDevice();
   PollCallback *timer = pollDefault.state->queues[POLL_TYPE_TIMER];
   EXPECT_EXIT(PollDefaultUnlock(), kPanics, AssertIn("pollDefault"));
+  pollDefault.state->owner = 1;
+  EXPECT_EXIT(PollDefaultLock(), kPanics, AssertIn("pollDefault"));
+  pollDefault.state->owner = 0;
   EXPECT_EXIT(PollDefaultHold(timer), kPanics, AssertIn("pollDefault"));
   EXPECT_EXIT(PollDefaultDrop(timer), kPanics, AssertIn("pollDefault"));
   EXPECT_EXIT(PollDefaultDequeue(timer, POLL_TYPE_TIMER), kPanics, AssertIn("pollDefault"));
@@ -727,8 +770,10 @@ TEST_F(RemovalDeathTest, PanicsWhenTheRecordIsNotOnTheQueue) {
 TEST_F(RemovalDeathTest, PanicsWhenTheLastReferenceGoesFromTheQueue) {
   EXPECT_EXIT(PollDefaultDrop(reader_), kPanics, AssertIn("pollDefault"));
   reader_->count = 0;
-  EXPECT_EXIT(PollDefaultDrop(reader_), kPanics, AssertIn("pollDefault"));
   EXPECT_EXIT(PollDefaultHold(reader_), kPanics, AssertIn("pollDefault"));
+  reader_->onQueue = false;  // so that nothing else tells
+  EXPECT_EXIT(PollDefaultDrop(reader_), kPanics, AssertIn("pollDefault"));
+  reader_->onQueue = true;
   reader_->count = 1;
 }
 
