@@ -211,18 +211,18 @@ TEST_F(Registrations, ThatGoLeaveTheirEntryToTheLast) {
   EXPECT_EQ(Table(0).count, 0);
 }
 
-// They are looked for in one chain.
+// Those far apart are looked for in one chain, the one beside them isn't.
 TEST_F(Registrations, OfDescriptorsFarApartAreFoundWhicheverGo) {
   rlimit limit = {8192, 8192};
   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
-  const int near = Pipe()[0];
+  const auto [near, beside] = Pipe();
   const int step = static_cast<int>(kPollPlaces);
-  std::map<int, Actor *> actors = {{near, NewActor("near")}};
-  for (const int fd : {near + step, near + 2 * step}) {
+  std::map<int, Actor *> actors = {{near, NewActor("near")}, {beside, NewActor("beside")}};
+  for (const int fd : {near + step, near + 4 * step}) {
     ASSERT_EQ(fcntl(near, F_DUPFD_CLOEXEC, fd), fd);
     actors[fd] = NewActor("far");
   }
-  std::vector<int> order = {near, near + step, near + 2 * step};
+  std::vector<int> order = {near, beside, near + step, near + 4 * step};
   do {
     for (const auto &[fd, actor] : actors) {
       Add(Classes({0, 1}), kRead, actor, fd);
@@ -242,7 +242,7 @@ TEST_F(Registrations, OfDescriptorsFarApartAreFoundWhicheverGo) {
     }
   } while (std::next_permutation(order.begin(), order.end()));
   close(near + step);
-  close(near + 2 * step);
+  close(near + 4 * step);
 }
 
 TEST_F(Registrations, CanBeRemovedWhenTheirDescriptorIsClosed) {
@@ -576,8 +576,8 @@ TEST_F(LifeDeathTest, AnExitChecksTheCountsOfItsRecords) {
 TEST_F(LifeDeathTest, WorkWithoutTheLockPanics) {
   Poll_Exit();
   Poll_InitLocked();
-  const int fd = Pipe()[0];
-  Poll_AddDevice(Play, nullptr, fd, true);
+  const auto ends = Pipe();
+  Poll_AddDevice(Play, nullptr, ends[0], true);
   Poll_AddTimer(Play, nullptr, 1000, true, nullptr);
   PollCallback *device = FirstDevice();
   PollCallback *timer = pollDefault.state->queues[POLL_TYPE_TIMER];
@@ -589,8 +589,11 @@ TEST_F(LifeDeathTest, WorkWithoutTheLockPanics) {
   EXPECT_EXIT(PollDefaultDrop(timer), kPanics, AssertIn("pollDefault"));
   EXPECT_EXIT(PollDefaultDequeue(timer, POLL_TYPE_TIMER), kPanics, AssertIn("pollDefault"));
   EXPECT_EXIT(PollDefaultUnlinkTimer(timer), kPanics, AssertIn("pollDefault"));
-  EXPECT_EXIT(PollDefaultLinkTimer(timer), kPanics, AssertIn("pollDefault"));
-  EXPECT_EXIT(PollDefaultAddDevice(device), kPanics, AssertIn("pollDefaultDevice"));
+  PollCallback *queue = nullptr;
+  EXPECT_EXIT(PollDefaultLink(timer, &queue), kPanics, AssertIn("pollDefault"));
+  PollCallback other = *device;
+  other.info = ends[1];
+  EXPECT_EXIT(PollDefaultAddDevice(&other), kPanics, AssertIn("pollDefaultDevice"));
   EXPECT_EXIT(PollDefaultRemoveDevice(device), kPanics, AssertIn("pollDefaultDevice"));
 }
 
@@ -633,7 +636,10 @@ TEST_F(SelfCheckDeathTest, CatchesARecordWithoutReferences) {
 }
 
 TEST_F(SelfCheckDeathTest, CatchesARecordThatIsNotOnTheQueue) {
-  // Not in a table either, so that nothing else tells.
+  // Nor in the main class's table, so that nothing else tells.
+  WithClasses(reader_, {0}, PollDefaultRemoveDevice);
+  reader_->classSet = Classes({2});
+  PollDefaultCheck();
   reader_->onQueue = false;
   ExpectCaught();
   reader_->onQueue = true;
