@@ -135,6 +135,26 @@ TEST(ExpandString, RefusesMoreThan100Chunks) {
       std::string::npos);
 }
 
+TEST(ExpandString, TakesAHundredMegabytes) {
+  testhost::Host host;
+  host.Enter();
+  ASSERT_TRUE(Log_Init(nullptr, "setup.log.filename", "setup"));
+  std::string text;
+  text.append(100'000'000, 'x');
+  setenv("A", "one", 1);
+  EXPECT_EQ(Expand(text), text);
+  EXPECT_EQ(Expand("$A/" + text), "one/" + text);
+  EXPECT_EQ(Expand("~" + text + "/y"), "~" + text + "/y");  // nobody has that name
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(Expand("$" + text + "/y"), "/y");
+  EXPECT_TRUE(testing::internal::GetCapturedStderr().starts_with("Environment variable 'xxx"));
+}
+
+TEST(ExpandString, TakesAnyBytes) {
+  setenv("A", "one", 1);
+  EXPECT_EQ(Expand("\r$A\r\n\xFF\xC3$A\x01"), "\rone\r\n\xFF\xC3one\x01");
+}
+
 TEST(ExpandStringDeathTest, TakesNoNull) {
   EXPECT_EXIT(Util_ExpandString(nullptr), testing::ExitedWithCode(255),
               testhost::Panics("^ASSERT lib/user/utilExpand.cc:[0-9]+\n$"));
