@@ -26,11 +26,12 @@ struct Line {
 };
 
 // What the C library makes of UTF-8 text in an encoding, or nothing.
-std::optional<std::string> Encode(const char *encoding, std::string text) {
+std::optional<std::string> Encode(const char *encoding, const std::string &text) {
   const iconv_t converter = iconv_open(encoding, "UTF-8");
   EXPECT_NE(converter, iconv_t(-1)) << encoding;
   std::string bytes(100 + 8 * text.size(), '\0');
-  char *from = text.data();
+  std::string copy = text;
+  char *from = copy.data();
   char *to = bytes.data();
   size_t fromLeft = text.size();
   size_t toLeft = bytes.size();
