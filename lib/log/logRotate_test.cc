@@ -1,6 +1,7 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -292,6 +293,16 @@ TEST(LogRotate, KeepsTheDescriptorAndOpensNoOther) {
   LogHundred(111, 'a');
   EXPECT_EQ(logState.fd, fd);
   EXPECT_EQ(testhost::NextDescriptor(), next);
+}
+
+TEST(LogRotate, ADeviceKeepsItsName) {
+  EnterHost();
+  ASSERT_EQ(mknod("/tmp/logs/null", S_IFCHR | 0600, makedev(1, 3)), 0);
+  ASSERT_TRUE(Log_Init("/tmp/logs/null", nullptr, "setup"));
+  Log_SetConfig(true, false, 3, 1000, false);
+  LogHundred(12, 'a');
+  EXPECT_EQ(Names(), Strings{"null"});
+  EXPECT_EQ(logState.fileSize, 100U);
 }
 
 TEST(LogRotate, BringsBackADescriptorThatWasClosed) {
