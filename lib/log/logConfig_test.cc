@@ -12,6 +12,7 @@
 #include "panics.h"
 #include "productState.h"
 #include "systemCalls.h"
+#include "vthread.h"
 
 namespace {
 
@@ -213,6 +214,20 @@ TEST(LogInitForApp, NamesTheProgramInTheBanner) {
   EXPECT_TRUE(Matches(Lines(kLog).at(0), std::string(kPrefix) +
                                              "Log for Other Program pid=" + std::to_string(getpid()) +
                                              " version=9.8 build=build-[0-9]{5} option=BETA"));
+}
+
+TEST(LogInitForApp, NamesThatAreTooLongLeaveTheBannerWhole) {
+  EnterHost();
+  const std::string name(255, 'n');
+  const std::string version(255, 'v');
+  ASSERT_TRUE(Log_InitForApp(kLog, nullptr, "setup", (name + "more").c_str(), (version + "more").c_str()));
+  VThread_Init(-1, std::string(31, 't').c_str());
+  Log("text\n");
+  const Strings lines = Lines(kLog);
+  ASSERT_EQ(lines.size(), kBannerLines + 1);
+  EXPECT_NE(lines[0].find("| Log for " + name + " pid="), std::string::npos) << lines[0];
+  EXPECT_NE(lines[0].find(" version=" + version + " build="), std::string::npos) << lines[0];
+  EXPECT_TRUE(lines[2].ends_with("| Host codepage=UTF-8 encoding=UTF-8")) << lines[2];
 }
 
 TEST(LogInit, AFailedStartCanBeTriedAgain) {

@@ -2,6 +2,8 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <pthread.h>
+#include <sys/mman.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -10,11 +12,13 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
+#include <mutex>
 #include <random>
 #include <string>
 #include <thread>
@@ -299,6 +303,73 @@ TEST(LogFork, AChildWritesToTheSameFile) {
   EXPECT_EQ(Texts(), (Strings{"parent before", "child", "parent after"}));
 }
 
+// Forks while another thread runs `log` over and over, and lets each child log too.
+void ForkBeside(void (*log)()) {
+  constexpr int kForks = 50;
+  log();  // writes the banner, which a child would write too
+  std::atomic<bool> done = false;
+  std::thread thread([&] {
+    while (!done) {
+      log();
+    }
+  });
+  int failed = 0;
+  for (int i = 0; i < kForks && failed == 0; i++) {
+    const pid_t child = fork();
+    if (child == 0) {
+      alarm(10);
+      Log("child\n");
+      _exit(0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    failed = status;
+  }
+  done = true;
+  thread.join();
+  EXPECT_EQ(failed, 0);
+  const Strings texts = Texts(kLog);
+  EXPECT_EQ(std::count(texts.begin(), texts.end(), "child"), kForks);
+  EXPECT_EQ(std::count(texts.begin(), texts.end(), "thread"), texts.size() - kForks);
+}
+
+TEST(LogFork, AChildMayLogWhateverOtherThreadsDid) {
+  EnterHost();
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  ForkBeside([] { Log("thread\n"); });
+}
+
+std::mutex guard;
+
+TEST(LogFork, AThreadMayLogUnderAGuardThatForksWaitFor) {
+  EnterHost();
+  const auto leave = [] { guard.unlock(); };
+  ASSERT_EQ(pthread_atfork([] { guard.lock(); }, leave, leave), 0);
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  alarm(60);  // for a fork that waits for ever
+  ForkBeside([] {
+    const std::lock_guard locked(guard);
+    Log("thread\n");
+  });
+}
+
+int forkLocks;
+int forkUnlocks;
+
+TEST(LogFork, WaitsForALockFunctionToo) {
+  EnterHost();
+  Log_SetLockFunc([](bool lock) { (lock ? forkLocks : forkUnlocks)++; });
+  const pid_t child = fork();
+  if (child == 0) {
+    _exit(forkLocks == 1 && forkUnlocks == 1 ? 0 : 1);
+  }
+  int status = -1;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(forkLocks, 1);
+  EXPECT_EQ(forkUnlocks, 1);
+}
+
 TEST(LogFork, LinesOfManyProcessesStayWhole) {
   EnterHost();
   StartLog();
@@ -445,6 +516,65 @@ TEST(LogSignal, AHandlerMayLogWhileALineIsWritten) {
   EXPECT_TRUE(lines[kBannerLines + 1].ends_with(": app| inside")) << lines[kBannerLines + 1];
   EXPECT_TRUE(Matches(lines[kBannerLines + 2], std::string(kPrefix) + "after")) << lines[kBannerLines + 2];
   EXPECT_EQ(logState.ringCount, 0U);
+}
+
+// A ring that can be touched by nobody until a handler lets it.
+constexpr size_t kRingSize = 32768;
+int touches;
+
+void CloseRing() {
+  ASSERT_EQ(mprotect(logState.ringStart, kRingSize, PROT_NONE), 0);
+}
+
+void OpenRingAndLog(int /*signal*/) {
+  touches++;
+  mprotect(logState.ringStart, kRingSize, PROT_READ | PROT_WRITE);
+  Log("inside\n");
+}
+
+// Enters a host whose log has no file yet, and such a ring.
+void EnterHostWithRing() {
+  EnterHost();
+  ASSERT_TRUE(Log_Init(nullptr, nullptr, "setup"));
+  void *const ring = mmap(nullptr, kRingSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(ring, MAP_FAILED);
+  logState.ringStart = static_cast<char *>(ring);
+  struct sigaction action {};
+  action.sa_handler = OpenRingAndLog;
+  ASSERT_EQ(sigaction(SIGSEGV, &action, nullptr), 0);
+}
+
+TEST(LogSignal, AHandlerLeavesARingAloneThatIsBeingFilled) {
+  EnterHostWithRing();
+  Log("early\n");
+  ASSERT_TRUE(Log_SetFile(kLog, nullptr, true));
+  CloseRing();
+  Log("late\n");
+  EXPECT_EQ(touches, 1);
+  Log("after\n");
+  EXPECT_EQ(Texts(kLog), (Strings{"early", "late", "after"}));
+  EXPECT_EQ(logState.ringCount, 0U);
+}
+
+TEST(LogSignal, AHandlerLeavesARingAloneThatDropsALine) {
+  EnterHostWithRing();
+  int line = 0;
+  for (; logState.ringCount < kRingSize - 100; line++) {
+    Log("line %d %s\n", line, std::string(static_cast<size_t>(line % 50), 'x').c_str());
+  }
+  CloseRing();
+  Log("%s\n", std::string(1000, 'y').c_str());
+  EXPECT_EQ(touches, 1);
+  ASSERT_TRUE(Log_SetFile(kLog, nullptr, true));
+  Log("after\n");
+  const Strings texts = Texts(kLog);
+  ASSERT_GT(texts.size(), 100U);
+  int number = line;
+  for (size_t i = texts.size() - 2; i-- > 0;) {
+    number--;
+    EXPECT_EQ(texts[i],
+              "line " + std::to_string(number) + " " + std::string(static_cast<size_t>(number % 50), 'x'));
+  }
 }
 
 // --- The ring
