@@ -160,6 +160,14 @@ TEST(LogSetFile, NamesAFileInTheLogsOwnDirectoryByTheSuffix) {
   EXPECT_EQ(Log_GetDir(), nullptr);
 }
 
+TEST(LogSetFile, TakesTheLogsOwnDirectoryWithoutAKeyToo) {
+  EnterHost();
+  Log_SetDir(kDirectory);
+  ASSERT_TRUE(Log_Init(nullptr, nullptr, "setup"));
+  ASSERT_TRUE(Log_SetFile(nullptr, nullptr, true));
+  EXPECT_STREQ(Log_GetFileName(), "/tmp/logs/ostrel-setup.log");
+}
+
 TEST(LogSetFile, TellsTheAddressesOfPagesTheName) {
   EnterHost();
   StartAt(kLog);
@@ -446,6 +454,23 @@ TEST(LogSetFile, OneFileOnAFullDiskIsLeftAlone) {
   ASSERT_EQ(link(kFar, "/tmp/far/other.log"), 0);
   ASSERT_TRUE(Log_SetFile("/tmp/far/other.log", nullptr, true));
   EXPECT_EQ(testhost::ReadFile("/tmp/far/other.log"), before);
+}
+
+TEST(LogSetFile, TwoFilesOfOneSizeAreTwoOnAFullDiskToo) {
+  EnterHost("log.append = TRUE\n");
+  MountFar("size=64k");
+  ASSERT_TRUE(Log_Init(kFar, nullptr, "setup"));
+  Log("%s\n", std::string(4000, 'x').c_str());
+  testhost::WriteFile("/tmp/far/other.log", std::string(4096, 'o'));
+  testhost::Run("cat /dev/zero > /tmp/far/filler");
+  while (write(logState.fd, "y", 1) == 1) {
+  }
+  ASSERT_EQ(ftruncate(logState.fd, 4096), 0);
+  // The page that the disk has left again.
+  testhost::Run("cat /dev/zero > /tmp/far/filling");
+  EXPECT_FALSE(Log_SetFile("/tmp/far/other.log", nullptr, true));
+  EXPECT_EQ(TakeMessages().at(0), "msg.log.copyWriteFailed");
+  EXPECT_STREQ(Log_GetFileName(), kFar);
 }
 
 TEST(LogSetFile, TwoFilesOfOneSizeAreTwo) {

@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -322,6 +323,7 @@ TEST(LogRotate, AFileThatALogLeftOpenGoesOn) {
   ASSERT_TRUE(Log_Init(kOld, nullptr, "setup"));
   LogHundred(1, 'a');
   Log_Exit();
+  EXPECT_EQ(logState.rotateSize, 0U);
   ASSERT_TRUE(Log_Init(nullptr, nullptr, "setup"));
   LogHundred(11, 'b');
   EXPECT_EQ(Names(), Strings{"a.log"});
@@ -334,8 +336,10 @@ TEST(LogRotate, ALostFileEndsTheLoggingToFiles) {
   LogHundred(10, 'a');
   ASSERT_EQ(link(kOld, "/tmp/linked.log"), 0);
   fs::remove_all(kDirectory);
+  const int fd = logState.fd;
   LogHundred(1, 'b');
   EXPECT_EQ(logState.fd, -1);
+  EXPECT_EQ(fcntl(fd, F_GETFD), -1);
   EXPECT_EQ(TakeMessages(),
             (Strings{"msg.log.openFailed", "msg.log.switchFailed",
                      "Cannot open or create the log file '/tmp/logs/a.log': No such file or directory\n" +

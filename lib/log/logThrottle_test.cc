@@ -283,6 +283,16 @@ TEST(GuestLog, CountsInBothLimits) {
   EXPECT_EQ(Texts(), (Strings{"", "<<< Guest Log Throttled >>>", "123456789", "", "<<< Log Throttled >>>"}));
 }
 
+TEST(GuestLog, ItsOwnLimitComesFirst) {
+  EnterHost(
+      "log.guestNoLogAfterThreshold = TRUE\nlog.guestThrottleThreshold = 10\n"
+      "log.noLogAfterThreshold = TRUE\nlog.throttleThreshold = 10\n");
+  Log_InitGuestThrottle();
+  StartLog();
+  GuestLog("123456789\n");
+  EXPECT_EQ(Texts(), (Strings{"", "<<< Guest Log Throttled >>>", "", "<<< Log Throttled >>>"}));
+}
+
 TEST(GuestLog, AFileThatItsNoticeLosesIsTriedOnce) {
   EnterHost(
       "log.guestNoLogAfterThreshold = TRUE\nlog.guestThrottleThreshold = 10\n"

@@ -1,5 +1,6 @@
 #include "log.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <pthread.h>
@@ -7,6 +8,7 @@
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -19,6 +21,7 @@
 #include <ctime>
 #include <filesystem>
 #include <mutex>
+#include <optional>
 #include <random>
 #include <string>
 #include <thread>
@@ -29,6 +32,33 @@
 #include "logTestInt.h"
 #include "panicUser.h"
 #include "vthread.h"
+
+namespace {
+
+// What the clock shows; nothing for the real time.
+std::optional<timeval> clockShows;
+// How a locale writes each time.
+std::string timeInWords;
+
+}  // namespace
+
+// Stand-ins for the C library's.
+extern "C" size_t strftime(char *text, size_t size, const char *format, const struct tm *time) noexcept {
+  static const auto real = reinterpret_cast<size_t (*)(char *, size_t, const char *, const struct tm *)>(
+      dlsym(RTLD_NEXT, "strftime"));
+  if (timeInWords.empty()) {
+    return real(text, size, format, time);
+  }
+  text[timeInWords.copy(text, size - 1)] = '\0';
+  return timeInWords.size();
+}
+
+extern "C" int gettimeofday(struct timeval *now, void * /*zone*/) noexcept {
+  struct timespec real {};
+  clock_gettime(CLOCK_REALTIME, &real);
+  *now = clockShows.value_or(timeval{real.tv_sec, real.tv_nsec / 1000});
+  return 0;
+}
 
 namespace {
 
@@ -453,6 +483,49 @@ TEST(LogPrefix, NamesTheThread) {
   EXPECT_TRUE(Lines(kLog).back().ends_with(": " + own + "| text")) << Lines(kLog).back();
 }
 
+TEST(LogPrefix, TellsWholeMilliseconds) {
+  EnterHost();
+  setenv("TZ", "UTC0", 1);
+  tzset();
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  clockShows = {0, 10000};
+  Log("text\n");
+  EXPECT_EQ(Lines(kLog).back(), "Jan 01 00:00:00.010: app| text");
+  clockShows = {1700000009, 7999};
+  Log("text\n");
+  EXPECT_EQ(Lines(kLog).back(), "Nov 14 22:13:29.007: app| text");
+  clockShows = {1699000009, 999999};
+  Log("text\n");
+  EXPECT_EQ(Lines(kLog).back(), "Nov 03 08:26:49.999: app| text");
+}
+
+TEST(LogPrefix, HasAtMost94BytesOfWhichTheThreadGetsTheRest) {
+  EnterHost();
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  clockShows = {1700000000, 0};
+  timeInWords = std::string(60, 'm');
+  VThread_Init(-1, std::string(31, 't').c_str());
+  Log("text\n");
+  const std::string prefix = timeInWords + ".000: " + std::string(94 - 2 - 66, 't') + "| ";
+  ASSERT_EQ(prefix.size(), 94U);
+  EXPECT_EQ(Lines(kLog).back(), prefix + "text");
+}
+
+TEST(LogPrefix, InASignalTellsWholeMillisecondsSinceTheLastLine) {
+  EnterHost();
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  clockShows = {1700000000, 950999};
+  Log("before\n");
+  const std::string stamp = Lines(kLog).at(kBannerLines).substr(0, 19);
+  VThread_SetIsInSignal(3, true);
+  clockShows = {1700000002, 957000};
+  Log("inside\n");
+  clockShows = {1700000002, 949999};
+  Log("inside\n");
+  EXPECT_EQ(Lines(kLog).at(kBannerLines + 1), stamp + "+2.007: app| inside");
+  EXPECT_EQ(Lines(kLog).at(kBannerLines + 2), stamp + "+1.999: app| inside");
+}
+
 TEST(LogPrefix, InASignalTellsTheTimeSinceTheLastLine) {
   EnterHost();
   ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
@@ -532,9 +605,9 @@ void OpenRingAndLog(int /*signal*/) {
   Log("inside\n");
 }
 
-// Enters a host whose log has no file yet, and such a ring.
+// Enters a host whose log has no file yet, no prefix, and such a ring.
 void EnterHostWithRing() {
-  EnterHost();
+  EnterHost("log.timeStamp = FALSE\nlog.threadName = FALSE\n");
   ASSERT_TRUE(Log_Init(nullptr, nullptr, "setup"));
   void *const ring = mmap(nullptr, kRingSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   ASSERT_NE(ring, MAP_FAILED);
@@ -552,7 +625,8 @@ TEST(LogSignal, AHandlerLeavesARingAloneThatIsBeingFilled) {
   Log("late\n");
   EXPECT_EQ(touches, 1);
   Log("after\n");
-  EXPECT_EQ(Texts(kLog), (Strings{"early", "late", "after"}));
+  const Strings lines = Lines(kLog);
+  EXPECT_EQ(Strings(lines.begin() + kBannerLines, lines.end()), (Strings{"early", "late", "after"}));
   EXPECT_EQ(logState.ringCount, 0U);
 }
 
@@ -567,12 +641,12 @@ TEST(LogSignal, AHandlerLeavesARingAloneThatDropsALine) {
   EXPECT_EQ(touches, 1);
   ASSERT_TRUE(Log_SetFile(kLog, nullptr, true));
   Log("after\n");
-  const Strings texts = Texts(kLog);
-  ASSERT_GT(texts.size(), 100U);
+  const Strings lines = Lines(kLog);
+  ASSERT_GT(lines.size(), 100U);
   int number = line;
-  for (size_t i = texts.size() - 2; i-- > 0;) {
+  for (size_t i = lines.size() - 2; i-- > kBannerLines;) {
     number--;
-    EXPECT_EQ(texts[i],
+    EXPECT_EQ(lines[i],
               "line " + std::to_string(number) + " " + std::string(static_cast<size_t>(number % 50), 'x'));
   }
 }
