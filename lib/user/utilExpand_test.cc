@@ -101,6 +101,8 @@ TEST(ExpandString, KnowsProcessIdAndUserInAnyCase) {
   setenv("PID", "mine", 1);
   EXPECT_EQ(Expand("$PID"), "mine");
   EXPECT_EQ(Expand("$Pid"), std::to_string(getpid()));
+  setenv("PID", "", 1);
+  EXPECT_EQ(Expand("$PID"), "");
   setenv("USER", "other", 1);
   EXPECT_EQ(Expand("$USER"), "other");
 }
