@@ -21,11 +21,13 @@ wait_for() {
 start_display() {
   # An index made before the product's icons came hides them.
   rm -f /usr/share/icons/hicolor/icon-theme.cache
-  Xvfb -displayfd 3 -screen 0 800x600x24 -nolisten tcp -ac 3>"$facts/display" 2>"$facts/xvfb.log" &
+  # Left to itself a display starts anew when its last client goes, which may be a wmctrl that asks before the window
+  # manager has come: it would lose its display.
+  Xvfb -displayfd 3 -screen 0 800x600x24 -nolisten tcp -ac -noreset 3>"$facts/display" 2>"$facts/xvfb.log" &
   wait_for 120 test -s "$facts/display" || fail "no display"
   DISPLAY=:$(cat "$facts/display")
   export DISPLAY
-  openbox >/dev/null 2>&1 &
+  openbox >"$facts/openbox.log" 2>&1 &
   wait_for 120 wmctrl -m || fail "no window manager"
 }
 
