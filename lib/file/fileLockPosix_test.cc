@@ -8,7 +8,6 @@
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
-#include <regex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -18,6 +17,7 @@
 #include "fileLockInt.h"
 #include "fileLockTestInt.h"
 #include "log.h"
+#include "regexes.h"
 #include "testhost.h"
 
 namespace fs = std::filesystem;
@@ -125,7 +125,7 @@ TEST_F(FileLock, LeavesOneMemberFileAndUnlockingNothing) {
   EXPECT_EQ(ModeOf(kLockDir), 0777);
   const auto names = Names(kLockDir);
   ASSERT_EQ(names.size(), 1U);
-  EXPECT_TRUE(std::regex_match(names[0], std::regex("M[0-9]{5}\\.lck"))) << names[0];
+  EXPECT_TRUE(testhost::RegexMatch(names[0], "M[0-9]{5}\\.lck")) << names[0];
   const std::string member = std::string(kLockDir) + "/" + names[0];
   EXPECT_STREQ(static_cast<char *>(token), member.c_str());
   EXPECT_EQ(ModeOf(member), 0644);
