@@ -190,15 +190,13 @@ TEST(Backtrace, TellsTheRegistersOfAFrame) {
   const std::string line =
       "Backtrace\\[[0-9]+\\] [0-9a-f]{16} rip=([0-9a-f]{16}) rbx=00000000000000b0 rbp=00000000000000b1 "
       "r12=00000000000000b2 r13=00000000000000b3 r14=00000000000000b4 r15=00000000000000b5\n";
-  Lines registers;
-  ASSERT_TRUE(std::any_of(linesWithRegisters.begin(), linesWithRegisters.end(), [&](const std::string &text) {
-    registers = testhost::RegexGroups(text, line);
-    return !registers.empty();
-  })) << testing::PrintToString(linesWithRegisters);
+  // What it calls may have left all of them alone, and then shows them too.
   const auto begin = reinterpret_cast<unsigned long>(CallWithRegisters);
-  const unsigned long rip = std::stoul(registers[1], nullptr, 16);
-  EXPECT_GT(rip, begin);
-  EXPECT_LT(rip, begin + 200);
+  EXPECT_TRUE(std::any_of(linesWithRegisters.begin(), linesWithRegisters.end(), [&](const std::string &text) {
+    const Lines registers = testhost::RegexGroups(text, line);
+    const unsigned long rip = registers.empty() ? 0 : std::stoul(registers[1], nullptr, 16);
+    return begin < rip && rip < begin + 200;
+  })) << testing::PrintToString(linesWithRegisters);
 }
 
 TEST(BacktraceFromPointer, WritesTheFramesFromThereWithoutAHeading) {
