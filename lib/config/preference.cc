@@ -45,7 +45,7 @@ constexpr const char *kHeaderLines[] = {
     "# make sure that no Ostrel virtual machines are running.",
     nullptr,
 };
-// What the messages of a bad value are looked up by: a log line for each of them would have no end.
+// Early reads of keys that begin so leave no line in the log.
 constexpr char kQuietPrefix[] = "msg.dictionary.error";
 
 constexpr int32_t kMaxFailedLoads = 60;

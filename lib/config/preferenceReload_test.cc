@@ -18,17 +18,17 @@ namespace {
 // What the clock has gone on by at each reading, in microseconds; the host's clock is read when there is
 // nothing.
 std::optional<int64_t> clockStep;
+int64_t clockNow = 1700000000000000;
 
 }  // namespace
 
 // A stand-in for the C library's, since a slow tick can't be had.
 extern "C" int gettimeofday(timeval *time, void * /*zone*/) noexcept {
-  static int64_t now = 1700000000000000;
   if (!clockStep) {
     return static_cast<int>(syscall(SYS_gettimeofday, time, nullptr));
   }
-  now += *clockStep;
-  *time = {now / 1000000, now % 1000000};
+  clockNow += *clockStep;
+  *time = {clockNow / 1000000, clockNow % 1000000};
   return 0;
 }
 
@@ -48,6 +48,7 @@ struct Registration {
   void *clientData;
   int type;
   int delay;
+  bool areSettingsUp;
 };
 std::vector<Registration> registrations;
 
@@ -58,7 +59,7 @@ void Loop(bool /*loop*/, const volatile bool * /*exit*/, unsigned /*eventClass*/
 void Add(PollClassSet classSet, unsigned flags, PollFn func, void *clientData, int type, int info,
          void *lock) {
   EXPECT_EQ(lock, nullptr);
-  registrations.push_back({classSet, flags, func, clientData, type, info});
+  registrations.push_back({classSet, flags, func, clientData, type, info, !Preference_NotSet("up")});
 }
 
 bool Remove(PollClassSet classSet, unsigned flags, PollFn func, void *clientData, int type) {
@@ -115,8 +116,10 @@ class PreferenceReload : public preferencetest::SettingsHost {
 };
 
 TEST_F(PreferenceReload, TimerIsArmedOnceTheSettingsAreUp) {
+  WriteFile(kHostDefaults, "up = 1\n");
   ASSERT_TRUE(Preference_Init());
   ASSERT_EQ(registrations.size(), 1U);
+  EXPECT_TRUE(registrations[0].areSettingsUp);
   EXPECT_EQ(registrations[0].type, POLL_TYPE_TIMER);
   EXPECT_EQ(registrations[0].flags & POLL_FLAG_PERIODIC, 0U);
   EXPECT_TRUE(PollClassSet_Equal(registrations[0].classSet, PollClassSet_Singleton(POLL_CLASS_MAIN)));
@@ -218,6 +221,7 @@ TEST_F(PreferenceReload, UserWithoutPreferencesHasNothingToRead) {
   WriteFile(kHostDefaults, "disableUserPreferences = yes\n");
   StartWith("a = 1\n");
   Write("a = 2\n");
+  clockStep = 0;
   Tick();
   EXPECT_EQ(Preference_GetLong(0, "a"), 0);
   EXPECT_EQ(Delay(), kSecond);
@@ -297,11 +301,43 @@ TEST_F(PreferenceReload, FileWhoseTimeIsUnknownIsReadAgain) {
   EXPECT_EQ(Preference_GetLong(0, "a"), 2);
 }
 
+TEST_F(PreferenceReload, FileWhoseNewTimeIsUnknownKeepsTheOldOne) {
+  StartWith("a = 1\n");
+  struct stat before {};
+  ASSERT_EQ(stat(kUserPreferences, &before), 0);
+  Write("a = 2\n");
+  testhost::SystemCalls calls({SYS_newfstatat});
+  calls.Fail(SYS_newfstatat, EACCES, {.from = 1, .first = static_cast<uint32_t>(AT_FDCWD)});
+  Tick();
+  calls.Clear();
+  EXPECT_EQ(Preference_GetLong(0, "a"), 2);
+  WriteFile(kUserPreferences, "a = 3\n");
+  Stamp(before.st_mtime);
+  Tick();
+  EXPECT_EQ(Preference_GetLong(0, "a"), 2);
+}
+
+TEST_F(PreferenceReload, FileBehindALinkIsTheOneWhoseTimeCounts) {
+  constexpr char kFile[] = "/home/person/file";
+  WriteFile(kFile, "a = 1\n");
+  ASSERT_EQ(symlink(kFile, kUserPreferences), 0);
+  Stamp(1000);
+  ASSERT_TRUE(Preference_Init());
+  WriteFile(kFile, "a = 2\n");
+  Stamp(1000);
+  Tick();
+  EXPECT_EQ(Preference_GetLong(0, "a"), 1);
+  Stamp(1001);
+  Tick();
+  EXPECT_EQ(Preference_GetLong(0, "a"), 2);
+}
+
 TEST_F(PreferenceReload, FileThatCannotBeLookedAtChangesNothing) {
   StartWith("a = 1\n");
   Write("a = 2\n");
   testhost::SystemCalls calls({SYS_newfstatat});
   calls.Fail(SYS_newfstatat, EACCES, {.first = static_cast<uint32_t>(AT_FDCWD)});
+  clockStep = 0;
   Tick();
   calls.Clear();
   EXPECT_EQ(Preference_GetLong(0, "a"), 1);
@@ -324,6 +360,17 @@ TEST_F(PreferenceReload, DelayFollowsTheMeanOfTheTicks) {
     Tick();
   }
   EXPECT_EQ(Delay(), kSecond);
+}
+
+TEST_F(PreferenceReload, DelayCountsTheTimeOfTheLoad) {
+  StartWith("a = 1\n");
+  Write("?\n");
+  clockStep = 0;
+  static const int64_t later = clockNow + 100000;
+  Log_RegisterFunctions([](const char * /*format*/, va_list /*args*/) { clockNow = later; }, nullptr);
+  Tick();
+  Log_RegisterFunctions(nullptr, nullptr);
+  EXPECT_EQ(Delay(), 2500000);
 }
 
 TEST_F(PreferenceReload, DelayIsFractionsOfAMillisecondToo) {

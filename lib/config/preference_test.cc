@@ -134,6 +134,22 @@ TEST_F(Preference, NoOtherFileMovesTheFilesOfTheLibrary) {
   EXPECT_THAT(log, HasSubstr("Preference SITE_DEFAULTS found at /usr/lib/ostrel/config\n"));
 }
 
+TEST_F(Preference, PathOfTheLibraryIsNotExpandedForItsFiles) {
+  WriteFile(kHostDefaults, "libdir = \"~/$HOME\"\n");
+  Start();
+  Preference_LogFileNames();
+  const std::string log = Logged();
+  EXPECT_THAT(log, HasSubstr("Preference GLOBAL_SETTINGS found at ~/$HOME/settings\n"));
+  EXPECT_THAT(log, HasSubstr("Preference SITE_DEFAULTS found at ~/$HOME/config\n"));
+}
+
+TEST_F(Preference, DefaultsThatTheStartReadsHideTheSitesValues) {
+  WriteFile(kSiteDefaults, "libdir = /opt\ndisableUserPreferences = yes\n");
+  Start();
+  EXPECT_EQ(Take(Preference_GetString("none", "libdir")), "/usr/lib/ostrel");
+  EXPECT_FALSE(Preference_GetBool(true, "disableUserPreferences"));
+}
+
 TEST_F(Preference, SettingsFileCannotBeOverridden) {
   WriteFile(kSettings, "a = settings\n");
   WriteFile(kUserPreferences, "a = preferences\n");
@@ -170,6 +186,29 @@ TEST_F(Preference, ReadsNoFileOfTheUsersUnderAnotherUsersRights) {
   const std::string names = Logged();
   EXPECT_THAT(names, HasSubstr("Preference USER_PREFERENCES found at (null)\n"));
   EXPECT_THAT(names, HasSubstr("Preference USER_DEFAULTS found at (null)\n"));
+}
+
+TEST_F(Preference, ReadsNoFileOfTheUsersWhenTheUserIsUnknown) {
+  WriteFile(kUserDefaults, "a = wrong\n");
+  WriteFile(kUserPreferences, "b = wrong\n");
+  testhost::SystemCalls calls({SYS_getresuid});
+  calls.Fail(SYS_getresuid, EFAULT);
+  Start();
+  const std::string log = Logged();
+  EXPECT_THAT(log, HasSubstr("Ignore user's config\n"));
+  EXPECT_THAT(log, HasSubstr("Ignore user's preferences\n"));
+  EXPECT_EQ(Take(Preference_GetString("none", "a")), "none");
+  EXPECT_EQ(Take(Preference_GetString("none", "b")), "none");
+}
+
+TEST_F(Preference, BothReasonsToIgnoreTheUsersPreferencesAreLogged) {
+  WriteFile(kHostDefaults, "disableUserPreferences = yes\n");
+  ASSERT_EQ(setresuid(1234, 0, 0), 0);
+  Start();
+  EXPECT_TRUE(
+      HasLogged("Ignore user's preferences\n"
+                "PREF Disabling user preferences because disableUserPreferences is set.\n"
+                "PREF Failed to load user preferences.\n"));
 }
 
 TEST_F(Preference, SavedUserIdIsNoOtherUser) {
@@ -213,6 +252,16 @@ TEST_F(Preference, CallDisablesTheUsersPreferences) {
   EXPECT_TRUE(HasLogged("PREF Disabling user preferences because disableUserPreferences is set.\n"));
   EXPECT_EQ(Take(Preference_GetString("none", "a")), "none");
   EXPECT_EQ(Take(Preference_GetString("none", "b")), "user");
+}
+
+TEST_F(Preference, BadValueOfWhatDisablesIsToldEvenIfACallDisablesToo) {
+  WriteFile(kHostDefaults, "disableUserPreferences = perhaps\n");
+  Preference_DisableUserPreferences();
+  testing::internal::CaptureStderr();
+  ASSERT_TRUE(Preference_Init());
+  EXPECT_THAT(testing::internal::GetCapturedStderr(),
+              HasSubstr("Value \"perhaps\" for variable \"disableUserPreferences\" is not a valid boolean "
+                        "value. Using value \"FALSE\".\n"));
 }
 
 TEST_F(Preference, UserWithoutAHomeHasNoFiles) {
@@ -287,6 +336,18 @@ TEST_F(Preference, FileWithANameTwiceKeepsTheFirstValueAndAllOthers) {
   EXPECT_EQ(Take(Preference_GetString(nullptr, "b")), "settings");
   EXPECT_EQ(Take(Preference_GetString(nullptr, "c")), "first");
   EXPECT_EQ(Take(Preference_GetString(nullptr, "d")), "preferences");
+}
+
+TEST_F(Preference, FileWithAnEncryptedSectionCountsAsMissingButKeepsWhatIsReadable) {
+  const std::string encrypted = "encryption.keySafe = safe\nencryption.data = data\n";
+  WriteFile(kSettings, encrypted + "a = settings\n");
+  WriteFile(kUserPreferences, encrypted + "b = preferences\n");
+  StartUnheard();
+  const std::string log = Logged();
+  EXPECT_THAT(log, HasSubstr(NoFile(kSettings)));
+  EXPECT_THAT(log, HasSubstr("PREF Failed to load user preferences.\n"));
+  EXPECT_EQ(Take(Preference_GetString("none", "a")), "settings");
+  EXPECT_EQ(Take(Preference_GetString("none", "b")), "preferences");
 }
 
 // ---- Values
@@ -457,6 +518,14 @@ TEST_F(Preference, ChoiceIsOneOfThose) {
   EXPECT_EQ(Logged(), "");
 }
 
+TEST_F(Preference, ChoiceOfTheFirstLayerThatHoldsItCounts) {
+  WriteFile(kSettings, "a = red\nb = blue\n");
+  WriteFile(kSiteDefaults, "a = green\nb = green\n");
+  Start();
+  EXPECT_EQ(Take(Preference_GetStringEnum(nullptr, kChoices, "a")), "red");
+  EXPECT_EQ(Take(Preference_GetStringEnum("red", kChoices, "b")), "red");
+}
+
 TEST_F(Preference, DefaultOfAChoiceNobodyHoldsIsTakenAsItIs) {
   WriteFile(kHostDefaults, "held = red\n");
   Start();
@@ -552,10 +621,25 @@ TEST_F(Preference, CallsInAnotherOrderStopTheProgram) {
   EXPECT_EQ(LoggedLines("PREF"), "");
 }
 
+TEST_F(Preference, StartWithinAStartStopsTheProgram) {
+  const auto start = [] {
+    Log_RegisterFunctions(
+        [](const char * /*format*/, va_list /*args*/) {
+          Log_RegisterFunctions(nullptr, nullptr);
+          Preference_Init();
+        },
+        nullptr);
+    Preference_Init();
+    _exit(0);
+  };
+  EXPECT_EXIT(start(), kPanics, kAssert);
+}
+
 // Memory runs out at each moment of the start, each time in a process of its own. That stops the program, but
 // where a path is expanded or a file is opened, which then has no path or counts as missing.
 TEST_F(Preference, StartWithoutMemoryStopsTheProgramOrGoesOn) {
   WriteFile(kUserPreferences, "a = preferences\n");
+  WriteFile(kUserDefaults, "b = user\n");
   const auto start = [this](size_t nth) {
     Logged();
     {
@@ -563,13 +647,22 @@ TEST_F(Preference, StartWithoutMemoryStopsTheProgramOrGoesOn) {
       Start();
     }
     const std::string log = Logged();
+    const auto hasNoPath = [&log](const std::string &file) {
+      return log.find("[msg.util.expandStringNoMemForResult] Cannot allocate memory for the expansion of \"" +
+                      file + "\".\n") != std::string::npos;
+    };
     const std::string found = Take(Preference_GetString("none", "a"));
     if (Msg_Present()) {
       return 99;
     }
-    if (log.find("PREF Failed to find user preference file name.\nPREF Failed to load user preferences.\n") !=
-        std::string::npos) {
-      return found == "none" ? 1 : 99;
+    if (hasNoPath("~/.ostrel/preferences")) {
+      const bool isTold = log.find(
+                              "PREF Failed to find user preference file name.\nPREF Failed to load user "
+                              "preferences.\n") != std::string::npos;
+      return found == "none" && isTold ? 1 : 99;
+    }
+    if (hasNoPath("~/.ostrel/config")) {
+      return found == "preferences" && Preference_NotSet("b") ? 2 : 99;
     }
     return found == "preferences" || log.find("PREF Failed to load user preferences.\n") != std::string::npos
                ? 0
@@ -591,9 +684,10 @@ TEST_F(Preference, StartWithoutMemoryStopsTheProgramOrGoesOn) {
     ends[WEXITSTATUS(status)]++;
   }
   EXPECT_EQ(ends[1], 1);
+  EXPECT_EQ(ends[2], 1);
   EXPECT_GT(ends[0], 0);
   EXPECT_GT(ends[255], 0);
-  EXPECT_EQ(ends[0] + ends[1] + ends[255], static_cast<int>(count));
+  EXPECT_EQ(ends[0] + ends[1] + ends[2] + ends[255], static_cast<int>(count));
 }
 
 TEST_F(Preference, NoMemoryForItsStateStopsTheProgram) {

@@ -4,19 +4,15 @@
 #include <sys/stat.h>
 
 #include <atomic>
-#include <barrier>
 #include <filesystem>
 #include <string>
-#include <thread>
-#include <vector>
 
 #include "fileLock.h"
+#include "threads.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr size_t kThreads = 8;
 
 class FileLockThreads : public ::testing::Test {
  protected:
@@ -30,25 +26,16 @@ class FileLockThreads : public ::testing::Test {
   // Lets each thread lock the file of its number and give it back, many times.
   template <typename Path, typename Work>
   static void LockInThreads(int turns, Path path, Work work) {
-    std::barrier start(kThreads);
-    std::vector<std::thread> threads;
-    threads.reserve(kThreads);
-    for (size_t number = 0; number < kThreads; number++) {
-      threads.emplace_back([&, number] {
-        const std::string file = path(number);
-        start.arrive_and_wait();
-        for (int turn = 0; turn < turns; turn++) {
-          int error = -1;
-          void *token = FileLock_Lock(file.c_str(), false, FILELOCK_INFINITE_WAIT, &error);
-          ASSERT_NE(token, nullptr) << error;
-          work();
-          EXPECT_EQ(FileLock_Unlock(file.c_str(), token), 0);
-        }
-      });
-    }
-    for (std::thread &thread : threads) {
-      thread.join();
-    }
+    testhost::OnEightThreads([&](size_t number) {
+      const std::string file = path(number);
+      for (int turn = 0; turn < turns; turn++) {
+        int error = -1;
+        void *token = FileLock_Lock(file.c_str(), false, FILELOCK_INFINITE_WAIT, &error);
+        ASSERT_NE(token, nullptr) << error;
+        work();
+        EXPECT_EQ(FileLock_Unlock(file.c_str(), token), 0);
+      }
+    });
   }
 
   std::string directory_;
@@ -72,7 +59,7 @@ TEST_F(FileLockThreads, OneFileIsHeldByOneOfThem) {
         turns++;
         holders--;
       });
-  EXPECT_EQ(turns, kThreads * 2);
+  EXPECT_EQ(turns, testhost::kThreads * 2);
   EXPECT_TRUE(fs::is_empty(directory_));
 }
 

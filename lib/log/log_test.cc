@@ -25,6 +25,7 @@
 #include "logTestInt.h"
 #include "panicUser.h"
 #include "regexes.h"
+#include "threads.h"
 #include "vthread.h"
 
 namespace {
@@ -561,27 +562,20 @@ TEST(LogWriteText, IsDroppedWithoutALog) {
 TEST(LogThreads, LoseAndMixNoLine) {
   EnterHost();
   ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
-  constexpr size_t kThreads = 8;
-  constexpr int kLines = 100000 / kThreads;
-  std::vector<std::thread> threads;
-  for (size_t thread = 0; thread < kThreads; thread++) {
-    threads.emplace_back([thread] {
-      for (int line = 0; line < kLines; line++) {
-        Log("%zu %d %s\n", thread, line,
-            std::string(static_cast<size_t>(line % 100), static_cast<char>('a' + thread)).c_str());
-      }
-    });
-  }
-  for (std::thread &thread : threads) {
-    thread.join();
-  }
-  std::array<int, kThreads> next{};
+  constexpr int kLines = 100000;
+  testhost::OnEightThreads([](size_t thread) {
+    for (int line = 0; line < kLines; line++) {
+      Log("%zu %d %s\n", thread, line,
+          std::string(static_cast<size_t>(line % 100), static_cast<char>('a' + thread)).c_str());
+    }
+  });
+  std::array<int, testhost::kThreads> next{};
   const Strings lines = Lines(kLog);
-  ASSERT_EQ(lines.size(), kBannerLines + kThreads * kLines);
+  ASSERT_EQ(lines.size(), kBannerLines + testhost::kThreads * kLines);
   for (size_t i = kBannerLines; i < lines.size(); i++) {
     const std::string text = lines[i].substr(lines[i].find("| ") + 2);
     const size_t thread = static_cast<size_t>(text.at(0) - '0');
-    ASSERT_LT(thread, kThreads) << text;
+    ASSERT_LT(thread, testhost::kThreads) << text;
     const int line = next.at(thread)++;
     ASSERT_EQ(text, std::to_string(thread) + " " + std::to_string(line) + " " +
                         std::string(static_cast<size_t>(line % 100), static_cast<char>('a' + thread)));

@@ -7,38 +7,23 @@
 #include <atomic>
 #include <filesystem>
 #include <fstream>
-#include <functional>
-#include <latch>
 #include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "log.h"
+#include "threads.h"
+
+using testhost::kThreads;
+using testhost::OnEightThreads;
 
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kThreads = 8;
 constexpr int kLines = 300;
 constexpr size_t kBannerLines = 3;
-
-// They begin together, so that they meet.
-void OnEightThreads(const std::function<void(int)> &function) {
-  std::latch start(kThreads);
-  std::vector<std::thread> threads;
-  threads.reserve(kThreads);
-  for (int thread = 0; thread < kThreads; thread++) {
-    threads.emplace_back([&, thread] {
-      start.arrive_and_wait();
-      function(thread);
-    });
-  }
-  for (std::thread &thread : threads) {
-    thread.join();
-  }
-}
 
 class LogThreads : public testing::Test {
  protected:
@@ -78,12 +63,12 @@ class LogThreads : public testing::Test {
     std::array<int, kThreads> next{};
     for (const std::string &text : texts) {
       std::istringstream words(text);
-      int thread = -1;
+      size_t thread = kThreads;
       int line = -1;
       std::string rest;
       words >> thread >> line >> rest;
-      ASSERT_TRUE(thread >= 0 && thread < kThreads) << text;
-      ASSERT_EQ(line, next.at(static_cast<size_t>(thread))++) << text;
+      ASSERT_LT(thread, kThreads) << text;
+      ASSERT_EQ(line, next.at(thread)++) << text;
       ASSERT_EQ(rest, Filling(thread, line));
     }
     for (const int count : next) {
@@ -91,12 +76,12 @@ class LogThreads : public testing::Test {
     }
   }
 
-  static std::string Filling(int thread, int line) {
+  static std::string Filling(size_t thread, int line) {
     return std::string(static_cast<size_t>(1 + line % 150), static_cast<char>('a' + thread));
   }
-  static void LogLines(int thread) {
+  static void LogLines(size_t thread) {
     for (int line = 0; line < kLines; line++) {
-      Log("%d %d %s\n", thread, line, Filling(thread, line).c_str());
+      Log("%zu %d %s\n", thread, line, Filling(thread, line).c_str());
     }
   }
 
@@ -149,27 +134,27 @@ TEST_F(LogThreads, MeetInRotations) {
 TEST_F(LogThreads, ShareACounter) {
   Start();
   uint32_t count = 0;
-  OnEightThreads([&count](int) {
+  OnEightThreads([&count](size_t) {
     for (int i = 0; i < kLines; i++) {
       Log_Throttled(&count, "text\n");
     }
   });
-  EXPECT_EQ(count, uint32_t{kThreads * kLines});
+  EXPECT_EQ(count, kThreads * kLines);
   EXPECT_EQ(Texts("a.log").size(), 99U + 24);
 }
 
 TEST_F(LogThreads, SetSwitchesMeanwhile) {
   Start();
-  OnEightThreads([](int thread) {
+  OnEightThreads([](size_t thread) {
     for (int i = 0; i < kLines; i++) {
       Log_SetQuietWarnings(true);
       EXPECT_TRUE(Log_GetQuietWarnings());
       EXPECT_TRUE(Log_Enabled());
-      Warning("%d\n", thread);
+      Warning("%zu\n", thread);
       Log_RegisterFunctions(nullptr, nullptr);
     }
   });
-  EXPECT_EQ(Texts("a.log").size(), size_t{kThreads} * kLines);
+  EXPECT_EQ(Texts("a.log").size(), kThreads * kLines);
 }
 
 }  // namespace

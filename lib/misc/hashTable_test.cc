@@ -9,13 +9,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
-#include <latch>
 #include <map>
 #include <memory>
 #include <random>
 #include <set>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -23,6 +21,7 @@
 #include "owned.h"
 #include "panics.h"
 #include "testhost.h"
+#include "threads.h"
 
 namespace {
 // What comes between an insertion's look-up and its store: called once, when the key is copied.
@@ -477,21 +476,10 @@ TEST(HashTable, AnEntryThatComesTooLateStandsInItsRunAsAnyOther) {
 
 // The leak checker sees a table that lost the race and stays.
 TEST(HashTable, AllocOnceLeavesNoOtherTableBehind) {
-  constexpr int kThreads = 8;
   static std::array<HashTable *volatile, 100> tables;
   for (auto &table : tables) {
-    std::latch start(kThreads);
-    std::vector<std::thread> threads;
-    threads.reserve(kThreads);
-    for (int i = 0; i < kThreads; i++) {
-      threads.emplace_back([&] {
-        start.arrive_and_wait();
-        HashTable_AllocOnce(&table, 2, HASH_STRING_KEY | HASH_FLAG_ATOMIC, nullptr);
-      });
-    }
-    for (std::thread &thread : threads) {
-      thread.join();
-    }
+    testhost::OnEightThreads(
+        [&table](size_t) { HashTable_AllocOnce(&table, 2, HASH_STRING_KEY | HASH_FLAG_ATOMIC, nullptr); });
   }
 }
 

@@ -4,38 +4,21 @@
 
 #include <array>
 #include <atomic>
-#include <latch>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "hashTable.h"
+#include "threads.h"
+
+using testhost::kThreads;
+using testhost::OnEightThreads;
 
 namespace {
-
-constexpr int kThreads = 8;
-
-// They begin together, so that they meet.
-template <typename Function>
-void OnEightThreads(Function function) {
-  std::latch start(kThreads);
-  std::vector<std::thread> threads;
-  threads.reserve(kThreads);
-  for (int thread = 0; thread < kThreads; thread++) {
-    threads.emplace_back([&, thread] {
-      start.arrive_and_wait();
-      function(thread);
-    });
-  }
-  for (std::thread &thread : threads) {
-    thread.join();
-  }
-}
 
 // What a thread puts into a table: written without a lock before, read by others after.
 struct Record {
   int key = 0;
-  int writer = 0;
+  size_t writer = 0;
 };
 
 const Record *Find(const HashTable *table, const void *key) {
@@ -52,9 +35,9 @@ TEST(AtomicHashTable, EightThreadsInsertEachKeyOnce) {
       HashTable_Alloc(4, HASH_STRING_KEY | HASH_FLAG_ATOMIC | HASH_FLAG_COPYKEY, nullptr);
   std::array<std::vector<Record>, kThreads> records;
   std::vector<std::atomic<int>> wins(kKeys);
-  std::vector<std::atomic<int>> winner(kKeys);
-  OnEightThreads([&](int thread) {
-    auto &own = records.at(static_cast<size_t>(thread));
+  std::vector<std::atomic<size_t>> winner(kKeys);
+  OnEightThreads([&](size_t thread) {
+    auto &own = records.at(thread);
     own.resize(kKeys);
     for (size_t i = 0; i < kKeys; i++) {
       own[i] = {static_cast<int>(i), thread};
@@ -80,15 +63,14 @@ TEST(AtomicHashTable, EightThreadsAgreeOnWhatStaysUnderANumber) {
   static std::array<char, kKeys> keys;
   std::array<std::vector<Record>, kThreads> records;
   std::array<std::array<const Record *, kKeys>, kThreads> seen{};
-  OnEightThreads([&](int thread) {
-    const auto number = static_cast<size_t>(thread);
-    records.at(number).resize(kKeys);
+  OnEightThreads([&](size_t thread) {
+    records.at(thread).resize(kKeys);
     for (size_t i = 0; i < kKeys; i++) {
-      Record *own = &records.at(number)[i];
+      Record *own = &records.at(thread)[i];
       *own = {static_cast<int>(i), thread};
       const auto *stays = static_cast<Record *>(HashTable_LookupOrInsert(table, &keys.at(i), own));
       EXPECT_EQ(stays->key, static_cast<int>(i));
-      seen.at(number).at(i) = stays;
+      seen.at(thread).at(i) = stays;
     }
   });
   for (const auto &one : seen) {
@@ -99,8 +81,8 @@ TEST(AtomicHashTable, EightThreadsAgreeOnWhatStaysUnderANumber) {
 TEST(AtomicHashTable, ReadersSeeEachReplacedValueWhole) {
   static HashTable *table = HashTable_Alloc(1, HASH_ISTRING_KEY | HASH_FLAG_ATOMIC, nullptr);
   std::array<std::vector<Record>, kThreads> records;
-  OnEightThreads([&](int thread) {
-    auto &own = records.at(static_cast<size_t>(thread));
+  OnEightThreads([&](size_t thread) {
+    auto &own = records.at(thread);
     own.resize(1000);
     for (Record &record : own) {
       record = {42, thread};
@@ -114,7 +96,7 @@ TEST(AtomicHashTable, EightThreadsReplaceWithoutLosingAnUpdate) {
   static HashTable *table = HashTable_Alloc(1, HASH_STRING_KEY | HASH_FLAG_ATOMIC, nullptr);
   static std::array<char, kThreads * 1000 + 1> counts;  // the place of a pointer in it is the count
   HashTable_Insert(table, "count", counts.data());
-  OnEightThreads([](int /*thread*/) {
+  OnEightThreads([](size_t) {
     for (int i = 0; i < 1000; i++) {
       void *old = nullptr;
       do {
@@ -128,7 +110,7 @@ TEST(AtomicHashTable, EightThreadsReplaceWithoutLosingAnUpdate) {
 }
 
 TEST(AtomicHashTable, ReplaceOrInsertFreesEachReplacedValueOnce) {
-  static std::atomic<int> freed;
+  static std::atomic<size_t> freed;
   // Freeing writes to a value that another thread may have made.
   static HashTable *table = HashTable_Alloc(1, HASH_STRING_KEY | HASH_FLAG_ATOMIC, [](void *value) {
     static_cast<Record *>(value)->writer++;
@@ -137,8 +119,8 @@ TEST(AtomicHashTable, ReplaceOrInsertFreesEachReplacedValueOnce) {
   constexpr size_t kValues = 1000;
   std::array<std::vector<Record>, kThreads> records;
   std::atomic<int> created = 0;
-  OnEightThreads([&](int thread) {
-    auto &own = records.at(static_cast<size_t>(thread));
+  OnEightThreads([&](size_t thread) {
+    auto &own = records.at(thread);
     own.resize(kValues);
     for (Record &record : own) {
       record = {1, 0};
@@ -146,11 +128,11 @@ TEST(AtomicHashTable, ReplaceOrInsertFreesEachReplacedValueOnce) {
     }
   });
   EXPECT_EQ(created, 1);
-  EXPECT_EQ(freed, kThreads * static_cast<int>(kValues) - 1);
+  EXPECT_EQ(freed, kThreads * kValues - 1);
   const Record *last = Find(table, "k");
   for (const auto &own : records) {
     for (const Record &record : own) {
-      EXPECT_EQ(record.writer, &record == last ? 0 : 1);
+      EXPECT_EQ(record.writer, &record == last ? 0U : 1U);
     }
   }
 }
@@ -161,8 +143,8 @@ TEST(AtomicHashTable, ReplaceIfEqualFreesEachReplacedValueOnce) {
   Record first;
   HashTable_Insert(table, "k", &first);
   std::array<std::vector<Record>, kThreads> records;
-  OnEightThreads([&](int thread) {
-    auto &own = records.at(static_cast<size_t>(thread));
+  OnEightThreads([&](size_t thread) {
+    auto &own = records.at(thread);
     own.resize(1000);
     for (Record &record : own) {
       record = {1, 0};
@@ -172,11 +154,11 @@ TEST(AtomicHashTable, ReplaceIfEqualFreesEachReplacedValueOnce) {
       } while (!HashTable_ReplaceIfEqual(table, "k", old, &record));
     }
   });
-  EXPECT_EQ(first.writer, 1);
+  EXPECT_EQ(first.writer, 1U);
   const Record *last = Find(table, "k");
   for (const auto &own : records) {
     for (const Record &record : own) {
-      EXPECT_EQ(record.writer, &record == last ? 0 : 1);
+      EXPECT_EQ(record.writer, &record == last ? 0U : 1U);
     }
   }
 }
@@ -185,8 +167,8 @@ TEST(AtomicHashTable, AWalkBesideInsertionsSeesWholeEntries) {
   static HashTable *table =
       HashTable_Alloc(2, HASH_STRING_KEY | HASH_FLAG_ATOMIC | HASH_FLAG_COPYKEY, nullptr);
   std::array<Record, kThreads> records;
-  OnEightThreads([&](int thread) {
-    Record &own = records.at(static_cast<size_t>(thread));
+  OnEightThreads([&](size_t thread) {
+    Record &own = records.at(thread);
     own = {7, thread};
     for (int i = 0; i < 100; i++) {
       HashTable_Insert(table, (std::to_string(thread) + "-" + std::to_string(i)).c_str(), &own);
@@ -208,15 +190,15 @@ TEST(AtomicHashTable, AllocOnceGivesEveryThreadTheSameTable) {
   for (int round = 0; round < 100; round++) {
     HashTable *volatile shared = nullptr;
     std::array<HashTable *, kThreads> seen{};
-    OnEightThreads([&](int thread) {
+    OnEightThreads([&](size_t thread) {
       HashTable *table =
           HashTable_AllocOnce(&shared, 2, HASH_STRING_KEY | HASH_FLAG_ATOMIC | HASH_FLAG_COPYKEY, nullptr);
       HashTable_Insert(table, std::to_string(thread).c_str(), nullptr);
-      seen.at(static_cast<size_t>(thread)) = table;
+      seen.at(thread) = table;
     });
     EXPECT_NE(seen.front(), nullptr);
-    for (int thread = 0; thread < kThreads; thread++) {
-      EXPECT_EQ(seen.at(static_cast<size_t>(thread)), seen.front());
+    for (size_t thread = 0; thread < kThreads; thread++) {
+      EXPECT_EQ(seen.at(thread), seen.front());
       EXPECT_TRUE(HashTable_Lookup(seen.front(), std::to_string(thread).c_str(), nullptr));
     }
     static std::vector<HashTable *> kept;

@@ -4,36 +4,19 @@
 #include <unistd.h>
 
 #include <array>
-#include <barrier>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
-#include <thread>
-#include <vector>
 
 #include "hostinfoOs.h"
+#include "threads.h"
+
+using testhost::kThreads;
+using testhost::OnEightThreads;
 
 namespace {
-
-constexpr int kThreads = 8;
-
-template <typename Function>
-void OnEightThreads(Function function) {
-  std::barrier start(kThreads);
-  std::vector<std::thread> threads;
-  threads.reserve(kThreads);
-  for (int thread = 0; thread < kThreads; thread++) {
-    threads.emplace_back([&start, &function, thread] {
-      start.arrive_and_wait();
-      function(static_cast<size_t>(thread));
-    });
-  }
-  for (std::thread &thread : threads) {
-    thread.join();
-  }
-}
 
 // A directory whose lsb_release answers with a number of its own in each process, when it runs eight times at
 // once or ten seconds have passed. It stands before all others on the path.
@@ -78,7 +61,7 @@ TEST(HostOSThreads, AllGetTheNamesOfTheFirst) {
     EXPECT_EQ(one, names[0]);
   }
   // All searched at once.
-  EXPECT_EQ(answers.Runs(), kThreads);
+  EXPECT_EQ(answers.Runs(), long{kThreads});
 }
 
 TEST(HostOSThreads, AllGetTheSameVersion) {

@@ -8,14 +8,16 @@
 
 #include <array>
 #include <atomic>
-#include <barrier>
 #include <filesystem>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "hostinfoPosix.h"
 #include "hostinfoTime.h"
+#include "threads.h"
+
+using testhost::kThreads;
+using testhost::OnEightThreads;
 
 namespace {
 
@@ -53,24 +55,6 @@ extern "C" const char *__tsan_default_suppressions() {
 }
 
 namespace {
-
-constexpr size_t kThreads = 8;
-
-template <typename Function>
-void OnEightThreads(Function function) {
-  std::barrier start(kThreads);
-  std::vector<std::thread> threads;
-  threads.reserve(kThreads);
-  for (size_t thread = 0; thread < kThreads; thread++) {
-    threads.emplace_back([&start, &function, thread] {
-      start.arrive_and_wait();
-      function(thread);
-    });
-  }
-  for (std::thread &thread : threads) {
-    thread.join();
-  }
-}
 
 TEST(HostinfoThreads, AllGetTheNameOfTheFirst) {
   std::array<const char *, kThreads> names{};

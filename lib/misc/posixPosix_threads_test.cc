@@ -6,26 +6,15 @@
 #include <barrier>
 #include <cstdlib>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "posixPosix.h"
+#include "threads.h"
+
+using testhost::kThreads;
+using testhost::OnEightThreads;
 
 namespace {
-
-constexpr size_t kThreads = 8;
-
-template <typename Function>
-void OnEightThreads(Function function) {
-  std::vector<std::thread> threads;
-  threads.reserve(kThreads);
-  for (size_t thread = 0; thread < kThreads; thread++) {
-    threads.emplace_back(function, thread);
-  }
-  for (std::thread &thread : threads) {
-    thread.join();
-  }
-}
 
 std::string NameOf(int number) {
   return "OST_" + std::to_string(number);
@@ -38,9 +27,7 @@ TEST(PosixGetenvOnThreads, EachNameHasOneValue) {
     setenv(NameOf(i).c_str(), std::to_string(i).c_str(), 1);
   }
   std::array<std::vector<const char *>, kThreads> values;
-  std::barrier start(kThreads);
   OnEightThreads([&](size_t thread) {
-    start.arrive_and_wait();
     for (int i = 0; i < kNames; i++) {
       values.at(thread).push_back(Posix_Getenv(NameOf(i).c_str()));
     }

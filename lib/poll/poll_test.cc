@@ -83,6 +83,16 @@ TEST_F(Poll, ExitsAndCanBeInstalledAgain) {
   EXPECT_EQ(Called(), "init\n");
 }
 
+TEST_F(Poll, IsThereUntilItsExitReturns) {
+  Poll_Exit();
+  PollImpl removes = kRecorder;
+  removes.exit = [] { Poll_RemoveTimer(Callback, &data, true); };
+  Poll_Install(&removes);
+  Called();
+  Poll_Exit();
+  EXPECT_EQ(Called(), "remove {1,0} flags 3 Callback data 5 type 1\n");
+}
+
 TEST_F(Poll, RunsForASecondUnlessToldOtherwise) {
   bool exit = true;
   Poll_Run(true, &exit, 3);

@@ -97,10 +97,9 @@ PollCallback *FirstTimer(unsigned eventClass) {
   return eventClass == POLL_CLASS_MAIN ? pollDefault.state->queues[POLL_TYPE_TIMER] : nullptr;
 }
 
-// The first timer to fire, or null. A periodic timer that came behind `lastOrder` is fired when it is due and
-// not before, or one with a period below the slack would be fired for ever.
-PollCallback *FindTimerToFire(unsigned eventClass, int64_t now, uint64_t lastOrder) {
-  PollCallback *record = FirstTimer(eventClass);
+// The first timer to fire from a record on, or null. A periodic timer that came behind `lastOrder` is fired
+// when it is due and not before, or one with a period below the slack would be fired for ever.
+PollCallback *FindTimerToFire(PollCallback *record, int64_t now, uint64_t lastOrder) {
   for (; record != nullptr && record->time <= now + kTimerSlack; record = record->next) {
     const bool isPeriodic = (record->flags & POLL_FLAG_PERIODIC) != 0;
     if (record->time <= now || (isPeriodic && record->order <= lastOrder)) {
@@ -124,14 +123,23 @@ void FireTimer(PollCallback *record, int64_t now) {
   PollDefaultDrop(record);
 }
 
+// What was passed over is not to fire in this turn any more, so that the search goes on behind it, unless a
+// callback took the next record from its place or made one due. A record that is gone can still be looked at.
 void FireTimers(unsigned eventClass) {
-  if (FirstTimer(eventClass) == nullptr) {
+  PollCallback *record = FirstTimer(eventClass);
+  if (record == nullptr) {
     return;
   }
   const int64_t now = Hostinfo_SystemTimerUS();
   const uint64_t lastOrder = pollDefault.state->lastOrder;
-  while (PollCallback *record = FindTimerToFire(eventClass, now, lastOrder)) {
+  while ((record = FindTimerToFire(record, now, lastOrder)) != nullptr) {
+    PollCallback *next = record->next;
+    const uint64_t order = next != nullptr ? next->order : 0;
     FireTimer(record, now);
+    record = FirstTimer(eventClass);
+    if (next != nullptr && next->onQueue && next->order == order && record->time > now) {
+      record = next;
+    }
   }
 }
 

@@ -174,6 +174,26 @@ TEST_F(Loop, ErrorsAndHangUpsFireReadersAndWriters) {
   }
 }
 
+TEST_F(Loop, ErrorsAndHangUpsFireWhatThereIs) {
+  AddDevice("reader", Pipe()[0]);
+  AddDevice("writer", Pipe()[1], nullptr, kWrite);
+  for (const short events : {short{POLLERR}, short{POLLHUP}}) {
+    Answer(2, events);
+    Turn();
+    EXPECT_EQ(Fired(), "reader writer") << events;
+  }
+}
+
+TEST_F(Loop, ARecordInBothHalvesFiresOnce) {
+  AddDevice("both", Pipe()[0]);
+  PollDevice &device = pollDefault.state->classes[0].devices[0];
+  device.write = device.read;
+  Answer(1, POLLHUP);
+  Turn();
+  EXPECT_EQ(Fired(), "both");
+  device.write = nullptr;
+}
+
 TEST_F(Loop, OneOfManyDescriptorsIsFound) {
   for (int i = 0; i < 20; i++) {
     AddDevice("device" + std::to_string(i), Pipe()[0]);

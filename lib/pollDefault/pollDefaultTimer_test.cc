@@ -108,6 +108,33 @@ TEST_F(Timers, PassOverOnesThatAreNotDueToPeriodicOnesBehind) {
   EXPECT_EQ(Fired(), "periodic");
 }
 
+// Whatever a callback does to the one that would be next, which the search for more goes on from.
+TEST_F(Timers, FireEarlyWhenTheNextIsRemovedOrAddedAnewOrOneIsDueBefore) {
+  Actor *next = NewActor("next");
+  const auto removeNext = [=] { EXPECT_TRUE(Poll_RemoveTimer(Play, next, true)); };
+  Actor *first = NewActor("first");
+  const auto turn = [&](const std::function<void()> &act) {
+    first->act = act;
+    Poll_AddTimer(Play, first, 1000, true, nullptr);
+    Poll_AddTimer(Play, next, 1100, true, nullptr);
+    AddTimer("last", 1200, true);
+    AddTimer("once", 900);
+    Turn();
+    Poll_Exit();
+    Poll_InitDefault();
+    return Fired();
+  };
+  EXPECT_EQ(turn(nullptr), "first next last");
+  EXPECT_EQ(turn(removeNext), "first last");
+  const auto addNextAgain = [&] {
+    removeNext();
+    Poll_AddTimer(Play, next, 1900, true, nullptr);  // in the same record
+  };
+  EXPECT_EQ(turn(addNextAgain), "first last");
+  EXPECT_EQ(turn([&] { AddTimer("due", 0); }), "first due next last");
+  EXPECT_EQ(turn([&] { AddTimer("due", 0, false, removeNext); }), "first due last");
+}
+
 TEST_F(Timers, OfTheMainClassAreFiredByNoOtherLoop) {
   AddTimer("a", 0);
   AddTimer("b", 0, true);
@@ -390,6 +417,23 @@ TEST_F(Timers, GoByTheTensOfThousandsInNoTime) {
   }
   EXPECT_EQ(CountFree(), kCount);
   EXPECT_LT(clock() - start, 2 * CLOCKS_PER_SEC);
+}
+
+// Nor do many that aren't due yet, in front of many periodic ones that may fire early, make a turn slow.
+TEST_F(Timers, FireEarlyByTheTensOfThousandsInNoTime) {
+  constexpr int kCount = 20000;
+  int once = 0;
+  int periodic = 0;
+  const PollFn add = [](void *data) { ++*static_cast<int *>(data); };
+  for (int i = 0; i < kCount; i++) {
+    Poll_AddTimer(add, &once, 1000, false, nullptr);
+    Poll_AddTimer(add, &periodic, 1500, true, nullptr);
+  }
+  const clock_t start = clock();
+  Turn();
+  EXPECT_LT(clock() - start, 2 * CLOCKS_PER_SEC);
+  EXPECT_EQ(once, 0);
+  EXPECT_EQ(periodic, kCount);
 }
 
 using TimersDeathTest = Timers;

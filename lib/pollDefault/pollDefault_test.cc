@@ -95,6 +95,10 @@ TEST_F(Registrations, AreRemovedByFunctionFromTheFront) {
   EXPECT_TRUE(remove(0, Play));
   EXPECT_EQ(data, one);
   EXPECT_FALSE(remove(0, Play));
+  EXPECT_EQ(data, one);
+  Poll_AddCallback(Classes({0}), 0, Play, nullptr, POLL_TYPE_MAIN_LOOP, 0, nullptr);
+  EXPECT_TRUE(remove(0, Play));
+  EXPECT_EQ(data, nullptr);
 }
 
 TEST_F(Registrations, ThatAreAlikeAreRemovedFromTheLastAdded) {
@@ -126,6 +130,20 @@ TEST_F(Registrations, UseFreeRecordsAgain) {
   EXPECT_EQ(record->time, 0);
   EXPECT_EQ(record->info, fd);
   EXPECT_EQ(pollDefault.state->freeList, nullptr);
+}
+
+TEST_F(Registrations, UseAllFreeRecordsAgain) {
+  Actor *actor = NewActor("actor");
+  const auto add = [=] {
+    for (int i = 0; i < 3; i++) {
+      Poll_AddTimer(Play, actor, 1000, true, nullptr);
+    }
+  };
+  add();
+  while (Poll_RemoveTimer(Play, actor, true)) {
+  }
+  EXPECT_EQ(CountFree(), 3);
+  EXPECT_EQ(testhost::CountAllocations(add), 0U);
 }
 
 TEST_F(Registrations, OfADeviceEnterTheTablesOfItsClasses) {
@@ -193,18 +211,18 @@ TEST_F(Registrations, ThatGoLeaveTheirEntryToTheLast) {
   EXPECT_EQ(Table(0).count, 0);
 }
 
-// They are looked for in one chain.
+// Those far apart are looked for in one chain, the one beside them isn't.
 TEST_F(Registrations, OfDescriptorsFarApartAreFoundWhicheverGo) {
   rlimit limit = {8192, 8192};
   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
-  const int near = Pipe()[0];
+  const auto [near, beside] = Pipe();
   const int step = static_cast<int>(kPollPlaces);
-  std::map<int, Actor *> actors = {{near, NewActor("near")}};
-  for (const int fd : {near + step, near + 2 * step}) {
+  std::map<int, Actor *> actors = {{near, NewActor("near")}, {beside, NewActor("beside")}};
+  for (const int fd : {near + step, near + 4 * step}) {
     ASSERT_EQ(fcntl(near, F_DUPFD_CLOEXEC, fd), fd);
     actors[fd] = NewActor("far");
   }
-  std::vector<int> order = {near, near + step, near + 2 * step};
+  std::vector<int> order = {near, beside, near + step, near + 4 * step};
   do {
     for (const auto &[fd, actor] : actors) {
       Add(Classes({0, 1}), kRead, actor, fd);
@@ -224,7 +242,7 @@ TEST_F(Registrations, OfDescriptorsFarApartAreFoundWhicheverGo) {
     }
   } while (std::next_permutation(order.begin(), order.end()));
   close(near + step);
-  close(near + 2 * step);
+  close(near + 4 * step);
 }
 
 TEST_F(Registrations, CanBeRemovedWhenTheirDescriptorIsClosed) {
@@ -315,6 +333,28 @@ TEST_F(Life, KeepsTheOptionsForTheNextStart) {
   Poll_Exit();
   Poll_InitOptions({});
   EXPECT_EQ(pollDefault.state->lock, nullptr);
+}
+
+TEST_F(Life, HasALockByTheFirstOfTheTwoFlags) {
+  Poll_Exit();
+  Poll_InitOptions({.locked = true, .reserved = false, .wrapper = nullptr, .wrapperData = nullptr});
+  EXPECT_NE(pollDefault.state->lock, nullptr);
+  Poll_Exit();
+  Poll_InitOptions({.locked = false, .reserved = true, .wrapper = nullptr, .wrapperData = nullptr});
+  EXPECT_EQ(pollDefault.state->lock, nullptr);
+}
+
+TEST_F(Life, TakesTheLocksDescriptorWithIt) {
+  Poll_Exit();
+  const int next = dup(0);
+  close(next);
+  Poll_InitLocked();
+  const int behindTheLock = dup(0);
+  EXPECT_GT(behindTheLock, next);
+  close(behindTheLock);
+  Poll_Exit();
+  EXPECT_EQ(dup(0), next);
+  close(next);
 }
 
 TEST_F(Life, WithALockCallbacksRunWithoutIt) {
@@ -536,18 +576,24 @@ TEST_F(LifeDeathTest, AnExitChecksTheCountsOfItsRecords) {
 TEST_F(LifeDeathTest, WorkWithoutTheLockPanics) {
   Poll_Exit();
   Poll_InitLocked();
-  const int fd = Pipe()[0];
-  Poll_AddDevice(Play, nullptr, fd, true);
+  const auto ends = Pipe();
+  Poll_AddDevice(Play, nullptr, ends[0], true);
   Poll_AddTimer(Play, nullptr, 1000, true, nullptr);
   PollCallback *device = FirstDevice();
   PollCallback *timer = pollDefault.state->queues[POLL_TYPE_TIMER];
   EXPECT_EXIT(PollDefaultUnlock(), kPanics, AssertIn("pollDefault"));
+  pollDefault.state->owner = 1;
+  EXPECT_EXIT(PollDefaultLock(), kPanics, AssertIn("pollDefault"));
+  pollDefault.state->owner = 0;
   EXPECT_EXIT(PollDefaultHold(timer), kPanics, AssertIn("pollDefault"));
   EXPECT_EXIT(PollDefaultDrop(timer), kPanics, AssertIn("pollDefault"));
   EXPECT_EXIT(PollDefaultDequeue(timer, POLL_TYPE_TIMER), kPanics, AssertIn("pollDefault"));
   EXPECT_EXIT(PollDefaultUnlinkTimer(timer), kPanics, AssertIn("pollDefault"));
-  EXPECT_EXIT(PollDefaultLinkTimer(timer), kPanics, AssertIn("pollDefault"));
-  EXPECT_EXIT(PollDefaultAddDevice(device), kPanics, AssertIn("pollDefaultDevice"));
+  PollCallback *queue = nullptr;
+  EXPECT_EXIT(PollDefaultLink(timer, &queue), kPanics, AssertIn("pollDefault"));
+  PollCallback other = *device;
+  other.info = ends[1];
+  EXPECT_EXIT(PollDefaultAddDevice(&other), kPanics, AssertIn("pollDefaultDevice"));
   EXPECT_EXIT(PollDefaultRemoveDevice(device), kPanics, AssertIn("pollDefaultDevice"));
 }
 
@@ -590,7 +636,10 @@ TEST_F(SelfCheckDeathTest, CatchesARecordWithoutReferences) {
 }
 
 TEST_F(SelfCheckDeathTest, CatchesARecordThatIsNotOnTheQueue) {
-  // Not in a table either, so that nothing else tells.
+  // Nor in the main class's table, so that nothing else tells.
+  WithClasses(reader_, {0}, PollDefaultRemoveDevice);
+  reader_->classSet = Classes({2});
+  PollDefaultCheck();
   reader_->onQueue = false;
   ExpectCaught();
   reader_->onQueue = true;
@@ -727,8 +776,10 @@ TEST_F(RemovalDeathTest, PanicsWhenTheRecordIsNotOnTheQueue) {
 TEST_F(RemovalDeathTest, PanicsWhenTheLastReferenceGoesFromTheQueue) {
   EXPECT_EXIT(PollDefaultDrop(reader_), kPanics, AssertIn("pollDefault"));
   reader_->count = 0;
-  EXPECT_EXIT(PollDefaultDrop(reader_), kPanics, AssertIn("pollDefault"));
   EXPECT_EXIT(PollDefaultHold(reader_), kPanics, AssertIn("pollDefault"));
+  reader_->onQueue = false;  // so that nothing else tells
+  EXPECT_EXIT(PollDefaultDrop(reader_), kPanics, AssertIn("pollDefault"));
+  reader_->onQueue = true;
   reader_->count = 1;
 }
 

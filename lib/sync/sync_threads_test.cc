@@ -11,41 +11,25 @@
 
 #include <array>
 #include <atomic>
-#include <barrier>
 #include <cerrno>
 #include <cstddef>
 #include <cstdlib>
 #include <filesystem>
 #include <iterator>
 #include <string>
-#include <thread>
-#include <vector>
 
 #include "syncMutex.h"
 #include "syncRecMutex.h"
 #include "syncWaitQ.h"
+#include "threads.h"
 #include "vthread.h"
+
+using testhost::kThreads;
+using testhost::OnEightThreads;
 
 namespace {
 
-constexpr size_t kThreads = 8;
 constexpr int kRounds = 2000;
-
-template <typename Function>
-void OnEightThreads(Function function) {
-  std::barrier start(kThreads);
-  std::vector<std::thread> threads;
-  threads.reserve(kThreads);
-  for (size_t thread = 0; thread < kThreads; thread++) {
-    threads.emplace_back([&start, &function, thread] {
-      start.arrive_and_wait();
-      function(thread);
-    });
-  }
-  for (std::thread &thread : threads) {
-    thread.join();
-  }
-}
 
 size_t CountDescriptors() {
   const std::filesystem::directory_iterator descriptors("/proc/self/fd");

@@ -7,37 +7,20 @@
 #include <cstring>
 #include <string>
 #include <thread>
-#include <vector>
 
+#include "threads.h"
 #include "unicode.h"
 
+using testhost::kThreads;
+using testhost::OnEightThreads;
+
 namespace {
-
-constexpr int kThreads = 8;
-
-template <typename Work>
-void InThreads(const Work &work) {
-  std::atomic<bool> go = false;
-  std::vector<std::thread> threads;
-  threads.reserve(kThreads);
-  for (int thread = 0; thread < kThreads; thread++) {
-    threads.emplace_back([&, thread] {
-      while (!go) {
-      }
-      work(thread);
-    });
-  }
-  go = true;
-  for (std::thread &thread : threads) {
-    thread.join();
-  }
-}
 
 TEST(UnicodeThreads, StartOnce) {
   char word[] = "word";
   char *vector[] = {word, nullptr};
   char **arguments[kThreads];
-  InThreads([&](int thread) {
+  OnEightThreads([&](size_t thread) {
     arguments[thread] = vector;
     Unicode_Init(1, &arguments[thread], nullptr);
     // Whoever did it, it is done.
@@ -107,9 +90,9 @@ TEST(UnicodeThreads, WaitForAStartThatLasts) {
 }
 
 TEST(UnicodeThreads, LookNamesUpTogether) {
-  InThreads([](int thread) {
+  OnEightThreads([](size_t thread) {
     for (int round = 0; round < 200; round++) {
-      const int part = 1 + (round + thread) % 10;
+      const int part = 1 + (round + static_cast<int>(thread)) % 10;
       const std::string name = (round % 2 == 0 ? "iso_8859_" : "ISO8859-") + std::to_string(part);
       EXPECT_EQ(Unicode_EncodingNameToEnum(name.c_str()), 7 + part);
       EXPECT_STREQ(Unicode_EncodingEnumToName(STRING_ENCODING_DEFAULT), "UTF-8");

@@ -3,15 +3,16 @@
 #include <unistd.h>
 
 #include <array>
-#include <barrier>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
-#include <thread>
-#include <vector>
 
 #include "owned.h"
+#include "threads.h"
 #include "util.h"
+
+using testhost::kThreads;
+using testhost::OnEightThreads;
 
 namespace {
 
@@ -22,21 +23,12 @@ TEST(SafeTmpDirThreads, EightThreadsGetOneDirectory) {
   // Refused, so that whoever comes first makes one with a random name.
   const char *user = getuid() == 0 ? "root" : getenv("USER");
   ASSERT_EQ(mkdir((std::string(base) + "/ostrel-" + user).c_str(), 0755), 0);
-  std::array<std::string, 8> seen;
-  std::barrier start(seen.size());
-  std::vector<std::thread> threads;
-  threads.reserve(seen.size());
-  for (std::string &path : seen) {
-    threads.emplace_back([&start, &path] {
-      start.arrive_and_wait();
-      for (int i = 0; i < 50; i++) {
-        path = OwnedString(Util_GetSafeTmpDir(true)).get();
-      }
-    });
-  }
-  for (std::thread &thread : threads) {
-    thread.join();
-  }
+  std::array<std::string, kThreads> seen;
+  OnEightThreads([&seen](size_t thread) {
+    for (int i = 0; i < 50; i++) {
+      seen.at(thread) = OwnedString(Util_GetSafeTmpDir(true)).get();
+    }
+  });
   for (const std::string &path : seen) {
     EXPECT_EQ(path, seen[0]);
   }
@@ -45,15 +37,8 @@ TEST(SafeTmpDirThreads, EightThreadsGetOneDirectory) {
 }
 
 TEST(Crc32Threads, EightThreadsBuildOneTable) {
-  std::array<uint32_t, 8> sums{};
-  std::vector<std::thread> threads;
-  threads.reserve(sums.size());
-  for (uint32_t &sum : sums) {
-    threads.emplace_back([&sum] { sum = Util_CRC32("123456789", 9); });
-  }
-  for (std::thread &thread : threads) {
-    thread.join();
-  }
+  std::array<uint32_t, kThreads> sums{};
+  OnEightThreads([&sums](size_t thread) { sums.at(thread) = Util_CRC32("123456789", 9); });
   for (const uint32_t sum : sums) {
     EXPECT_EQ(sum, 0xCBF43926U);
   }
