@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/syscall.h>
+#include <sys/uio.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -16,6 +17,8 @@
 #include <string>
 
 #include "allocations.h"
+#include "fileIO.h"
+#include "panicUser.h"
 #include "preferenceTestInt.h"
 #include "systemCalls.h"
 
@@ -414,7 +417,26 @@ TEST_F(Preference, BadValueWarnsOnceAndAsksNoLowerLayer) {
   EXPECT_EQ(Logged(), "");
 }
 
-// Every setting that has a type which a text can miss.
+// Lets everybody read the settings who has any.
+void ReadSettings() {
+  LogInitParams params{};
+  Log_GetInitDefaults(nullptr, nullptr, "setup", &params);
+  Log_SetConfig(true, true, 3, 0, false);
+  Log_InitGuestThrottle();
+  Log_BackupOldFiles("/tmp/none.log");
+  Panic_LoadState();
+  FileIODescriptor file;
+  FileIO_Invalidate(&file);
+  ASSERT_EQ(FileIO_Open(&file, "/dev/zero", FILEIO_ACCESS_READ, FILEIO_OPEN), FILEIO_SUCCESS);
+  std::array<char, 2> bytes{'x', 'x'};
+  const std::array<iovec, 2> entries = {iovec{bytes.data(), 1}, iovec{bytes.data() + 1, 1}};
+  size_t actual = 0;
+  EXPECT_EQ(FileIO_Readv(&file, entries.data(), 2, 2, &actual), FILEIO_SUCCESS);
+  EXPECT_EQ(bytes, (std::array<char, 2>{}));
+  EXPECT_FALSE(FileIO_Close(&file));
+}
+
+// Every setting that has a type which a text can miss, but msg.noOKnoWarning.
 TEST_F(Preference, BadValuesOfAllSettingsAreTheirDefaultsWithAWarning) {
   const std::map<std::string, bool> booleans = {
       {"disableUserPreferences", false},
@@ -428,7 +450,6 @@ TEST_F(Preference, BadValuesOfAllSettingsAreTheirDefaultsWithAWarning) {
       {"log.guestNoLogAfterThreshold", false},
       {"msg.autoAnswer", false},
       {"msg.noOK", false},
-      {"msg.noOKnoWarning", false},
       {"filePosix.coalesce.enable", true},
       {"filePosix.coalesce.aligned", false},
       {"coreDumpOnPanic", true},
@@ -457,6 +478,7 @@ TEST_F(Preference, BadValuesOfAllSettingsAreTheirDefaultsWithAWarning) {
   }
   WriteFile(kHostDefaults, settings);
   Start();
+  ReadSettings();
   std::string log = Logged();
   const auto find = [&log, this](const std::string &value, const std::string &key, const std::string &kind,
                                  const std::string &defaultValue) {
@@ -464,12 +486,13 @@ TEST_F(Preference, BadValuesOfAllSettingsAreTheirDefaultsWithAWarning) {
     EXPECT_THAT(log, HasSubstr("Value \"" + value + "\" for variable \"" + key + "\" is not a valid " + kind +
                                " value. Using value \"" + defaultValue + "\".\n"));
   };
+  // Whoever uses a setting has read it with its default, which counts from then on.
   for (const auto &[key, value] : booleans) {
-    EXPECT_EQ(Preference_GetBool(value, key.c_str()), value) << key;
+    EXPECT_EQ(Preference_GetBool(!value, key.c_str()), value) << key;
     find("perhaps", key, "boolean", value ? "TRUE" : "FALSE");
   }
   for (const auto &[key, value] : integers) {
-    EXPECT_EQ(Preference_GetLong(value, key.c_str()), value) << key;
+    EXPECT_EQ(Preference_GetLong(value + 1, key.c_str()), value) << key;
     find("12monkeys", key, "integer", std::to_string(value));
   }
 }
@@ -493,6 +516,21 @@ TEST_F(Preference, BadSettingsOfMessagesWarnOnceEach) {
     EXPECT_NE(first, std::string::npos) << key;
     EXPECT_EQ(log.find(warning, first + 1), std::string::npos) << key;
   }
+}
+
+// Only who is told of messages by the log alone is asked whether even that is too much.
+TEST_F(Preference, BadSettingOfMessagesThatAreWarningsWarnsOnce) {
+  WriteFile(kHostDefaults, "msg.noOK = TRUE\nmsg.noOKnoWarning = perhaps\n");
+  Start();
+  Logged();
+  testing::internal::CaptureStderr();
+  Msg_Post(2, MSGID(test.one) "Text\n");
+  Msg_Post(2, MSGID(test.two) "Second text\n");
+  const std::string warning =
+      "MSG: Value \"perhaps\" for variable \"msg.noOKnoWarning\" is not a valid boolean value. Using value "
+      "\"FALSE\".\n\n";
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), warning + "MSG: Text\n\nMSG: Second text\n\n");
+  EXPECT_TRUE(HasLogged(warning + "MSG: Text\n\n"));
 }
 
 TEST_F(Preference, OtherTypesOfAKeyStopTheProgram) {

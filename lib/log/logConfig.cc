@@ -1,6 +1,9 @@
 // The log's start, end and settings.
+#include <pthread.h>
+
 #include <algorithm>
 #include <cstdlib>
+#include <optional>
 
 #include "config.h"
 #include "logInt.h"
@@ -11,6 +14,21 @@
 namespace {
 
 constexpr int32_t kDefaultKeepOld = 3;
+// Of a program's name and of its version, so that a file's first lines stay whole.
+constexpr size_t kMaxNameLength = 255;
+
+// A fork takes the log's lock along, so that the child gets neither one that nobody gives back nor a log that
+// another thread was changing.
+thread_local std::optional<LogLock> lockOfFork;
+int forkError;
+
+// Registered before all others. So it is taken last before a fork, as by those who log under a guard of their
+// own that forks wait for too, and left first behind it, when the child's lock knows its owner by the old
+// identity still.
+[[gnu::constructor(101)]] void LogHandleForks() {
+  const auto leave = [] { lockOfFork.reset(); };
+  forkError = pthread_atfork([] { lockOfFork.emplace(&logState); }, leave, leave);
+}
 
 void LogFree(char **text) {
   free(*text);
@@ -84,8 +102,9 @@ void Log_GetInitDefaults(const char *fileName, const char *config, const char *s
 bool Log_InitEx(const LogInitParams *params) {
   LogState *state = &logState;
   ASSERT(!state->initialized);
-  state->appName = Util_SafeStrdup(params->appName);
-  state->appVersion = Util_SafeStrdup(params->appVersion);
+  ASSERT_MEM_ALLOC(forkError == 0);
+  state->appName = Util_SafeStrndup(params->appName, kMaxNameLength);
+  state->appVersion = Util_SafeStrndup(params->appVersion, kMaxNameLength);
   state->suffix = Util_SafeStrdup(params->suffix);
   LogSetConfig(state, params->enable, params->append, params->keepOld, params->rotateSize, false);
   state->throttle.threshold = params->throttleThreshold;

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <utility>
+#include <vector>
 
 #include "logInt.h"
 #include "logTestInt.h"
@@ -13,6 +15,7 @@
 #include "productState.h"
 #include "regexes.h"
 #include "systemCalls.h"
+#include "vthread.h"
 
 namespace {
 
@@ -216,6 +219,30 @@ TEST(LogInitForApp, NamesTheProgramInTheBanner) {
                              " version=9.8 build=build-[0-9]{5} option=BETA"));
 }
 
+TEST(LogInit, NamesTheProductInTheBanner) {
+  EnterHost();
+  ProductState_Set(0, "Bench", "4.5.6", 4711, 0);
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  Log("text\n");
+  EXPECT_TRUE(Matches(Lines(kLog).at(0), std::string(kPrefix) +
+                                             "Log for Bench pid=" + std::to_string(getpid()) +
+                                             " version=4.5.6 build=build-04711 option=BETA"));
+}
+
+TEST(LogInitForApp, NamesThatAreTooLongLeaveTheBannerWhole) {
+  EnterHost();
+  const std::string name(255, 'n');
+  const std::string version(255, 'v');
+  ASSERT_TRUE(Log_InitForApp(kLog, nullptr, "setup", (name + "more").c_str(), (version + "more").c_str()));
+  VThread_Init(-1, std::string(31, 't').c_str());
+  Log("text\n");
+  const Strings lines = Lines(kLog);
+  ASSERT_EQ(lines.size(), kBannerLines + 1);
+  EXPECT_NE(lines[0].find("| Log for " + name + " pid="), std::string::npos) << lines[0];
+  EXPECT_NE(lines[0].find(" version=" + version + " build="), std::string::npos) << lines[0];
+  EXPECT_TRUE(lines[2].ends_with("| Host codepage=UTF-8 encoding=UTF-8")) << lines[2];
+}
+
 TEST(LogInit, AFailedStartCanBeTriedAgain) {
   EnterHost();
   const int next = testhost::NextDescriptor();
@@ -332,6 +359,33 @@ TEST(LogSetLockFunc, GuardsEachCall) {
   Warning("text\n");
   EXPECT_EQ(locks, 3);
   EXPECT_EQ(depth, 0);
+}
+
+TEST(LogSetLockFunc, GuardsAllThatTheLogHas) {
+  EnterHost();
+  StartLog();
+  Log_SetQuietWarnings(true);
+  Log_SetLockFunc(CountLock);
+  const std::vector<std::pair<const char *, void (*)()>> calls = {
+      {"GuestLog", [] { GuestLog("text\n"); }},
+      {"Warning", [] { Warning("text\n"); }},
+      {"WriteText", [] { Log_WriteText("text\n"); }},
+      {"InitGuestThrottle", Log_InitGuestThrottle},
+      {"DisableThrottling", Log_DisableThrottling},
+      {"SetConfig", [] { Log_SetConfig(true, false, 3, 0, false); }},
+      {"SetDir", [] { Log_SetDir(kDirectory); }},
+      {"GetDir", [] { free(Log_GetDir()); }},
+      {"GetFileName", [] { Log_GetFileName(); }},
+      {"SetFile", [] { EXPECT_TRUE(Log_SetFile(kLog, nullptr, true)); }},
+      {"CopyFile", [] { EXPECT_TRUE(Log_CopyFile("/tmp/logs/copy")); }},
+      {"RemoveFile", [] { EXPECT_TRUE(Log_RemoveFile(true)); }},
+  };
+  for (const auto &[name, call] : calls) {
+    locks = 0;
+    call();
+    EXPECT_GT(locks, 0) << name;
+    EXPECT_EQ(depth, 0) << name;
+  }
 }
 
 int deepest;

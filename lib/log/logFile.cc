@@ -44,11 +44,19 @@ bool LogIsPlainFile(int fd, const char *path) {
   return true;
 }
 
+// Whether a path names a plain file, or nothing yet. A link, a directory or a device isn't the log's to
+// rename, to empty or to delete.
+bool LogMayReplace(const char *path) {
+  struct stat named {};
+  return Posix_Lstat(path, &named) == -1 || S_ISREG(named.st_mode);
+}
+
 // Whether a path leads to the state's file. It need not be the path that the state knows.
 bool LogIsOwnFile(const LogState *state, const char *path) {
   struct stat opened {};
   struct stat named {};
-  return fstat(state->fd, &opened) == 0 && Posix_Stat(path, &named) == 0 && LogSameInode(opened, named);
+  return LogHasFile(state) && fstat(state->fd, &opened) == 0 && Posix_Stat(path, &named) == 0 &&
+         LogSameInode(opened, named);
 }
 
 // --- Names
@@ -133,13 +141,14 @@ bool LogGoTo(LogState *state, const char *name, bool temporary, bool copy) {
   if (state->fileName != nullptr && strcmp(name, state->fileName) == 0) {
     return true;
   }
-  const bool anew = copy && !state->append;
+  const bool mayCopy = copy && LogMayReplace(name);
+  const bool anew = mayCopy && !state->append;
   // A number for the log's own file, under whatever name, would take the file away from the log.
   if (anew && !temporary && state->keepOld > 0 && !LogIsOwnFile(state, name)) {
     LogBackupByRenumber(name, state->keepOld, state->fastRotation);
   }
   const bool renamed = anew && LogHasFile(state) && Posix_Rename(state->fileName, name) == 0;
-  return renamed || LogSwitch(state, name, copy);
+  return renamed || LogSwitch(state, name, mayCopy);
 }
 
 // `name` becomes the state's.

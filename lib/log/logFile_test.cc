@@ -2,6 +2,7 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -160,6 +161,14 @@ TEST(LogSetFile, NamesAFileInTheLogsOwnDirectoryByTheSuffix) {
   EXPECT_EQ(Log_GetDir(), nullptr);
 }
 
+TEST(LogSetFile, TakesTheLogsOwnDirectoryWithoutAKeyToo) {
+  EnterHost();
+  Log_SetDir(kDirectory);
+  ASSERT_TRUE(Log_Init(nullptr, nullptr, "setup"));
+  ASSERT_TRUE(Log_SetFile(nullptr, nullptr, true));
+  EXPECT_STREQ(Log_GetFileName(), "/tmp/logs/ostrel-setup.log");
+}
+
 TEST(LogSetFile, TellsTheAddressesOfPagesTheName) {
   EnterHost();
   StartAt(kLog);
@@ -229,7 +238,76 @@ TEST(LogSetFile, ATemporaryFileHasNoOldOnes) {
   EXPECT_FALSE(fs::exists("/tmp/ostrel-root/setup-x-0.log"));
 }
 
+TEST(LogSetFile, AStartNumbersTheFileThatALogLeftOpen) {
+  EnterHost("setup.log.filename = \"/tmp/logs/my.log\"\n");
+  StartLog();
+  Log("one\n");
+  Log_Exit();
+  StartLog();
+  Log("two\n");
+  EXPECT_EQ(Texts("/tmp/logs/my-0.log"), Strings{"one"});
+  EXPECT_EQ(Texts(kLog), Strings{"two"});
+}
+
+TEST(LogSetFile, RefusesASymbolicLinkOfAConfiguredName) {
+  EnterHost("setup.log.filename = \"/tmp/logs/my.log\"\n");
+  testhost::WriteFile("/tmp/logs/target", "precious\n");
+  ASSERT_EQ(symlink("target", kLog), 0);
+  EXPECT_FALSE(Log_Init(nullptr, "setup.log.filename", "setup"));
+  EXPECT_EQ(TakeMessages(),
+            (Strings{"msg.log.openIsLink", "msg.log.switchFailed",
+                     "Log file '/tmp/logs/my.log' is a symbolic link.\n" + SwitchFailedText(kLog)}));
+  EXPECT_TRUE(fs::is_symlink(kLog));
+  EXPECT_EQ(testhost::ReadFile("/tmp/logs/target"), "precious\n");
+}
+
+TEST(LogSetFile, RefusesADirectoryOfAConfiguredName) {
+  EnterHost("setup.log.filename = \"/tmp/logs/my.log\"\n");
+  testhost::WriteFile("/tmp/logs/my.log/file", "precious\n");
+  EXPECT_FALSE(Log_Init(nullptr, "setup.log.filename", "setup"));
+  EXPECT_EQ(TakeMessages(),
+            (Strings{"msg.log.openFailed", "msg.log.switchFailed",
+                     "Cannot open or create the log file '/tmp/logs/my.log': Is a directory\n" +
+                         SwitchFailedText(kLog)}));
+  EXPECT_EQ(testhost::ReadFile("/tmp/logs/my.log/file"), "precious\n");
+}
+
+TEST(LogSetFile, ADeviceOfAConfiguredNameStaysInItsPlace) {
+  EnterHost("setup.log.filename = \"/tmp/logs/my.log\"\n");
+  ASSERT_EQ(mknod(kLog, S_IFCHR | 0600, makedev(1, 3)), 0);
+  StartLog();
+  Log("text\n");
+  EXPECT_TRUE(fs::is_character_file(kLog));
+  EXPECT_FALSE(fs::exists("/tmp/logs/my-0.log"));
+}
+
 // --- From one file to another
+
+TEST(LogSetFile, NeitherReplacesNorDeletesADevice) {
+  EnterHost();
+  ASSERT_EQ(mknod(kOther, S_IFCHR | 0600, makedev(1, 3)), 0);
+  StartAt(kLog);
+  const std::string before = testhost::ReadFile(kLog);
+  EXPECT_TRUE(Log_SetFile(kOther, nullptr, true));
+  Log("two\n");
+  EXPECT_TRUE(fs::is_character_file(kOther));
+  EXPECT_FALSE(fs::exists("/tmp/logs/other-0.log"));
+  EXPECT_EQ(testhost::ReadFile(kLog), before);
+}
+
+TEST(LogSetFile, ASymbolicLinkLeavesTheOldFile) {
+  EnterHost();
+  testhost::WriteFile("/tmp/logs/target", "precious\n");
+  ASSERT_EQ(symlink("target", kOther), 0);
+  StartAt(kLog);
+  EXPECT_FALSE(Log_SetFile(kOther, nullptr, true));
+  EXPECT_EQ(TakeMessages(),
+            (Strings{"msg.log.openIsLink", "msg.log.switchFailed", "msg.log.switchFailedHasOldFile",
+                     "Log file '/tmp/logs/other.log' is a symbolic link.\n" + SwitchFailedText(kOther) +
+                         "The current log file is still '/tmp/logs/my.log'.\n"}));
+  EXPECT_TRUE(fs::is_symlink(kOther));
+  EXPECT_EQ(testhost::ReadFile("/tmp/logs/target"), "precious\n");
+}
 
 TEST(LogSetFile, TheSameNameChangesNothing) {
   EnterHost();
@@ -377,6 +455,23 @@ TEST(LogSetFile, OneFileOnAFullDiskIsLeftAlone) {
   ASSERT_EQ(link(kFar, "/tmp/far/other.log"), 0);
   ASSERT_TRUE(Log_SetFile("/tmp/far/other.log", nullptr, true));
   EXPECT_EQ(testhost::ReadFile("/tmp/far/other.log"), before);
+}
+
+TEST(LogSetFile, TwoFilesOfOneSizeAreTwoOnAFullDiskToo) {
+  EnterHost("log.append = TRUE\n");
+  MountFar("size=64k");
+  ASSERT_TRUE(Log_Init(kFar, nullptr, "setup"));
+  Log("%s\n", std::string(4000, 'x').c_str());
+  testhost::WriteFile("/tmp/far/other.log", std::string(4096, 'o'));
+  testhost::Run("cat /dev/zero > /tmp/far/filler");
+  while (write(logState.fd, "y", 1) == 1) {
+  }
+  ASSERT_EQ(ftruncate(logState.fd, 4096), 0);
+  // The page that the disk has left again.
+  testhost::Run("cat /dev/zero > /tmp/far/filling");
+  EXPECT_FALSE(Log_SetFile("/tmp/far/other.log", nullptr, true));
+  EXPECT_EQ(TakeMessages().at(0), "msg.log.copyWriteFailed");
+  EXPECT_STREQ(Log_GetFileName(), kFar);
 }
 
 TEST(LogSetFile, TwoFilesOfOneSizeAreTwo) {

@@ -62,6 +62,7 @@ struct LogState {
   uint64_t rotateSize;
   bool rotating;
   LogStamp stamp;
+  volatile bool ringChanging;  // a signal's handler may find it so
 };
 extern LogState logState;
 
@@ -116,8 +117,6 @@ bool LogMoveContent(LogState *state, int fd, const char *name);
 // Takes the lock itself.
 bool LogSetFile(LogState *state, const char *fileName, const char *config, bool copy);
 void LogAppendSwitchFailed(const char *fileName);
-// Frees the names of the file and the program.
-void LogForgetNames(LogState *state);
 
 // Gives `fileName` a number in its name, and deletes the file that is then too many. Failures are logged.
 void LogBackupByRenumber(const char *fileName, int32_t keepOld, bool fastRotation);

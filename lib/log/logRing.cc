@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 
@@ -11,6 +12,33 @@
 namespace {
 
 constexpr size_t kRingSize = 32768;
+
+// Holds off a signal's handler that logs while the ring is being changed: what it has to say is lost. A ring
+// torn by it would have a wrong length, which may be more than there is on any disk.
+class LogRingChange {
+ public:
+  explicit LogRingChange(LogState *state) : state_(state), isOwn_(!state->ringChanging) {
+    if (isOwn_) {
+      state_->ringChanging = true;
+      std::atomic_signal_fence(std::memory_order_seq_cst);
+    }
+  }
+  ~LogRingChange() {
+    if (isOwn_) {
+      std::atomic_signal_fence(std::memory_order_seq_cst);
+      state_->ringChanging = false;
+    }
+  }
+  LogRingChange(const LogRingChange &) = delete;
+  LogRingChange &operator=(const LogRingChange &) = delete;
+
+  // Whether the change may be made.
+  [[nodiscard]] bool IsOwn() const { return isOwn_; }
+
+ private:
+  LogState *state_;
+  bool isOwn_;
+};
 
 void LogRingDrop(LogState *state, size_t size) {
   state->ringRead = (state->ringRead + size) % kRingSize;
@@ -28,10 +56,33 @@ void LogRingDropOldestLine(LogState *state) {
   }
 }
 
+// Takes what can be written in one piece out of the ring, where it stays until text comes in its place.
+// Nothing when nothing is left.
+std::string_view LogRingTake(LogState *state) {
+  const LogRingChange change(state);
+  if (!change.IsOwn()) {
+    return {};
+  }
+  if (state->ringCount == 0) {
+    // From the start again, so that the next line goes out in one piece.
+    state->ringRead = 0;
+    state->ringWrite = 0;
+    return {};
+  }
+  const std::string_view piece(state->ringStart + state->ringRead,
+                               std::min(state->ringCount, kRingSize - state->ringRead));
+  LogRingDrop(state, piece.size());
+  return piece;
+}
+
 }  // namespace
 
 void LogQueue(LogState *state, std::string_view piece) {
   ASSERT(piece.size() < kRingSize);
+  const LogRingChange change(state);
+  if (!change.IsOwn()) {
+    return;
+  }
   if (state->ringStart == nullptr) {
     state->ringStart = static_cast<char *>(malloc(kRingSize));
     if (state->ringStart == nullptr) {
@@ -51,16 +102,10 @@ void LogQueue(LogState *state, std::string_view piece) {
 }
 
 void LogDrain(LogState *state) {
-  while (state->ringCount > 0) {
-    const char *start = state->ringStart + state->ringRead;
-    const size_t size = std::min(state->ringCount, kRingSize - state->ringRead);
-    // Before the write, for a signal's handler that logs in the middle of it drains the ring too.
-    LogRingDrop(state, size);
+  // Taken before it is written, for a signal's handler that logs in the middle of that drains the ring too.
+  for (std::string_view piece = LogRingTake(state); !piece.empty(); piece = LogRingTake(state)) {
     // Logging never stops the work: what the file doesn't take is lost.
-    [[maybe_unused]] const ssize_t written = write(state->fd, start, size);
-    state->fileSize += size;
+    [[maybe_unused]] const ssize_t written = write(state->fd, piece.data(), piece.size());
+    state->fileSize += piece.size();
   }
-  // From the start again, so that the next line goes out in one piece.
-  state->ringRead = 0;
-  state->ringWrite = 0;
 }

@@ -1,4 +1,5 @@
 // Old log files and their numbers.
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -142,6 +143,12 @@ void LogNumberOne(const std::string &fileName, int32_t keepOld) {
   LogShortenSeries(full, series, keepOld);
 }
 
+// Whether the log goes to what never gets too long, and whose name isn't the log's to give away.
+bool LogIsDevice(const LogState *state) {
+  struct stat data {};
+  return fstat(state->fd, &data) == 0 && !S_ISREG(data.st_mode);
+}
+
 }  // namespace
 
 void LogBackupByRenumber(const char *fileName, int32_t keepOld, bool fastRotation) {
@@ -153,6 +160,10 @@ void LogBackupByRenumber(const char *fileName, int32_t keepOld, bool fastRotatio
 }
 
 void LogRotate(LogState *state) {
+  if (LogIsDevice(state)) {
+    state->fileSize = 0;
+    return;
+  }
   state->rotating = true;
   if (state->keepOld > 0) {
     LogBackupByRenumber(state->fileName, state->keepOld, state->fastRotation);

@@ -1,6 +1,8 @@
+#include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -294,6 +296,16 @@ TEST(LogRotate, KeepsTheDescriptorAndOpensNoOther) {
   EXPECT_EQ(testhost::NextDescriptor(), next);
 }
 
+TEST(LogRotate, ADeviceKeepsItsName) {
+  EnterHost();
+  ASSERT_EQ(mknod("/tmp/logs/null", S_IFCHR | 0600, makedev(1, 3)), 0);
+  ASSERT_TRUE(Log_Init("/tmp/logs/null", nullptr, "setup"));
+  Log_SetConfig(true, false, 3, 1000, false);
+  LogHundred(12, 'a');
+  EXPECT_EQ(Names(), Strings{"null"});
+  EXPECT_EQ(logState.fileSize, 100U);
+}
+
 TEST(LogRotate, BringsBackADescriptorThatWasClosed) {
   EnterHost();
   StartRotating(3, false);
@@ -311,6 +323,7 @@ TEST(LogRotate, AFileThatALogLeftOpenGoesOn) {
   ASSERT_TRUE(Log_Init(kOld, nullptr, "setup"));
   LogHundred(1, 'a');
   Log_Exit();
+  EXPECT_EQ(logState.rotateSize, 0U);
   ASSERT_TRUE(Log_Init(nullptr, nullptr, "setup"));
   LogHundred(11, 'b');
   EXPECT_EQ(Names(), Strings{"a.log"});
@@ -323,8 +336,10 @@ TEST(LogRotate, ALostFileEndsTheLoggingToFiles) {
   LogHundred(10, 'a');
   ASSERT_EQ(link(kOld, "/tmp/linked.log"), 0);
   fs::remove_all(kDirectory);
+  const int fd = logState.fd;
   LogHundred(1, 'b');
   EXPECT_EQ(logState.fd, -1);
+  EXPECT_EQ(fcntl(fd, F_GETFD), -1);
   EXPECT_EQ(TakeMessages(),
             (Strings{"msg.log.openFailed", "msg.log.switchFailed",
                      "Cannot open or create the log file '/tmp/logs/a.log': No such file or directory\n" +

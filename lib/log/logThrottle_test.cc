@@ -1,10 +1,29 @@
+#include <sys/time.h>
 #include <unistd.h>
 
+#include <ctime>
+#include <optional>
 #include <random>
+#include <utility>
 
 #include "hostinfoTime.h"
 #include "logInt.h"
 #include "logTestInt.h"
+
+namespace {
+
+// What the clock shows; nothing for the real time.
+std::optional<timeval> clockShows;
+
+}  // namespace
+
+// A stand-in for the C library's.
+extern "C" int gettimeofday(struct timeval *now, void * /*zone*/) noexcept {
+  struct timespec real {};
+  clock_gettime(CLOCK_REALTIME, &real);
+  *now = clockShows.value_or(timeval{real.tv_sec, real.tv_nsec / 1000});
+  return 0;
+}
 
 namespace {
 
@@ -125,6 +144,24 @@ TEST(LogThrottle, LooksAtTheRateEveryFiveSeconds) {
   logState.throttle.lastTimeUs = NowUs() - 5 * kSecond - 1000;
   LogBytes(10);
   EXPECT_TRUE(logState.throttle.throttled);
+}
+
+TEST(LogThrottle, LooksAtTheRateOnlyBehindTheInterval) {
+  EnterHost("log.throttleThreshold = 1\nlog.throttleBytesPerSec = 1\n");
+  StartLog();
+  clockShows = {1700000000, 0};
+  const uint64_t now = NowUs();
+  for (const auto &[interval, throttled] : {std::pair(5 * kSecond, false), {60 * kSecond, true}}) {
+    EXPECT_EQ(logState.throttle.throttled, throttled);
+    logState.throttle.lastTimeUs = now - interval;
+    LogBytes(1000);
+    EXPECT_EQ(logState.throttle.lastTimeUs, now - interval);
+    EXPECT_EQ(logState.throttle.throttled, throttled);
+    logState.throttle.lastTimeUs = now - interval - 1;
+    LogBytes(1000);
+    EXPECT_EQ(logState.throttle.lastTimeUs, now);
+    EXPECT_TRUE(logState.throttle.throttled);
+  }
 }
 
 TEST(LogThrottle, StaysWhenTheRateHasFallen) {
@@ -281,6 +318,16 @@ TEST(GuestLog, CountsInBothLimits) {
   EXPECT_EQ(logState.throttle.bytesLogged, 20U);
   EXPECT_TRUE(logState.throttle.throttled);
   EXPECT_EQ(Texts(), (Strings{"", "<<< Guest Log Throttled >>>", "123456789", "", "<<< Log Throttled >>>"}));
+}
+
+TEST(GuestLog, ItsOwnLimitComesFirst) {
+  EnterHost(
+      "log.guestNoLogAfterThreshold = TRUE\nlog.guestThrottleThreshold = 10\n"
+      "log.noLogAfterThreshold = TRUE\nlog.throttleThreshold = 10\n");
+  Log_InitGuestThrottle();
+  StartLog();
+  GuestLog("123456789\n");
+  EXPECT_EQ(Texts(), (Strings{"", "<<< Guest Log Throttled >>>", "", "<<< Log Throttled >>>"}));
 }
 
 TEST(GuestLog, AFileThatItsNoticeLosesIsTriedOnce) {

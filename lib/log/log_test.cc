@@ -1,20 +1,27 @@
 #include "log.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <pthread.h>
+#include <sys/mman.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
+#include <mutex>
+#include <optional>
 #include <random>
 #include <string>
 #include <thread>
@@ -27,6 +34,33 @@
 #include "regexes.h"
 #include "threads.h"
 #include "vthread.h"
+
+namespace {
+
+// What the clock shows; nothing for the real time.
+std::optional<timeval> clockShows;
+// How a locale writes each time.
+std::string timeInWords;
+
+}  // namespace
+
+// Stand-ins for the C library's.
+extern "C" size_t strftime(char *text, size_t size, const char *format, const struct tm *time) noexcept {
+  static const auto real = reinterpret_cast<size_t (*)(char *, size_t, const char *, const struct tm *)>(
+      dlsym(RTLD_NEXT, "strftime"));
+  if (timeInWords.empty()) {
+    return real(text, size, format, time);
+  }
+  text[timeInWords.copy(text, size - 1)] = '\0';
+  return timeInWords.size();
+}
+
+extern "C" int gettimeofday(struct timeval *now, void * /*zone*/) noexcept {
+  struct timespec real {};
+  clock_gettime(CLOCK_REALTIME, &real);
+  *now = clockShows.value_or(timeval{real.tv_sec, real.tv_nsec / 1000});
+  return 0;
+}
 
 namespace {
 
@@ -302,6 +336,74 @@ TEST(LogFork, AChildWritesToTheSameFile) {
   EXPECT_EQ(Texts(), (Strings{"parent before", "child", "parent after"}));
 }
 
+// Forks while another thread runs `log` over and over, and lets each child log too.
+void ForkBeside(void (*log)()) {
+  constexpr int kForks = 50;
+  log();  // writes the banner, which a child would write too
+  std::atomic<bool> done = false;
+  std::thread thread([&] {
+    while (!done) {
+      log();
+    }
+  });
+  int failed = 0;
+  for (int i = 0; i < kForks && failed == 0; i++) {
+    const pid_t child = fork();
+    if (child == 0) {
+      alarm(10);
+      Log("child\n");
+      _exit(0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    failed = status;
+  }
+  done = true;
+  thread.join();
+  EXPECT_EQ(failed, 0);
+  const Strings texts = Texts(kLog);
+  EXPECT_EQ(std::count(texts.begin(), texts.end(), "child"), kForks);
+  EXPECT_EQ(std::count(texts.begin(), texts.end(), "thread"), texts.size() - kForks);
+}
+
+TEST(LogFork, AChildMayLogWhateverOtherThreadsDid) {
+  EnterHost();
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  ForkBeside([] { Log("thread\n"); });
+}
+
+// As the program's own modules have them, from its start on.
+std::mutex guard;
+const int guardError = pthread_atfork([] { guard.lock(); }, [] { guard.unlock(); }, [] { guard.unlock(); });
+
+TEST(LogFork, AThreadMayLogUnderAGuardThatForksWaitFor) {
+  EnterHost();
+  ASSERT_EQ(guardError, 0);
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  alarm(60);  // for a fork that waits for ever
+  ForkBeside([] {
+    const std::lock_guard locked(guard);
+    Log("thread\n");
+  });
+}
+
+int forkLocks;
+int forkUnlocks;
+
+TEST(LogFork, WaitsForALockFunctionToo) {
+  EnterHost();
+  Log_SetLockFunc([](bool lock) { (lock ? forkLocks : forkUnlocks)++; });
+  const pid_t child = fork();
+  if (child == 0) {
+    _exit(forkLocks == 1 && forkUnlocks == 1 ? 0 : 1);
+  }
+  int status = -1;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(forkLocks, 1);
+  EXPECT_EQ(forkUnlocks, 1);
+}
+
 TEST(LogFork, LinesOfManyProcessesStayWhole) {
   EnterHost();
   StartLog();
@@ -384,6 +486,49 @@ TEST(LogPrefix, NamesTheThread) {
   EXPECT_TRUE(Lines(kLog).back().ends_with(": " + own + "| text")) << Lines(kLog).back();
 }
 
+TEST(LogPrefix, TellsWholeMilliseconds) {
+  EnterHost();
+  setenv("TZ", "UTC0", 1);
+  tzset();
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  clockShows = {0, 10000};
+  Log("text\n");
+  EXPECT_EQ(Lines(kLog).back(), "Jan 01 00:00:00.010: app| text");
+  clockShows = {1700000009, 7999};
+  Log("text\n");
+  EXPECT_EQ(Lines(kLog).back(), "Nov 14 22:13:29.007: app| text");
+  clockShows = {1699000009, 999999};
+  Log("text\n");
+  EXPECT_EQ(Lines(kLog).back(), "Nov 03 08:26:49.999: app| text");
+}
+
+TEST(LogPrefix, HasAtMost94BytesOfWhichTheThreadGetsTheRest) {
+  EnterHost();
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  clockShows = {1700000000, 0};
+  timeInWords = std::string(60, 'm');
+  VThread_Init(-1, std::string(31, 't').c_str());
+  Log("text\n");
+  const std::string prefix = timeInWords + ".000: " + std::string(94 - 2 - 66, 't') + "| ";
+  ASSERT_EQ(prefix.size(), 94U);
+  EXPECT_EQ(Lines(kLog).back(), prefix + "text");
+}
+
+TEST(LogPrefix, InASignalTellsWholeMillisecondsSinceTheLastLine) {
+  EnterHost();
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  clockShows = {1700000000, 950999};
+  Log("before\n");
+  const std::string stamp = Lines(kLog).at(kBannerLines).substr(0, 19);
+  VThread_SetIsInSignal(3, true);
+  clockShows = {1700000002, 957000};
+  Log("inside\n");
+  clockShows = {1700000002, 949999};
+  Log("inside\n");
+  EXPECT_EQ(Lines(kLog).at(kBannerLines + 1), stamp + "+2.007: app| inside");
+  EXPECT_EQ(Lines(kLog).at(kBannerLines + 2), stamp + "+1.999: app| inside");
+}
+
 TEST(LogPrefix, InASignalTellsTheTimeSinceTheLastLine) {
   EnterHost();
   ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
@@ -450,6 +595,66 @@ TEST(LogSignal, AHandlerMayLogWhileALineIsWritten) {
   EXPECT_TRUE(testhost::RegexMatch(lines[kBannerLines + 2], std::string(kPrefix) + "after"))
       << lines[kBannerLines + 2];
   EXPECT_EQ(logState.ringCount, 0U);
+}
+
+// A ring that can be touched by nobody until a handler lets it.
+constexpr size_t kRingSize = 32768;
+int touches;
+
+void CloseRing() {
+  ASSERT_EQ(mprotect(logState.ringStart, kRingSize, PROT_NONE), 0);
+}
+
+void OpenRingAndLog(int /*signal*/) {
+  touches++;
+  mprotect(logState.ringStart, kRingSize, PROT_READ | PROT_WRITE);
+  Log("inside\n");
+}
+
+// Enters a host whose log has no file yet, no prefix, and such a ring.
+void EnterHostWithRing() {
+  EnterHost("log.timeStamp = FALSE\nlog.threadName = FALSE\n");
+  ASSERT_TRUE(Log_Init(nullptr, nullptr, "setup"));
+  void *const ring = mmap(nullptr, kRingSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(ring, MAP_FAILED);
+  logState.ringStart = static_cast<char *>(ring);
+  struct sigaction action {};
+  action.sa_handler = OpenRingAndLog;
+  ASSERT_EQ(sigaction(SIGSEGV, &action, nullptr), 0);
+}
+
+TEST(LogSignal, AHandlerLeavesARingAloneThatIsBeingFilled) {
+  EnterHostWithRing();
+  Log("early\n");
+  ASSERT_TRUE(Log_SetFile(kLog, nullptr, true));
+  CloseRing();
+  Log("late\n");
+  EXPECT_EQ(touches, 1);
+  Log("after\n");
+  const Strings lines = Lines(kLog);
+  EXPECT_EQ(Strings(lines.begin() + kBannerLines, lines.end()), (Strings{"early", "late", "after"}));
+  EXPECT_EQ(logState.ringCount, 0U);
+}
+
+TEST(LogSignal, AHandlerLeavesARingAloneThatDropsALine) {
+  EnterHostWithRing();
+  int line = 0;
+  for (; logState.ringCount < kRingSize - 100; line++) {
+    Log("line %d %s\n", line, std::string(static_cast<size_t>(line % 50), 'x').c_str());
+  }
+  CloseRing();
+  Log("%s\n", std::string(1000, 'y').c_str());
+  EXPECT_EQ(touches, 1);
+  ASSERT_TRUE(Log_SetFile(kLog, nullptr, true));
+  Log("after\n");
+  const Strings lines = Lines(kLog);
+  ASSERT_GT(lines.size(), 100U);
+  int number = line;
+  for (size_t i = lines.size() - 2; i-- > kBannerLines;) {
+    number--;
+    EXPECT_EQ(lines[i],
+              "line " + std::to_string(number) + " " + std::string(static_cast<size_t>(number % 50), 'x'));
+  }
 }
 
 // --- The ring

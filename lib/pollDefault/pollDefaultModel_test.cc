@@ -36,6 +36,14 @@ class Model : public PollHost {
     }
     for (int i = 0; i < kPipes; i++) {
       pipes_.push_back(i % 2 == 0 ? ReadyPipe() : Pipe()[i % 4 == 1 ? 0 : 1]);
+      spares_.push_back(fcntl(pipes_.back(), F_DUPFD_CLOEXEC, 0));
+    }
+  }
+
+  void TearDown() override {
+    PollHost::TearDown();
+    for (const int fd : spares_) {
+      close(fd);
     }
   }
 
@@ -60,6 +68,18 @@ class Model : public PollHost {
     });
   }
 
+  static bool IsOpen(int fd) { return fcntl(fd, F_GETFD) != -1; }
+
+  // Closes a descriptor, whoever waits for it, or opens it again.
+  void CloseOrReopen() {
+    const auto at = static_cast<size_t>(Draw(kPipes));
+    if (IsOpen(pipes_[at])) {
+      close(pipes_[at]);
+    } else {
+      ASSERT_EQ(dup3(spares_[at], pipes_[at], O_CLOEXEC), pipes_[at]);
+    }
+  }
+
   void AddTimer(Actor *actor, unsigned flags) {
     const int delay = 1 + Draw(9000);
     Poll_AddCallback(Classes({0}), flags, Play, actor, POLL_TYPE_TIMER, delay, nullptr);
@@ -79,7 +99,7 @@ class Model : public PollHost {
   void AddDevice(Actor *actor, unsigned flags, PollClassSet set) {
     const int fd = pipes_[static_cast<size_t>(Draw(kPipes))];
     flags |= Draw(2) == 0 ? POLL_FLAG_READ : POLL_FLAG_WRITE;
-    if (IsTaken(fd, flags, set)) {
+    if (!IsOpen(fd) || IsTaken(fd, flags, set)) {
       return;
     }
     Poll_AddCallback(set, flags, Play, actor, POLL_TYPE_DEVICE, fd, nullptr);
@@ -133,7 +153,7 @@ class Model : public PollHost {
       case 0:
         return Poll_AddCallback(Classes({0}), flags, Play, actor, POLL_TYPE_TIMER, 1 + Draw(9000), nullptr);
       case 1:
-        if (device == nullptr || device->read == nullptr) {
+        if (IsOpen(fd) && (device == nullptr || device->read == nullptr)) {
           Poll_AddCallback(DrawSet(), flags | POLL_FLAG_READ, Play, actor, POLL_TYPE_DEVICE, fd, nullptr);
         }
         return;
@@ -208,8 +228,9 @@ class Model : public PollHost {
     if (one.type == POLL_TYPE_MAIN_LOOP) {
       return true;
     }
-    pollfd fd = {one.fd, static_cast<short>((one.flags & POLL_FLAG_READ) != 0 ? POLLIN : POLLOUT), 0};
-    return syscall(SYS_poll, &fd, 1, 0) == 1;
+    const int wanted = (one.flags & POLL_FLAG_READ) != 0 ? POLLIN : POLLOUT;
+    pollfd fd = {one.fd, static_cast<short>(wanted), 0};
+    return syscall(SYS_poll, &fd, 1, 0) == 1 && (fd.revents & (wanted | POLLERR | POLLHUP)) != 0;
   }
 
   static std::multiset<std::string> FiredNames() {
@@ -220,14 +241,17 @@ class Model : public PollHost {
   std::mt19937 random_{51};
   std::vector<Actor *> actors_;
   std::vector<int> pipes_;
+  std::vector<int> spares_;  // the same ends, which stay open
   std::vector<Registered> registered_;
 };
 
 TEST_F(Model, AgreesThroughThousandsOfChangesAndTurnsInAllClasses) {
   size_t fires = 0;
   for (int step = 0; step < 20000; step++) {
-    const int what = Draw(20);
-    if (what < 8) {
+    const int what = Draw(21);
+    if (what == 20) {
+      CloseOrReopen();
+    } else if (what < 8) {
       AddOne();
     } else if (what < 14) {
       RemoveOne();
@@ -244,7 +268,111 @@ TEST_F(Model, AgreesThroughThousandsOfChangesAndTurnsInAllClasses) {
     ExpectQueues();
     ASSERT_FALSE(HasFatalFailure()) << step;
   }
-  EXPECT_GT(fires, 10000U);
+  EXPECT_GT(fires, 9000U);
+}
+
+// Callbacks that remove others and themselves. Each registration has an actor of its own, which tells what
+// fired.
+class RemovingModel : public Model {
+ protected:
+  void Add() {
+    Actor *actor = NewActor("");
+    actor->act = [this, actor] { HaveFired(actor); };
+    const unsigned flags = Draw(2) == 0 ? POLL_FLAG_PERIODIC : 0U;
+    switch (Draw(3)) {
+      case 0:
+        return AddTimer(actor, flags);
+      case 1:
+        return AddDevice(actor, flags, DrawSet());
+      default:
+        return AddMainLoop(actor, flags);
+    }
+  }
+
+  void AddMainLoop(Actor *actor, unsigned flags) {
+    const PollClassSet set = DrawSet();
+    Poll_AddCallback(set, flags, Play, actor, POLL_TYPE_MAIN_LOOP, 0, nullptr);
+    registered_.insert(registered_.begin(), {POLL_TYPE_MAIN_LOOP, set, flags, actor, 0, 0, 0});
+  }
+
+  void RemoveAny() {
+    if (registered_.empty()) {
+      return;
+    }
+    const auto at = registered_.begin() + Draw(static_cast<int>(registered_.size()));
+    const Registered gone = *at;
+    registered_.erase(at);
+    mustFire_.erase(gone.actor);
+    EXPECT_TRUE(Poll_RemoveCallback(gone.set, gone.flags, Play, gone.actor, gone.type));
+    EXPECT_FALSE(Poll_RemoveCallback(gone.set, gone.flags, Play, gone.actor, gone.type));
+    removed_++;
+  }
+
+  // What each callback does.
+  void HaveFired(Actor *actor) {
+    EXPECT_EQ(mustFire_.erase(actor), 1U);
+    const auto at = std::find_if(registered_.begin(), registered_.end(),
+                                 [=](const Registered &one) { return one.actor == actor; });
+    ASSERT_NE(at, registered_.end());
+    Registered one = *at;
+    const bool isTimer = one.type == POLL_TYPE_TIMER;
+    const bool periodic = (one.flags & POLL_FLAG_PERIODIC) != 0;
+    if (isTimer || !periodic) {
+      registered_.erase(at);
+    }
+    if (!periodic) {
+      EXPECT_FALSE(Poll_RemoveCallback(one.set, one.flags, Play, one.actor, one.type));
+    } else if (isTimer) {
+      one.time = Hostinfo_SystemTimerUS() + one.period;
+      InsertTimer(one);
+    }
+    for (int i = Draw(3); i > 0; i--) {
+      RemoveAny();
+    }
+    if (Draw(4) == 0) {
+      // It waits for the next turn.
+      Actor *added = NewActor("");
+      added->act = [this, added] { HaveFired(added); };
+      AddMainLoop(added, 0);
+    }
+  }
+
+  // Turns, and expects that everything fires that is ready and isn't removed before.
+  void ExpectTurn(unsigned eventClass) {
+    const int64_t now = Hostinfo_SystemTimerUS();
+    for (const Registered &one : registered_) {
+      if (PollClassSet_IsMember(one.set, eventClass) && IsReady(one, now)) {
+        mustFire_.insert(one.actor);
+      }
+    }
+    fires_ += mustFire_.size();
+    Turn(eventClass);
+    EXPECT_TRUE(mustFire_.empty());
+    Fired();
+  }
+
+  std::set<Actor *> mustFire_;
+  size_t fires_ = 0;
+  size_t removed_ = 0;
+};
+
+TEST_F(RemovingModel, AgreesWhenCallbacksRemoveWhatIsRegistered) {
+  for (int step = 0; step < 20000; step++) {
+    const int what = Draw(20);
+    if (what < 13 && registered_.size() < 200) {
+      Add();
+    } else if (what == 13) {
+      CloseOrReopen();
+    } else if (what < 17) {
+      *world.clock += Draw(3000);
+    } else {
+      ExpectTurn(static_cast<unsigned>(Draw(static_cast<int>(kPollClasses))));
+    }
+    ExpectQueues();
+    ASSERT_FALSE(HasFailure()) << step;
+  }
+  EXPECT_GT(fires_, 5000U);
+  EXPECT_GT(removed_, 2000U);
 }
 
 // Callbacks that add and remove at will.
@@ -266,6 +394,9 @@ TEST_F(Model, StaysSoundWhenCallbacksChangeEverything) {
       }
     }
     *world.clock += Draw(3000);
+    if (Draw(5) == 0) {
+      CloseOrReopen();
+    }
     Turn(static_cast<unsigned>(Draw(static_cast<int>(kPollClasses))));
     fires += FiredNames().size();
     PollDefaultCheck();

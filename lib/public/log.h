@@ -8,8 +8,9 @@
 // yet, or comes while the log is throttled, waits in a ring of 32 KiB that drops its oldest whole lines
 // first, and what a full disk doesn't take is lost.
 //
-// From Log_Init to Log_Exit all of this is safe in every thread. Where a function leaves a message, it
-// appends it to the pending ones (msg.h) for its caller to report.
+// From Log_Init to Log_Exit all of this is safe in every thread, and in a child of fork whatever other
+// threads did. Where a function leaves a message, it appends it to the pending ones (msg.h) for its caller to
+// report.
 #ifndef OST_PUBLIC_LOG_H
 #define OST_PUBLIC_LOG_H
 
@@ -102,7 +103,8 @@ void Log_InitGuestThrottle();
 //           stays before it. When false the file just goes on with what comes.
 //
 // Returns whether the log goes on there, or is not enabled; when not, messages tell why and the present file
-// stays the log's. A symbolic link is refused. Without a temporary directory the program stops.
+// stays the log's. A symbolic link and a directory are refused; a device stays as it is, and the log just
+// goes on there. Without a temporary directory the program stops.
 bool Log_SetFile(const char *fileName, const char *config, bool copy);
 // The log file's path, borrowed until the log's file changes; null when there is none.
 const char *Log_GetFileName();

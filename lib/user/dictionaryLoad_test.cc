@@ -388,6 +388,14 @@ std::string Endless(size_t size, char byte) {
   return std::string().append(size, byte);
 }
 
+std::string ManyKeys(int count) {
+  std::string content;
+  for (int i = 0; i < count; i++) {
+    content += "key" + std::to_string(i) + " = " + std::to_string(i) + "\n";
+  }
+  return content;
+}
+
 TEST_F(DictionaryLoad, TakesAnEndlessLine) {
   const std::string value = Endless(100'000'000, 'x');
   EXPECT_TRUE(Load("a = \"" + value + "\"\nb = 2\n"));
@@ -402,7 +410,7 @@ TEST_F(DictionaryLoad, RefusesAnEndlessWord) {
 }
 
 TEST_F(DictionaryLoad, TakesAnEndlessName) {
-  const std::string name = Endless(10'000'000, 'n');
+  const std::string name = Endless(100'000'000, 'n');
   EXPECT_TRUE(Load(name + " = 1\n"));
   EXPECT_EQ(GetText(name.c_str()), "1");
   EXPECT_FALSE(Load(name + " = 1\n" + name + " = 2\n"));
@@ -422,29 +430,47 @@ TEST_F(DictionaryLoad, TellsOfANameThatIsNoText) {
 }
 
 TEST_F(DictionaryLoad, TakesManyKeys) {
-  constexpr int kKeys = 1'000'000;
-  std::string content;
-  for (int i = 0; i < kKeys; i++) {
-    content += "key" + std::to_string(i) + " = " + std::to_string(i) + "\n";
-  }
+  const std::string content = ManyKeys(1'000'000);
   EXPECT_TRUE(Load(content));
   EXPECT_EQ(GetText("key0"), "0");
   EXPECT_EQ(GetText("KEY999999"), "999999");
   EXPECT_EQ(Saved(), ".encoding = \"UTF-8\"\n" + content);
 }
 
+TEST_F(DictionaryLoad, TakesABufferOfAnySize) {
+  const std::string value = Endless(100'000'000, 'x');
+  EXPECT_TRUE(Dictionary_LoadFromBuffer(Dict(), ("a = \"" + value + "\"\r\nb = 2\r\n").c_str(), false));
+  EXPECT_EQ(GetText("a"), value);
+  EXPECT_EQ(GetText("b"), "2");
+  EXPECT_FALSE(Dictionary_LoadFromBuffer(Dict(), value.c_str(), false));
+  EXPECT_EQ(Messages(), "[msg.dictionary.read.syntaxErrorNoFile] Syntax error.\n");
+  Dictionary_SetFromString(Dict(), ("c=" + value).c_str(), false, true);
+  EXPECT_EQ(GetText("c"), value);
+  const std::string content = ManyKeys(100'000);
+  EXPECT_TRUE(Dictionary_LoadFromBuffer(Dict(), content.c_str(), false));
+  EXPECT_EQ(Saved(), ".encoding = \"UTF-8\"\n" + content);
+}
+
 TEST_F(DictionaryLoad, TakesAFileThatShrinksAsItIsRead) {
-  std::string content;
-  for (int i = 0; i < 100'000; i++) {
-    content += "key" + std::to_string(i) + " = " + std::to_string(i) + "\n";
+  constexpr int kKeys = 100'000;
+  const std::string content = ManyKeys(kKeys);
+  FileIODescriptor file;
+  FileIO_Invalidate(&file);
+  bool loaded = false;
+  // Again where it was read to its end before it shrank.
+  for (int round = 0; round < 50 && (round == 0 || Dict()->entryCount == kKeys); round++) {
+    testhost::WriteFile(kPath, content);
+    ASSERT_EQ(FileIO_Open(&file, kPath, FILEIO_ACCESS_READ, FILEIO_OPEN), FILEIO_SUCCESS);
+    std::thread shrinker([fd = file.posix] {
+      while (lseek(fd, 0, SEEK_CUR) == 0) {
+      }
+      EXPECT_EQ(truncate(kPath, 5000), 0);
+    });
+    loaded = Dictionary_LoadFile(Dict(), &file);
+    shrinker.join();
+    EXPECT_FALSE(FileIO_Close(&file));
   }
-  testhost::WriteFile(kPath, content);
-  std::thread shrinker([] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    EXPECT_EQ(truncate(kPath, 5000), 0);
-  });
-  const bool loaded = Dictionary_Load(Dict(), kPath);
-  shrinker.join();
+  EXPECT_LT(Dict()->entryCount, kKeys);
   // Cut within a line, the rest of it is a key with less of its value, or no key.
   const std::string messages = Messages();
   EXPECT_TRUE(loaded || messages.find("Syntax error.\n") != std::string::npos) << messages;

@@ -1,6 +1,10 @@
 // Loads and saves of generated files, against what the rules of the format give.
+#include <iconv.h>
+
 #include <algorithm>
 #include <cctype>
+#include <iterator>
+#include <optional>
 #include <random>
 #include <set>
 #include <string>
@@ -21,19 +25,57 @@ struct Line {
   bool meta = false;  // tells the encoding
 };
 
-struct Encoding {
-  const char *name;
-  std::string (*toUtf8)(unsigned char byte);  // what one byte from 0x80 on stands for
-};
-
-std::string FromLatin1(unsigned char byte) {
-  return {static_cast<char>(0xC0 | byte >> 6), static_cast<char>(0x80 | (byte & 0x3F))};
+// What the C library makes of UTF-8 text in an encoding, or nothing.
+std::optional<std::string> Encode(const char *encoding, const std::string &text) {
+  const iconv_t converter = iconv_open(encoding, "UTF-8");
+  EXPECT_NE(converter, iconv_t(-1)) << encoding;
+  std::string bytes(100 + 8 * text.size(), '\0');
+  std::string copy = text;
+  char *from = copy.data();
+  char *to = bytes.data();
+  size_t fromLeft = text.size();
+  size_t toLeft = bytes.size();
+  const bool done = iconv(converter, &from, &fromLeft, &to, &toLeft) == 0 &&
+                    iconv(converter, nullptr, nullptr, &to, &toLeft) == 0;
+  iconv_close(converter);
+  bytes.resize(bytes.size() - toLeft);
+  return done ? std::optional(bytes) : std::nullopt;
 }
 
-// A to Z of Cyrillic lie at their code points less 0x360.
-std::string FromLatin5(unsigned char byte) {
-  const unsigned code = byte < 0xB0 ? '?' : byte + 0x360U;
-  return {static_cast<char>(0xC0 | code >> 6), static_cast<char>(0x80 | (code & 0x3F))};
+struct Encoding {
+  explicit Encoding(const char *newName) : name(newName) {
+    // Some of them hold the bytes of quotes, bars and backslashes in their second half.
+    for (const char *letter :
+         {"\u00E9", "\u00DF", "\u0105", "\u011F", "\u0436", "\u03B1", "\u05D0", "\u0639", "\u0E01", "\u65E5",
+          "\u30BD", "\u30DD", "\u80B2", "\u4E2D", "\u20AC", "\U0001F600"}) {
+      if (Encode(name, letter)) {
+        letters.emplace_back(letter);
+      }
+    }
+    // There the byte of a backslash is that of a Yen sign to some converters.
+    if (name != "Shift_JIS"s) {
+      letters.emplace_back("\\");
+    }
+  }
+
+  const char *name;
+  std::vector<std::string> letters;  // that it can express, beside those of ASCII
+  bool hasAscii = Encode(name, "|zz") == "|zz";
+};
+
+// A value of a line that the system writes.
+std::string Escaped(const std::string &bytes) {
+  std::string text;
+  for (const char byte : bytes) {
+    const auto code = static_cast<unsigned char>(byte);
+    const bool escapes = (code < 0x20 && code != '\t') || code == '"' || code == '|' || code == 0x7F;
+    char written[4] = {byte};
+    if (escapes) {
+      snprintf(written, sizeof written, "|%02X", unsigned{code});
+    }
+    text += written;
+  }
+  return text;
 }
 
 class Generator {
@@ -64,12 +106,24 @@ class Generator {
 
   // A value as it may stand in a file, and what it means.
   std::string Value(const Encoding &encoding, std::string *meaning) {
-    const bool quoted = OneIn(2);
-    std::string text = quoted ? "\"" : "";
     for (size_t i = Below(8); i > 0; i--) {
-      text += Piece(encoding, quoted, text.size() == (quoted ? 1U : 0U), meaning);
+      *meaning += Piece(encoding);
     }
-    return text + (quoted ? "\"" : "");
+    const bool quoted = OneIn(2);
+    std::string text;
+    const std::string bytes = Encode(encoding.name, *meaning).value_or("");
+    for (const char byte : bytes) {
+      text += Byte(byte, quoted, text.empty());
+    }
+    if (encoding.hasAscii && OneIn(3)) {
+      *meaning += "|zz";
+      text += "|zz";
+    }
+    return quoted ? "\"" + text + "\"" : text;
+  }
+
+  std::string Letter(const Encoding &encoding) {
+    return encoding.letters.empty() ? "" : encoding.letters[Below(encoding.letters.size())];
   }
 
   Line KeyLine(const Encoding &encoding, std::set<std::string> *taken) {
@@ -87,34 +141,20 @@ class Generator {
   }
 
  private:
-  std::string Piece(const Encoding &encoding, bool quoted, bool first, std::string *meaning) {
-    static const std::string plain = "azAZ09=.'/\\";
-    switch (Below(6)) {
-      case 0:
-        *meaning += quoted ? " # \t" : "=";
-        return quoted ? " # \t" : "=";
-      case 1: {
-        // An escape that is whole, in either case.
-        const char byte = "\n\"|#\x7F "[Below(6)];
-        char code[4];
-        snprintf(code, sizeof code, OneIn(2) ? "|%02X" : "|%02x", static_cast<unsigned>(byte));
-        *meaning += byte;
-        return code;
-      }
-      case 2:
-        *meaning += "|zz";
-        return "|zz";
-      case 3: {
-        const auto byte = static_cast<unsigned char>(0xC0 + Below(0x20));
-        *meaning += encoding.toUtf8 == nullptr ? "\xE2\x82\xAC" : encoding.toUtf8(byte);
-        return encoding.toUtf8 == nullptr ? "\xE2\x82\xAC" : std::string(1, static_cast<char>(byte));
-      }
-      default: {
-        const char byte = first && !quoted ? 'q' : plain[Below(plain.size())];
-        *meaning += byte;
-        return std::string(1, byte);
-      }
+  std::string Piece(const Encoding &encoding) {
+    static const std::string plain = "azAZ09=.'/ \t#\"|\n\r\x7F\x01";
+    return OneIn(3) ? Letter(encoding) : std::string(1, plain[Below(plain.size())]);
+  }
+
+  // As it stands, or as an escape in either case.
+  std::string Byte(char byte, bool quoted, bool first) {
+    const std::string escaped = quoted ? "\0\r\n|\""s : "\0\r\n| \t#"s;
+    if (escaped.find(byte) == std::string::npos && !(first && byte == '"') && !OneIn(8)) {
+      return {byte};
     }
+    char code[4];
+    snprintf(code, sizeof code, OneIn(2) ? "|%02X" : "|%02x", unsigned{static_cast<unsigned char>(byte)});
+    return code;
   }
 
   std::mt19937 random_;
@@ -156,7 +196,7 @@ File Generate(Generator *generator, const Encoding &encoding) {
   std::set<std::string> taken;
   const size_t count = generator->Below(12);
   // UTF-8 need not be told.
-  const bool told = encoding.toUtf8 != nullptr || generator->OneIn(2);
+  const bool told = encoding.name != "UTF-8"s || generator->OneIn(2);
   const size_t metaAt = generator->Below(count + 1);
   for (size_t i = 0; i <= count; i++) {
     if (told && i == metaAt) {
@@ -181,7 +221,7 @@ File Generate(Generator *generator, const Encoding &encoding) {
 }
 
 class DictionaryProperty : public dictionarytest::DictionaryHost,
-                           public testing::WithParamInterface<Encoding> {
+                           public testing::WithParamInterface<const char *> {
  protected:
   void ExpectValues(const File &file) const {
     for (const Line &line : file.lines) {
@@ -193,10 +233,11 @@ class DictionaryProperty : public dictionarytest::DictionaryHost,
 };
 
 TEST_P(DictionaryProperty, KeepsAGeneratedFileAndChangesOneLine) {
+  const Encoding encoding(GetParam());
   Generator generator(815);
   const char *const lineEnds[] = {"\n", "\r\n", "\r"};
   for (int round = 0; round < 1000; round++) {
-    const File file = Generate(&generator, GetParam());
+    const File file = Generate(&generator, encoding);
     const std::string text = file.Text(lineEnds[generator.Below(3)]);
     ASSERT_TRUE(Load(text)) << text << Messages();
     ExpectValues(file);
@@ -210,21 +251,41 @@ TEST_P(DictionaryProperty, KeepsAGeneratedFileAndChangesOneLine) {
     if (line.name.empty()) {
       continue;
     }
-    Dict_SetAny(Dict(), "changed|\"", "%s", line.name.c_str());
+    const std::string value = "changed|\"" + generator.Letter(encoding);
+    Dict_SetAny(Dict(), value.c_str(), "%s", line.name.c_str());
     const std::string changed = Saved();
-    ASSERT_EQ(changed, file.Saved(&line, line.name + " = \"changed|7C|22\""));
+    ASSERT_EQ(changed, file.Saved(&line, line.name + " = \"" +
+                                             Escaped(Encode(GetParam(), value).value_or("")) + "\""));
     ASSERT_EQ(LoadedAndSaved(changed), changed);
-    EXPECT_EQ(GetText(line.name.c_str()), "changed|\"");
+    EXPECT_EQ(GetText(line.name.c_str()), value);
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Encodings, DictionaryProperty,
-                         testing::Values(Encoding{"UTF-8", nullptr}, Encoding{"ISO-8859-1", FromLatin1},
-                                         Encoding{"ISO-8859-5", FromLatin5}),
+constexpr const char *kEncodings[] = {
+    "UTF-8",        "UTF-16LE",     "UTF-16BE",     "UTF-16",       "UTF-32LE",     "UTF-32BE",
+    "UTF-32",       "UTF-7",        "ASCII",        "ISO-8859-1",   "ISO-8859-2",   "ISO-8859-3",
+    "ISO-8859-4",   "ISO-8859-5",   "ISO-8859-6",   "ISO-8859-7",   "ISO-8859-8",   "ISO-8859-9",
+    "ISO-8859-10",  "ISO-8859-13",  "ISO-8859-14",  "ISO-8859-15",  "windows-1250", "windows-1251",
+    "windows-1252", "windows-1253", "windows-1254", "windows-1255", "windows-1256", "windows-1257",
+    "windows-1258", "Shift_JIS",    "Windows-31J",  "GBK",          "Big5",         "TIS-620"};
+
+INSTANTIATE_TEST_SUITE_P(Encodings, DictionaryProperty, testing::ValuesIn(kEncodings),
                          [](const auto &tested) {
-                           std::string name = tested.param.name;
+                           std::string name = tested.param;
                            std::erase(name, '-');
+                           std::erase(name, '_');
                            return name;
                          });
+
+// Those that a file can name and the host can convert.
+TEST(DictionaryPropertyEncodings, AreAll) {
+  for (int value = 0; value < STRING_ENCODING_COUNT; value++) {
+    const auto encoding = static_cast<StringEncoding>(value);
+    const std::string name = Unicode_EncodingEnumToName(encoding);
+    const bool counts = Unicode_EncodingNameToEnum(name.c_str()) == encoding &&
+                        Unicode_CanGetBytesWithEncoding("a", encoding);
+    EXPECT_EQ(std::count(std::begin(kEncodings), std::end(kEncodings), name), counts ? 1 : 0) << name;
+  }
+}
 
 }  // namespace

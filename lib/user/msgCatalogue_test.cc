@@ -1,3 +1,4 @@
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -311,6 +312,43 @@ TEST_F(MsgCatalogue, OfAFileMayHaveNoLocale) {
   Enter("", &host);
   EXPECT_TRUE(Msg_LoadMessageFile(nullptr, "/t/one"));
   EXPECT_EQ(Msg_GetLocale(), nullptr);
+  EXPECT_STREQ(Msg_GetString("@&!*@*@(msg.test.value)the value"), "der Wert");
+}
+
+TEST_F(MsgCatalogue, OfAFileThatIsNoneKeepsWhatItHas) {
+  EnterGerman();
+  testhost::WriteFile("/t/nul", std::string("msg.test.nul = \"a\0b\"\n", 22));
+  testhost::WriteFile("/t/encoding",
+                      "msg.test.latin1 = \"gr\xF6\xDF"
+                      "er\"\n");
+  testhost::WriteFile("/t/word", std::string().append(100'000'000, 'x'));
+  ASSERT_EQ(mkdir("/t/directory", 0755), 0);
+  for (const std::string path : {"/t/nul", "/t/encoding", "/t/word", "/t/directory"}) {
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(Msg_LoadMessageFile("de", path.c_str()));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Cannot load message dictionary \"" + path + "\".\n");
+    EXPECT_FALSE(Msg_Present());
+    EXPECT_STREQ(Msg_GetString("@&!*@*@(msg.test.value)the value"), "der Wert");
+  }
+}
+
+TEST_F(MsgCatalogue, OfAFileMayBeOfAnySize) {
+  EnterGerman();
+  std::string keys = "msg.test.cr = \"x\"\r";
+  for (int i = 0; i < 100'000; i++) {
+    keys += "msg.test.n" + std::to_string(i) + " = \"Nummer " + std::to_string(i) + "\"\n";
+  }
+  testhost::WriteFile("/t/keys", keys);
+  std::string text;
+  text.append(100'000'000, 'x');
+  testhost::WriteFile("/t/line", "msg.test.long = \"" + text + "\"\n");
+  testhost::WriteFile("/t/empty", "");
+  for (const char *path : {"/t/empty", "/t/keys", "/t/line"}) {
+    EXPECT_TRUE(Msg_LoadMessageFile("de", path)) << path;
+  }
+  EXPECT_STREQ(Msg_GetString("@&!*@*@(msg.test.n99999)number"), "Nummer 99999");
+  EXPECT_STREQ(Msg_GetString("@&!*@*@(msg.test.cr)number"), "x");
+  EXPECT_EQ(Msg_GetString("@&!*@*@(msg.test.long)long"), text);
   EXPECT_STREQ(Msg_GetString("@&!*@*@(msg.test.value)the value"), "der Wert");
 }
 

@@ -257,6 +257,16 @@ TEST_F(PanicSettings, HaveDefaultsWithoutAConfiguration) {
   EXPECT_EQ(Panic_GetCoreDumpFlags(), 0);
 }
 
+TEST_F(PanicSettings, AWaitForADebuggerEndsWithTheSetting) {
+  StartPreferences();
+  Panic_LoadState();
+  Preference_Exit();
+  Panic_LoadState();
+  testing::internal::CaptureStderr();
+  Panic_LoopOnPanic();
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
 TEST_F(PanicSettings, APanicWaitsForADebuggerThatClearsTheSetting) {
   StartPreferences();
   Panic_LoadState();

@@ -111,8 +111,11 @@ void Panic_Panic(const char *format, va_list args) {
   char text[kTextSize];
   Str_Vsnprintf(text, sizeof text, format, args);
   fputs(text, stderr);
-  Log_DisableThrottling();
   panicState.panicCount++;
+  // Takes the log's lock, which may be what panics.
+  if (panicState.panicCount <= 2) {
+    Log_DisableThrottling();
+  }
   if (panicState.panicCount == 1) {
     PanicFirst(text);
   }

@@ -95,6 +95,20 @@ TEST(PanicDeathTest, ALogThatPanicsIsALoop) {
       testing::ExitedWithCode(1), testing::Eq("first\nno log\nno log\nPanic loop\n"));
 }
 
+// A lock that a program may put in the place of the log's own, and that fails.
+void FailingLock(bool /*lock*/) {
+  Panic("no lock\n");
+}
+
+TEST(PanicDeathTest, ALockOfTheLogThatPanicsIsALoop) {
+  EXPECT_EXIT(
+      {
+        Log_SetLockFunc(FailingLock);
+        Panic("first\n");
+      },
+      testing::ExitedWithCode(1), testing::Eq("first\nno lock\nno lock\nPanic loop\n"));
+}
+
 TEST(PanicDeathTest, LogsTheTextAndABackTraceAndKeepsTheLog) {
   testhost::Host host;
   host.Enter();

@@ -71,6 +71,23 @@ CallWithRegisters:
   .popsection
 )");
 
+// Calls the function in a frame that says of itself that it lies at the same address as the function's.
+extern "C" void CallInSameFrame(void (*function)());
+asm(R"(
+  .pushsection .text
+CallInSameFrame:
+  .cfi_startproc
+  sub $8, %rsp
+  .cfi_def_cfa_offset 0
+  .cfi_offset rip, 8
+  .cfi_val_offset rsp, 16
+  call *%rdi
+  add $8, %rsp
+  ret
+  .cfi_endproc
+  .popsection
+)");
+
 namespace {
 
 using Lines = std::vector<std::string>;
@@ -211,6 +228,16 @@ TEST(BacktraceFromPointer, WritesTheFramesFromThereWithoutAHeading) {
   // The outer frames are the same.
   EXPECT_EQ(FrameOf(lines.back()), FrameOf(all.back()));
   EXPECT_EQ(lines.size(), all.size() - 2);
+}
+
+Lines linesInSameFrame;
+
+TEST(Backtrace, EndsBeforeAFrameThatIsNoHigherThanTheLast) {
+  CallInSameFrame([] { TraceFrom(0, &linesInSameFrame); });
+  Lines whole;
+  TraceFrom(0, &whole);
+  EXPECT_GT(linesInSameFrame.size(), 1U);
+  EXPECT_LT(linesInSameFrame.size(), whole.size());
 }
 
 struct Traces {

@@ -20,6 +20,9 @@
 namespace {
 
 constexpr size_t kMaxChunks = 100;
+// No user has a longer name, and what the C library asks for users may end the program that comes with one of
+// megabytes.
+constexpr size_t kMaxUserName = 4096;
 // What the name of a variable consists of, whatever the locale takes for a letter.
 constexpr std::string_view kNameBytes = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_";
 
@@ -52,7 +55,7 @@ std::string UtilExpandHome(const std::string &chunk) {
     return home;
   }
   const char *user = chunk.c_str() + 1;
-  const struct passwd *entry = Posix_Getpwnam(user);
+  const struct passwd *entry = chunk.size() > kMaxUserName ? nullptr : Posix_Getpwnam(user);
   if (entry == nullptr) {
     Log("Could not get information for user '%s'.\n", user);
     return chunk;

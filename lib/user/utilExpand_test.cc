@@ -101,6 +101,8 @@ TEST(ExpandString, KnowsProcessIdAndUserInAnyCase) {
   setenv("PID", "mine", 1);
   EXPECT_EQ(Expand("$PID"), "mine");
   EXPECT_EQ(Expand("$Pid"), std::to_string(getpid()));
+  setenv("PID", "", 1);
+  EXPECT_EQ(Expand("$PID"), "");
   setenv("USER", "other", 1);
   EXPECT_EQ(Expand("$USER"), "other");
 }
@@ -133,6 +135,26 @@ TEST(ExpandString, RefusesMoreThan100Chunks) {
       testhost::ReadFile(Log_GetFileName())
           .find("| [msg.util.expandStringTooManyChunks] Filename \"" + name + "\" has too many chunks.\n"),
       std::string::npos);
+}
+
+TEST(ExpandString, TakesAHundredMegabytes) {
+  testhost::Host host;
+  host.Enter();
+  ASSERT_TRUE(Log_Init(nullptr, "setup.log.filename", "setup"));
+  std::string text;
+  text.append(100'000'000, 'x');
+  setenv("A", "one", 1);
+  EXPECT_EQ(Expand(text), text);
+  EXPECT_EQ(Expand("$A/" + text), "one/" + text);
+  EXPECT_EQ(Expand("~" + text + "/y"), "~" + text + "/y");  // nobody has that name
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(Expand("$" + text + "/y"), "/y");
+  EXPECT_TRUE(testing::internal::GetCapturedStderr().starts_with("Environment variable 'xxx"));
+}
+
+TEST(ExpandString, TakesAnyBytes) {
+  setenv("A", "one", 1);
+  EXPECT_EQ(Expand("\r$A\r\n\xFF\xC3$A\x01"), "\rone\r\n\xFF\xC3one\x01");
 }
 
 TEST(ExpandStringDeathTest, TakesNoNull) {

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <filesystem>
 
 #include "product.h"
@@ -103,6 +104,67 @@ TEST_F(StartTest, ReadsTheSettingsBeforeItsLogBegins) {
                         "value. Using value \"FALSE\".\n"));
   EXPECT_THAT(tool.Output(), EndsWith("Logging to " + tool.LogPath() + "\n"));
   EXPECT_THAT(tool.Log(), Not(HasSubstr("PREF early")));
+}
+
+TEST_F(StartTest, GoesOnWithSettingsOfTheWrongType) {
+  Enter();
+  const testhost::Display display;
+  std::string settings;
+  for (const char *key : {"disableUserPreferences",
+                          "logging",
+                          "log.append",
+                          "log.keepold",
+                          "log.keep",
+                          "log.rotateSize",
+                          "log.fastRotation",
+                          "log.timeStamp",
+                          "log.millisec",
+                          "log.threadName",
+                          "log.throttleThreshold",
+                          "log.throttleBytesPerSec",
+                          "log.noLogAfterThreshold",
+                          "log.guestThrottleThreshold",
+                          "log.guestThrottleBytesPerSec",
+                          "log.guestNoLogAfterThreshold",
+                          "msg.autoAnswer",
+                          "msg.noOK",
+                          "msg.noOKnoWarning",
+                          "filePosix.coalesce.enable",
+                          "filePosix.coalesce.aligned",
+                          "filePosix.coalesce.count",
+                          "filePosix.coalesce.size",
+                          "aiomgr.numThreads",
+                          "coreDumpOnPanic",
+                          "panic.loopOnPanic",
+                          "panic.breakOnPanic",
+                          "coreDumpFlags"}) {
+    settings += std::string(key) + " = \"12 monkeys\"\n";
+  }
+  WriteFile("/etc/ostrel/config", settings);
+  Tool tool;
+  EXPECT_EQ(tool.Wait(), 0);
+  const std::string bad = "Value \"12 monkeys\" for variable \"";
+  for (const auto &[key, type, value] : std::vector<std::array<std::string, 3>>{
+           {"disableUserPreferences", "boolean", "FALSE"},
+           {"logging", "boolean", "TRUE"},
+           {"log.append", "boolean", "FALSE"},
+           {"log.keepold", "integer", "3"},
+           {"log.keep", "integer", "-1"},
+           {"log.rotateSize", "integer", "0"},
+           {"log.timeStamp", "boolean", "TRUE"},
+           {"log.millisec", "boolean", "TRUE"},
+           {"log.threadName", "boolean", "TRUE"},
+           {"log.throttleThreshold", "integer", "1000000"},
+           {"log.throttleBytesPerSec", "integer", "-1"},
+           {"log.noLogAfterThreshold", "boolean", "FALSE"},
+           {"msg.autoAnswer", "boolean", "FALSE"},
+           {"msg.noOK", "boolean", "FALSE"},
+       }) {
+    EXPECT_THAT(tool.Output(), HasSubstr(bad + key + "\" is not a valid " + type + " value. Using value \"" +
+                                         value + "\".\n"));
+  }
+  EXPECT_THAT(tool.Output(), EndsWith("Logging to " + tool.LogPath() + "\n"));
+  EXPECT_THAT(tool.Log(), HasSubstr("kprep library initialized\n"));
 }
 
 TEST_F(StartTest, LogsWhereTheSettingsSay) {
