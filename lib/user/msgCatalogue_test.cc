@@ -317,7 +317,7 @@ TEST_F(MsgCatalogue, OfAFileMayHaveNoLocale) {
 
 TEST_F(MsgCatalogue, OfAFileThatIsNoneKeepsWhatItHas) {
   EnterGerman();
-  testhost::WriteFile("/t/nul", std::string("msg.test.nul = \"a\0b\"\n", 22));
+  testhost::WriteFile("/t/nul", std::string("msg.test.nul = \"a\0b\"\n", 21));
   testhost::WriteFile("/t/encoding",
                       "msg.test.latin1 = \"gr\xF6\xDF"
                       "er\"\n");
