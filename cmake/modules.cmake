@@ -34,6 +34,9 @@ function(ost_library name)
   target_link_libraries(${name} PUBLIC ost_flags)
 endfunction()
 
+# After which a test is taken for hung. The longest take 20 seconds of a processor, on a crowded machine many times that.
+set(OST_TEST_SECONDS 600)
+
 # ost_thread_tests(SOURCES x.cc... DIRECTORIES directory...): a test program under ThreadSanitizer for each
 # x_threads_test.cc of the directories, together with the sources, which it needs compiled in the same way.
 function(ost_thread_tests)
@@ -53,7 +56,7 @@ function(ost_thread_tests)
       get_filename_component(name ${source} NAME_WE)
       add_executable(${name} ${source})
       target_link_libraries(${name} PRIVATE threads_library Threads::Threads PkgConfig::ICU GTest::gtest_main)
-      gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 180 ENVIRONMENT "TSAN_OPTIONS=halt_on_error=1")
+      gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT ${OST_TEST_SECONDS} ENVIRONMENT "TSAN_OPTIONS=halt_on_error=1")
     endforeach()
   endforeach()
 endfunction()
@@ -75,7 +78,7 @@ function(ost_tests)
   if(OST_FUZZ)
     return()
   endif()
-  set(properties TIMEOUT 180)
+  set(properties TIMEOUT ${OST_TEST_SECONDS})
   if(arg_TOOLKIT)
     list(APPEND properties ENVIRONMENT ${OST_TOOLKIT_LEAKS})
   endif()
