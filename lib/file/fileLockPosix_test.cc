@@ -291,7 +291,7 @@ TEST_F(FileLock, ThirtyTwoWaitersTimeOutAndLeaveNothing) {
   });
   // They look at the members anew while one of them chooses, which isn't counted.
   EXPECT_GT(seconds, 1);
-  EXPECT_LT(seconds, 9);
+  EXPECT_LT(seconds, 60);
   EXPECT_EQ(Names(kLockDir), names);
 }
 
