@@ -3,6 +3,10 @@
 
 title="Ostrel Kernel Module Updater"
 launcher=
+exec {silence}<> <(:)  # a pipe that nothing is ever written to
+
+# pause SECONDS: as sleep does, but without a process, whose start alone takes an emulated processor longer.
+pause() { read -rt "$1" -u "$silence" || true; }
 
 # wait_for SECONDS COMMAND...: until COMMAND succeeds; fails when the time is over.
 wait_for() {
@@ -10,7 +14,7 @@ wait_for() {
   shift
   until "$@" >/dev/null 2>&1; do
     [ "$SECONDS" -lt "$deadline" ] || return 1
-    sleep 0.1
+    pause 0.1
   done
 }
 
@@ -18,11 +22,11 @@ start_display() {
   # An index made before the product's icons came hides them.
   rm -f /usr/share/icons/hicolor/icon-theme.cache
   Xvfb -displayfd 3 -screen 0 800x600x24 -nolisten tcp -ac 3>"$facts/display" 2>"$facts/xvfb.log" &
-  wait_for 30 test -s "$facts/display" || fail "no display"
+  wait_for 120 test -s "$facts/display" || fail "no display"
   DISPLAY=:$(cat "$facts/display")
   export DISPLAY
   openbox >/dev/null 2>&1 &
-  wait_for 30 wmctrl -m || fail "no window manager"
+  wait_for 120 wmctrl -m || fail "no window manager"
 }
 
 window() { xdotool search --onlyvisible --name "^${1:-$title}\$"; }
@@ -33,7 +37,7 @@ start_launcher() {
   home=$(getent passwd "$1" | cut -d: -f6)
   setsid --wait setpriv --reuid "$1" --regid "$1" --init-groups \
     env -i HOME="$home" PATH="$PATH" DISPLAY="$DISPLAY" LANG=C.UTF-8 \
-    ostrel-demo </dev/null >"$2" 2>&1 &
+    ostrel-demo </dev/null >"$2" 2>&1 {silence}<&- &
   launcher=$!
 }
 
