@@ -86,10 +86,11 @@ TEST(LogBackup, KeepsAllOfThemInNoTime) {
 TEST(LogBackup, NumbersInADirectoryThatHasNoPath) {
   EnterWithLog();
   ASSERT_EQ(chdir(kDirectory), 0);
-  Make({"a.log", "a-0.log"});
+  Make({"a.log", "a-0.log", "a-1.log"});
   Log_BackupOldFiles("a.log");
-  EXPECT_EQ(Names(), (Strings{"a-0.log", "a-1.log"}));
+  EXPECT_EQ(Names(), (Strings{"a-0.log", "a-1.log", "a-2.log"}));
   EXPECT_EQ(Content("a-1.log"), "a-0.log");
+  EXPECT_EQ(Content("a-2.log"), "a-1.log");
 }
 
 TEST(LogBackup, NumbersInADirectoryThatCannotBeListed) {
