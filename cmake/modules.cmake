@@ -34,6 +34,9 @@ function(ost_library name)
   target_link_libraries(${name} PUBLIC ost_flags)
 endfunction()
 
+# After which a test is taken for hung. The longest take 20 seconds of a processor, on a crowded machine many times that.
+set(OST_TEST_SECONDS 600)
+
 # ost_thread_tests(SOURCES x.cc... DIRECTORIES directory...): a test program under ThreadSanitizer for each
 # x_threads_test.cc of the directories, together with the sources, which it needs compiled in the same way.
 function(ost_thread_tests)
@@ -53,7 +56,7 @@ function(ost_thread_tests)
       get_filename_component(name ${source} NAME_WE)
       add_executable(${name} ${source})
       target_link_libraries(${name} PRIVATE threads_library Threads::Threads PkgConfig::ICU GTest::gtest_main)
-      gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 180 ENVIRONMENT "TSAN_OPTIONS=halt_on_error=1")
+      gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT ${OST_TEST_SECONDS} ENVIRONMENT "TSAN_OPTIONS=halt_on_error=1")
     endforeach()
   endforeach()
 endfunction()
@@ -64,12 +67,20 @@ list(TRANSFORM OST_ALLOCATORS PREPEND -Wl,--wrap= OUTPUT_VARIABLE OST_WRAP_ALLOC
 # A library behind the test host's may be the first that allocates, so the linker is told to take them.
 list(APPEND OST_WRAP_ALLOCATORS -Wl,--undefined=__wrap_malloc)
 
-# ost_tests(LIBRARIES... DIRECTORIES directory...): a test program for each x_test.cc of the directories and a
-# benchmark for each x_bench.cc. Every TEST is a CTest test of its own, and so a process of its own.
+# The test sources are most of what is compiled, and what they test is optimised without them.
+set(OST_TEST_OPTIONS $<$<CONFIG:RelWithDebInfo>:-Og>)
+
+# ost_tests([TOOLKIT] LIBRARIES... DIRECTORIES directory...): a test program for each x_test.cc of the directories and,
+# where speed is measured, a benchmark for each x_bench.cc. Every TEST is a CTest test of its own, and so a process of
+# its own. TOOLKIT is for what runs the toolkit, in the test's process or in one that it starts.
 function(ost_tests)
-  cmake_parse_arguments(arg "" "" "LIBRARIES;DIRECTORIES" ${ARGN})
+  cmake_parse_arguments(arg "TOOLKIT" "" "LIBRARIES;DIRECTORIES" ${ARGN})
   if(OST_FUZZ)
     return()
+  endif()
+  set(properties TIMEOUT ${OST_TEST_SECONDS})
+  if(arg_TOOLKIT)
+    list(APPEND properties ENVIRONMENT ${OST_TOOLKIT_LEAKS})
   endif()
   foreach(directory IN LISTS arg_DIRECTORIES)
     file(GLOB tests CONFIGURE_DEPENDS ${directory}/*_test.cc)
@@ -78,10 +89,14 @@ function(ost_tests)
       get_filename_component(name ${source} NAME_WE)
       add_executable(${name} ${source})
       target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} testhost GTest::gtest_main)
+      target_compile_options(${name} PRIVATE ${OST_TEST_OPTIONS})
       target_link_options(${name} PRIVATE ${OST_WRAP_ALLOCATORS})
-      gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
-        PROPERTIES TIMEOUT 180 ENVIRONMENT "${OST_TEST_ENVIRONMENT}")
+      gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES ${properties})
     endforeach()
+    # What sanitizers slow down tells nothing about speed.
+    if(OST_SANITIZE)
+      continue()
+    endif()
     file(GLOB benchmarks CONFIGURE_DEPENDS ${directory}/*_bench.cc)
     foreach(source IN LISTS benchmarks)
       get_filename_component(name ${source} NAME_WE)
@@ -93,5 +108,7 @@ function(ost_tests)
 endfunction()
 
 include(GoogleTest)
-set(OST_TEST_ENVIRONMENT
+# The toolkit's own leaks are told by frames of libraries without frame pointers. To walk through those at each
+# allocation takes a test several times as long, so that others don't.
+set(OST_TOOLKIT_LEAKS
   "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp:print_suppressions=0:fast_unwind_on_malloc=0")

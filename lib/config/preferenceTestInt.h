@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <regex>
 #include <sstream>
 #include <string>
 
@@ -13,6 +12,7 @@
 #include "msg.h"
 #include "owned.h"
 #include "preference.h"
+#include "regexes.h"
 #include "testhost.h"
 
 namespace preferencetest {
@@ -58,8 +58,7 @@ class SettingsHost : public ::testing::Test {
     const std::string log = testhost::ReadFile(Log_GetFileName());
     const std::string text = log.substr(logSize_);
     logSize_ = log.size();
-    static const std::regex prefix(R"((^|\n)[A-Z][a-z]{2} [ \d]\d \d\d:\d\d:\d\d\.\d{3}: \w+\| )");
-    return std::regex_replace(text, prefix, "$1");
+    return testhost::RegexReplace(text, R"((^|\n)[A-Z][a-z]{2} [ \d]\d \d\d:\d\d:\d\d\.\d{3}: \w+\| )", "$1");
   }
   // The lines of it that begin so.
   std::string LoggedLines(const std::string &start) {

@@ -5,11 +5,11 @@
 
 #include <cerrno>
 #include <cstring>
-#include <regex>
 #include <string>
 
 #include "log.h"
 #include "panics.h"
+#include "regexes.h"
 #include "testhost.h"
 
 namespace {
@@ -102,10 +102,10 @@ TEST(Err, FindsACopiedTextAndLogsThatItWasCopied) {
   EXPECT_EQ(testhost::ReadFile(Log_GetFileName()), "");
   EXPECT_EQ(Err_String2ErrnoDebug(copy.c_str()), EPERM);
   EXPECT_EQ(Err_String2ErrnoDebug("no such text"), -1);
-  EXPECT_TRUE(std::regex_search(
-      testhost::ReadFile(Log_GetFileName()),
-      std::regex(R"(\| Err_String2ErrnoDebug: errno 1, string "Operation not permitted" at )"
-                 R"([0-9A-F]+, originally at [0-9A-F]+\.\n)")));
+  EXPECT_TRUE(
+      testhost::RegexSearch(testhost::ReadFile(Log_GetFileName()),
+                            R"(\| Err_String2ErrnoDebug: errno 1, string "Operation not permitted" at )"
+                            R"([0-9A-F]+, originally at [0-9A-F]+\.\n)"));
 }
 
 TEST(Err, FindsALongTextAlsoAfterAShorterOne) {

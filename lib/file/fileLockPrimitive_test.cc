@@ -2,6 +2,7 @@
 #include <sched.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <numeric>
@@ -34,9 +35,13 @@ TEST(FileLockWaitStep, GrowsFromATenthOfASecondToTwoSeconds) {
 
 TEST(FileSleeper, SleepsAtMostAFewMillisecondsMore) {
   for (const uint32_t msec : {1U, 50U, 100U}) {
-    const double seconds = Seconds([msec] { FileSleeper(msec); });
-    EXPECT_GE(seconds, msec / 1000.0);
-    EXPECT_LT(seconds, (msec + 60) / 1000.0);
+    // A crowded machine adds to a sleep, but not to each.
+    double least = Seconds([msec] { FileSleeper(msec); });
+    for (int turn = 1; turn < 5; turn++) {
+      least = std::min(least, Seconds([msec] { FileSleeper(msec); }));
+    }
+    EXPECT_GE(least, msec / 1000.0);
+    EXPECT_LT(least, (msec + 60) / 1000.0);
   }
 }
 

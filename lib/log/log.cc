@@ -10,6 +10,7 @@
 
 #include "codeset.h"
 #include "logInt.h"
+#include "owned.h"
 #include "productState.h"
 #include "str.h"
 #include "unicode.h"
@@ -117,15 +118,15 @@ LogPrefix LogMakePrefix(LogState *state) {
 void LogWriteBanner(const LogState *state, const LogPrefix &prefix) {
   char build[32];
   Str_Snprintf(build, sizeof build, "build-%05u", ProductState_GetBuildNumber());
-  char text[1024];
-  Str_Snprintf(text, sizeof text,
-               "%sLog for %s pid=%d version=%s build=%s option=%s\n"
-               "%sThe process is %zu-bit.\n"
-               "%sHost codepage=%s encoding=%s\n",
-               prefix.text, state->appName, getpid(), state->appVersion, build, "BETA", prefix.text,
-               sizeof(void *) * 8, prefix.text, CodeSet_GetCurrentCodeSet(),
-               Unicode_EncodingEnumToName(Unicode_GetCurrentEncoding()));
-  [[maybe_unused]] const ssize_t written = write(state->fd, text, strlen(text));
+  const OwnedString text(Str_SafeAsprintf(nullptr,
+                                          "%sLog for %s pid=%d version=%s build=%s option=%s\n"
+                                          "%sThe process is %zu-bit.\n"
+                                          "%sHost codepage=%s encoding=%s\n",
+                                          prefix.text, state->appName, getpid(), state->appVersion, build,
+                                          "BETA", prefix.text, sizeof(void *) * 8, prefix.text,
+                                          CodeSet_GetCurrentCodeSet(),
+                                          Unicode_EncodingEnumToName(Unicode_GetCurrentEncoding())));
+  [[maybe_unused]] const ssize_t written = write(state->fd, text.get(), strlen(text.get()));
 }
 
 void LogQueueLines(LogState *state, const LogPrefix &prefix, std::string_view text) {

@@ -14,8 +14,6 @@
 namespace {
 
 constexpr int32_t kDefaultKeepOld = 3;
-// Of a program's name and of its version, so that a file's first lines stay whole.
-constexpr size_t kMaxNameLength = 255;
 
 // A fork takes the log's lock along, so that the child gets neither one that nobody gives back nor a log that
 // another thread was changing.
@@ -103,8 +101,8 @@ bool Log_InitEx(const LogInitParams *params) {
   LogState *state = &logState;
   ASSERT(!state->initialized);
   ASSERT_MEM_ALLOC(forkError == 0);
-  state->appName = Util_SafeStrndup(params->appName, kMaxNameLength);
-  state->appVersion = Util_SafeStrndup(params->appVersion, kMaxNameLength);
+  state->appName = Util_SafeStrdup(params->appName);
+  state->appVersion = Util_SafeStrdup(params->appVersion);
   state->suffix = Util_SafeStrdup(params->suffix);
   LogSetConfig(state, params->enable, params->append, params->keepOld, params->rotateSize, false);
   state->throttle.threshold = params->throttleThreshold;

@@ -109,7 +109,7 @@ char *LogFindName(LogState *state, const char *fileName, const char *config, boo
 
 void LogStartFile(LogState *state, int fd, bool anew) {
   if (state->fd != -1) {
-    // Of a log that has ended.
+    // Of a log that has ended, or a device.
     close(state->fd);
   }
   state->fd = fd;
@@ -125,7 +125,12 @@ bool LogSwitch(LogState *state, const char *name, bool copy) {
   if (fd == -1) {
     return false;
   }
-  if (!LogHasFile(state)) {
+  if (LogIsDevice(fd)) {
+    // A pipe or a terminal that nobody reads from doesn't stop the work.
+    fcntl(fd, F_SETFL, O_APPEND | O_NONBLOCK);
+  }
+  // A device doesn't give back what it had.
+  if (!LogHasFile(state) || (copy && LogIsDevice(state->fd))) {
     LogStartFile(state, fd, copy && !state->append);
     return true;
   }
@@ -147,7 +152,8 @@ bool LogGoTo(LogState *state, const char *name, bool temporary, bool copy) {
   if (anew && !temporary && state->keepOld > 0 && !LogIsOwnFile(state, name)) {
     LogBackupByRenumber(name, state->keepOld, state->fastRotation);
   }
-  const bool renamed = anew && LogHasFile(state) && Posix_Rename(state->fileName, name) == 0;
+  const bool renamed =
+      anew && LogHasFile(state) && !LogIsDevice(state->fd) && Posix_Rename(state->fileName, name) == 0;
   return renamed || LogSwitch(state, name, mayCopy);
 }
 
@@ -196,6 +202,11 @@ void LogReplaceFd(LogState *state, int fd) {
 
 bool LogHasFile(const LogState *state) {
   return state->fileName != nullptr && state->fd != -1;
+}
+
+bool LogIsDevice(int fd) {
+  struct stat data {};
+  return fstat(fd, &data) == 0 && !S_ISREG(data.st_mode);
 }
 
 bool LogSameInode(const struct stat &file1, const struct stat &file2) {
@@ -247,9 +258,10 @@ bool Log_RemoveFile(bool force) {
     return true;
   }
   Log("LOG removing %s.\n", state->fileName);
+  const bool isDevice = LogIsDevice(state->fd);
   close(state->fd);
   state->fd = -1;
-  const bool removed = Posix_Unlink(state->fileName) == 0;
+  const bool removed = isDevice || Posix_Unlink(state->fileName) == 0;
   free(state->fileName);
   state->fileName = nullptr;
   return removed;

@@ -12,6 +12,7 @@
 #include "logInt.h"
 #include "logTestInt.h"
 #include "owned.h"
+#include "regexes.h"
 #include "systemCalls.h"
 #include "url.h"
 
@@ -294,6 +295,48 @@ TEST(LogSetFile, NeitherReplacesNorDeletesADevice) {
   EXPECT_EQ(testhost::ReadFile(kLog), before);
 }
 
+// Starts a log whose file is a device that anybody may write to.
+void StartAtDevice() {
+  ASSERT_EQ(mknod(kOther, S_IFCHR | 0600, makedev(1, 3)), 0);
+  StartAt(kOther);
+}
+
+TEST(LogSetFile, LeavesADeviceInItsPlace) {
+  EnterHost();
+  StartAtDevice();
+  testhost::WriteFile(kLog, "old\n");
+  EXPECT_TRUE(Log_SetFile(kLog, nullptr, true));
+  Log("two\n");
+  EXPECT_TRUE(fs::is_character_file(kOther));
+  EXPECT_EQ(testhost::ReadFile("/tmp/logs/my-0.log"), "old\n");
+  EXPECT_EQ(Texts(kLog), Strings{"two"});
+}
+
+TEST(LogSetFile, LeavesADeviceForAFileElsewhere) {
+  EnterHost("log.keepold = 0\n");
+  MountFar();
+  testhost::WriteFile(kFar, "old\n");
+  StartAtDevice();
+  EXPECT_TRUE(Log_SetFile(kFar, nullptr, true));
+  Log("two\n");
+  EXPECT_TRUE(fs::is_character_file(kOther));
+  EXPECT_EQ(Texts(kFar), Strings{"two"});
+}
+
+TEST(LogSetFile, APipeThatNobodyReadsDoesNotStopTheWork) {
+  EnterHost();
+  ASSERT_EQ(mkfifo(kOther, 0600), 0);
+  StartAt(kOther);
+  alarm(10);
+  const std::string text(1000, 'x');
+  for (int i = 0; i < 1000; i++) {
+    Log("%s\n", text.c_str());
+  }
+  EXPECT_TRUE(Log_SetFile(kLog, nullptr, false));
+  Log("two\n");
+  EXPECT_TRUE(Lines(kLog).back().ends_with("| two"));
+}
+
 TEST(LogSetFile, ASymbolicLinkLeavesTheOldFile) {
   EnterHost();
   testhost::WriteFile("/tmp/logs/target", "precious\n");
@@ -382,7 +425,7 @@ TEST(LogSetFile, WithoutCopyBothFilesStay) {
   const Strings lines = Lines(kOther);
   ASSERT_EQ(lines.size(), 2U);
   EXPECT_EQ(lines[0], "old");
-  EXPECT_TRUE(Matches(lines[1], std::string(kPrefix) + "two"));
+  EXPECT_TRUE(testhost::RegexMatch(lines[1], std::string(kPrefix) + "two"));
   EXPECT_EQ(logState.fileSize, testhost::ReadFile(kOther).size());
 }
 
@@ -580,7 +623,7 @@ TEST(LogSetFile, WarnsOfAnOldFileThatCannotBeDeleted) {
 TEST(LogSetFile, TellsOfAFileWithoutASize) {
   EnterHost();
   testhost::SystemCalls calls({SYS_newfstatat});
-  calls.Fail(SYS_newfstatat, EIO, {.from = 2, .count = 1});
+  calls.Fail(SYS_newfstatat, EIO, {.from = 3, .count = 1});
   ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
   EXPECT_EQ(logState.fileSize, 0U);
   EXPECT_EQ(Lines(kLog).at(kBannerLines), "LOG NOT INITIALIZED | LOG fstat failed: Input/output error");
@@ -713,6 +756,15 @@ TEST(LogRemoveFile, TellsOfAFailure) {
   StartLog();
   fs::remove(Log_GetFileName());
   EXPECT_FALSE(Log_RemoveFile(true));
+}
+
+TEST(LogRemoveFile, LeavesADeviceInItsPlace) {
+  EnterHost();
+  StartAtDevice();
+  EXPECT_TRUE(Log_RemoveFile(true));
+  EXPECT_EQ(logState.fd, -1);
+  EXPECT_EQ(Log_GetFileName(), nullptr);
+  EXPECT_TRUE(fs::is_character_file(kOther));
 }
 
 TEST(LogRemoveFile, DoesNothingBeforeTheStart) {

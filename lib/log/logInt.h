@@ -111,6 +111,8 @@ void LogReplaceFd(LogState *state, int fd);
 // Whether there is a file that has a name: one that a log left open has none.
 bool LogHasFile(const LogState *state);
 bool LogSameInode(const struct stat &file1, const struct stat &file2);
+// Whether an open file is no plain one: it never gets too long, and its name isn't the log's to give away.
+bool LogIsDevice(int fd);
 // Goes on in a new file behind a copy of the old one, which is deleted. The new one is deleted when that
 // fails, with messages. One file under two names stays as it is.
 bool LogMoveContent(LogState *state, int fd, const char *name);

@@ -1,5 +1,4 @@
 // Old log files and their numbers.
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -37,29 +36,7 @@ std::string LogNumbered(const LogName &name, int64_t number) {
   return name.base + "-" + std::to_string(number) + name.extension;
 }
 
-// --- A fixed series: 0 is the youngest
-
-void LogRename(const std::string &from, const std::string &to) {
-  if (Posix_Rename(from.c_str(), to.c_str()) == -1 && errno != ENOENT) {
-    Log("LOG failed to rename %s -> %s: %s\n", from.c_str(), to.c_str(), Err_ErrString());
-  }
-}
-
-void LogRenumberAll(const std::string &fileName, int32_t keepOld) {
-  const LogName name = LogSplitName(fileName);
-  const std::string oldest = LogNumbered(name, keepOld - 1);
-  if (Posix_Unlink(oldest.c_str()) == -1 && errno != ENOENT) {
-    Log("LOG failed to remove %s: %s\n", oldest.c_str(), Err_ErrString());
-  }
-  for (int32_t number = keepOld - 1; number > 0; number--) {
-    LogRename(LogNumbered(name, number - 1), LogNumbered(name, number));
-  }
-  LogRename(fileName, LogNumbered(name, 0));
-}
-
-// --- A growing series: the youngest has the highest number
-
-constexpr char kFunction[] = "LogBackupByRenumber";
+// --- Which numbers there are
 
 struct LogSeries {
   int64_t count;
@@ -76,12 +53,11 @@ std::string LogQuoted(const std::string &text) {
   return quoted;
 }
 
-// Finds the numbered files of `name`, whose base is in `directory`. False with a line in the log.
+// Finds the numbered files of `name`, whose base is in `directory`. False where that can't be listed.
 bool LogFindSeries(const char *directory, const LogName &name, LogSeries *series) {
   char **entries = nullptr;
   const int count = File_ListDirectory(directory, &entries);
   if (count == -1) {
-    Log("%s: failed to read the directory '%s'.\n", kFunction, directory);
     return false;
   }
   const OwnedString pattern(Str_SafeAsprintf(nullptr, "%s-%%d%s%%n", LogQuoted(name.base).c_str(),
@@ -101,6 +77,43 @@ bool LogFindSeries(const char *directory, const LogName &name, LogSeries *series
   File_FreeNames(entries, count);
   return true;
 }
+
+// --- A fixed series: 0 is the youngest
+
+void LogRename(const std::string &from, const std::string &to) {
+  if (Posix_Rename(from.c_str(), to.c_str()) == -1 && errno != ENOENT) {
+    Log("LOG failed to rename %s -> %s: %s\n", from.c_str(), to.c_str(), Err_ErrString());
+  }
+}
+
+// The highest place that a file of the series moves to. Settings may allow for so many that a look at each of
+// them would stop the work.
+int64_t LogHighestPlace(const LogName &name, int32_t keepOld) {
+  const int64_t last = keepOld - 1;
+  const size_t base = name.base.rfind('/') + 1;
+  const std::string directory = base == 0 ? "." : name.base.substr(0, base);
+  LogSeries series{};
+  if (!LogFindSeries(directory.c_str(), {name.base.substr(base), name.extension}, &series)) {
+    return last;
+  }
+  return std::min(last, int64_t{series.highest} + 1);
+}
+
+void LogRenumberAll(const std::string &fileName, int32_t keepOld) {
+  const LogName name = LogSplitName(fileName);
+  const std::string oldest = LogNumbered(name, keepOld - 1);
+  if (Posix_Unlink(oldest.c_str()) == -1 && errno != ENOENT) {
+    Log("LOG failed to remove %s: %s\n", oldest.c_str(), Err_ErrString());
+  }
+  for (int64_t number = LogHighestPlace(name, keepOld); number > 0; number--) {
+    LogRename(LogNumbered(name, number - 1), LogNumbered(name, number));
+  }
+  LogRename(fileName, LogNumbered(name, 0));
+}
+
+// --- A growing series: the youngest has the highest number
+
+constexpr char kFunction[] = "LogBackupByRenumber";
 
 void LogAddToSeries(const std::string &fileName, const LogName &full, const LogSeries &series) {
   const std::string next = LogNumbered(full, int64_t{series.highest} + 1);
@@ -136,17 +149,12 @@ void LogNumberOne(const std::string &fileName, int32_t keepOld) {
   }
   LogSeries series{};
   if (!LogFindSeries(directory.get(), {base.get(), name.extension}, &series)) {
+    Log("%s: failed to read the directory '%s'.\n", kFunction, directory.get());
     return;
   }
   const LogName full = {std::string(directory.get()) + "/" + base.get(), name.extension};
   LogAddToSeries(fileName, full, series);
   LogShortenSeries(full, series, keepOld);
-}
-
-// Whether the log goes to what never gets too long, and whose name isn't the log's to give away.
-bool LogIsDevice(const LogState *state) {
-  struct stat data {};
-  return fstat(state->fd, &data) == 0 && !S_ISREG(data.st_mode);
 }
 
 }  // namespace
@@ -160,7 +168,7 @@ void LogBackupByRenumber(const char *fileName, int32_t keepOld, bool fastRotatio
 }
 
 void LogRotate(LogState *state) {
-  if (LogIsDevice(state)) {
+  if (LogIsDevice(state->fd)) {
     state->fileSize = 0;
     return;
   }

@@ -71,6 +71,38 @@ TEST(LogBackup, SeriesWithGapsMoveUp) {
   EXPECT_EQ(Logged(), Strings{});
 }
 
+TEST(LogBackup, KeepsAllOfThemInNoTime) {
+  EnterWithLog("log.keepold = 2147483647\n");
+  Make({"a.log", "a-0.log", "a-7.log"});
+  alarm(10);  // for a look at each number
+  Log_BackupOldFiles(kOld);
+  EXPECT_EQ(Names(), (Strings{"a-0.log", "a-1.log", "a-8.log"}));
+  EXPECT_EQ(Content("a-0.log"), "a.log");
+  EXPECT_EQ(Content("a-1.log"), "a-0.log");
+  EXPECT_EQ(Content("a-8.log"), "a-7.log");
+  EXPECT_EQ(Logged(), Strings{});
+}
+
+TEST(LogBackup, NumbersInADirectoryThatHasNoPath) {
+  EnterWithLog();
+  ASSERT_EQ(chdir(kDirectory), 0);
+  Make({"a.log", "a-0.log", "a-1.log"});
+  Log_BackupOldFiles("a.log");
+  EXPECT_EQ(Names(), (Strings{"a-0.log", "a-1.log", "a-2.log"}));
+  EXPECT_EQ(Content("a-1.log"), "a-0.log");
+  EXPECT_EQ(Content("a-2.log"), "a-1.log");
+}
+
+TEST(LogBackup, NumbersInADirectoryThatCannotBeListed) {
+  EnterWithLog();
+  Make({"a.log", "a-0.log"});
+  testhost::FailSystemCall(SYS_getdents64, EACCES);
+  Log_BackupOldFiles(kOld);
+  EXPECT_EQ(Content("a-0.log"), "a.log");
+  EXPECT_EQ(Content("a-1.log"), "a-0.log");
+  EXPECT_EQ(Logged(), Strings{});
+}
+
 TEST(LogBackup, OneIsKept) {
   EnterWithLog("log.keepold = 1\n");
   Make({"a.log", "a-0.log"});

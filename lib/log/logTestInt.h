@@ -7,7 +7,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -15,6 +14,7 @@
 #include "log.h"
 #include "msg.h"
 #include "preference.h"
+#include "regexes.h"
 #include "testhost.h"
 
 namespace logtest {
@@ -55,23 +55,18 @@ inline Strings Lines(const std::string &path) {
 
 // The lines behind the banner, each checked for the prefix and then without it.
 inline Strings Texts(const std::string &path) {
-  const std::regex prefix(std::string("^") + kPrefix);
+  const std::string prefix = std::string("^") + kPrefix;
   Strings texts;
   const Strings lines = Lines(path);
   for (size_t i = kBannerLines; i < lines.size(); i++) {
-    std::smatch match;
-    EXPECT_TRUE(std::regex_search(lines[i], match, prefix)) << lines[i];
-    texts.push_back(match.suffix());
+    EXPECT_TRUE(testhost::RegexSearch(lines[i], prefix)) << lines[i];
+    texts.push_back(testhost::RegexReplace(lines[i], prefix, ""));
   }
   return texts;
 }
 
 inline Strings Texts() {
   return Texts(Log_GetFileName());
-}
-
-inline bool Matches(const std::string &text, const std::string &pattern) {
-  return std::regex_match(text, std::regex(pattern));
 }
 
 // What a call writes to standard error.

@@ -31,6 +31,7 @@
 #include "logInt.h"
 #include "logTestInt.h"
 #include "panicUser.h"
+#include "regexes.h"
 #include "threads.h"
 #include "vthread.h"
 
@@ -97,12 +98,13 @@ TEST(Log, BeginsWithABannerOfThreeLines) {
   Log("text\n");
   const Strings lines = Lines(Log_GetFileName());
   ASSERT_EQ(lines.size(), kBannerLines + 1);
-  EXPECT_TRUE(Matches(lines[0], kPrefix + ("Log for Ostrel Tools pid=" + std::to_string(getpid())) +
-                                    R"( version=[0-9]+\.[0-9]+\.[0-9]+ build=build-[0-9]{5} option=BETA)"))
+  EXPECT_TRUE(testhost::RegexMatch(lines[0],
+                                   kPrefix + ("Log for Ostrel Tools pid=" + std::to_string(getpid())) +
+                                       R"( version=[0-9]+\.[0-9]+\.[0-9]+ build=build-[0-9]{5} option=BETA)"))
       << lines[0];
-  EXPECT_TRUE(Matches(lines[1], std::string(kPrefix) + "The process is 64-bit\\."));
-  EXPECT_TRUE(Matches(lines[2], std::string(kPrefix) + "Host codepage=UTF-8 encoding=UTF-8"));
-  EXPECT_TRUE(Matches(lines[3], std::string(kPrefix) + "text"));
+  EXPECT_TRUE(testhost::RegexMatch(lines[1], std::string(kPrefix) + "The process is 64-bit\\."));
+  EXPECT_TRUE(testhost::RegexMatch(lines[2], std::string(kPrefix) + "Host codepage=UTF-8 encoding=UTF-8"));
+  EXPECT_TRUE(testhost::RegexMatch(lines[3], std::string(kPrefix) + "text"));
 }
 
 TEST(Log, StampsLinesWithLocalTimeAndMilliseconds) {
@@ -229,9 +231,9 @@ TEST(Warning, BeforeTheStartWaitsUnderItsOwnPrefixBehindTheBanner) {
   Log("late\n");
   const Strings lines = Lines(Log_GetFileName());
   ASSERT_EQ(lines.size(), kBannerLines + 2);
-  EXPECT_TRUE(Matches(lines[0], std::string(kPrefix) + "Log for .*"));
+  EXPECT_TRUE(testhost::RegexMatch(lines[0], std::string(kPrefix) + "Log for .*"));
   EXPECT_EQ(lines[3], "LOG NOT INITIALIZED | early");
-  EXPECT_TRUE(Matches(lines[4], std::string(kPrefix) + "late"));
+  EXPECT_TRUE(testhost::RegexMatch(lines[4], std::string(kPrefix) + "late"));
 }
 
 TEST(Warning, WaitsWhileTheLogIsNotEnabled) {
@@ -316,7 +318,7 @@ TEST(LogFault, AFullDiskDoesNotStopTheWork) {
   EXPECT_LE(whenFull, 4096U);
   ASSERT_EQ(unlink("/tmp/logs/filler"), 0);
   Log("\nlast\n");
-  EXPECT_TRUE(Matches(Lines("/tmp/logs/my.log").back(), std::string(kPrefix) + "last"));
+  EXPECT_TRUE(testhost::RegexMatch(Lines("/tmp/logs/my.log").back(), std::string(kPrefix) + "last"));
 }
 
 TEST(LogFork, AChildWritesToTheSameFile) {
@@ -443,14 +445,13 @@ std::string PrefixWith(const std::string &settings) {
   Log("text\n");
   std::string prefix;
   for (const std::string &line : Lines(kLog)) {
-    const std::regex start("^(.*?)(Log for .*|The process .*|Host codepage.*|text)$");
-    std::smatch match;
-    EXPECT_TRUE(std::regex_match(line, match, start)) << line;
-    EXPECT_TRUE(prefix.empty() || prefix.size() == match[1].str().size()) << line;
-    prefix = match[1];
+    const Strings parts =
+        testhost::RegexGroups(line, "^(.*?)(Log for .*|The process .*|Host codepage.*|text)$");
+    EXPECT_EQ(parts.size(), 3U) << line;
+    EXPECT_TRUE(prefix.empty() || prefix.size() == parts.at(1).size()) << line;
+    prefix = parts.at(1);
   }
-  return std::regex_replace(std::regex_replace(prefix, std::regex("[0-9]"), "0"),
-                            std::regex("^[A-Z][a-z]{2}"), "Mon");
+  return testhost::RegexReplace(testhost::RegexReplace(prefix, "[0-9]", "0"), "^[A-Z][a-z]{2}", "Mon");
 }
 
 TEST(LogPrefix, IsEmptyWithoutTimeAndThread) {
@@ -538,10 +539,10 @@ TEST(LogPrefix, InASignalTellsTheTimeSinceTheLastLine) {
   VThread_SetIsInSignal(3, false);
   const Strings lines = Lines(kLog);
   const std::string stamp = lines.at(kBannerLines).substr(0, 19);
-  EXPECT_TRUE(Matches(lines.at(kBannerLines + 1), stamp + R"(\+1\.[2-9][0-9]{2}: app\| inside)"))
+  EXPECT_TRUE(testhost::RegexMatch(lines.at(kBannerLines + 1), stamp + R"(\+1\.[2-9][0-9]{2}: app\| inside)"))
       << lines.back();
   Log("after\n");
-  EXPECT_TRUE(Matches(Lines(kLog).back(), std::string(kPrefix) + "after"));
+  EXPECT_TRUE(testhost::RegexMatch(Lines(kLog).back(), std::string(kPrefix) + "after"));
 }
 
 TEST(LogPrefix, InASignalMayBeWithoutMilliseconds) {
@@ -552,7 +553,8 @@ TEST(LogPrefix, InASignalMayBeWithoutMilliseconds) {
   VThread_SetIsInSignal(3, true);
   Log("inside\n");
   const Strings lines = Lines(kLog);
-  EXPECT_TRUE(Matches(lines.back(), lines.at(kBannerLines).substr(0, 15) + R"(\+1: app\| inside)"))
+  EXPECT_TRUE(
+      testhost::RegexMatch(lines.back(), lines.at(kBannerLines).substr(0, 15) + R"(\+1: app\| inside)"))
       << lines.back();
 }
 
@@ -561,7 +563,8 @@ TEST(LogPrefix, InASignalBeforeAnyLineTellsTheTimeSince1970) {
   ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
   VThread_SetIsInSignal(3, true);
   Log("inside\n");
-  EXPECT_TRUE(Matches(Lines(kLog).back(), R"(\+[0-9]{10}\.[0-9]{3}: app\| inside)")) << Lines(kLog).back();
+  EXPECT_TRUE(testhost::RegexMatch(Lines(kLog).back(), R"(\+[0-9]{10}\.[0-9]{3}: app\| inside)"))
+      << Lines(kLog).back();
 }
 
 // Stands for a handler that a program has for a signal; at the second signal there is none.
@@ -589,7 +592,8 @@ TEST(LogSignal, AHandlerMayLogWhileALineIsWritten) {
   const Strings lines = Lines(kLog);
   ASSERT_EQ(lines.size(), kBannerLines + 3);
   EXPECT_TRUE(lines[kBannerLines + 1].ends_with(": app| inside")) << lines[kBannerLines + 1];
-  EXPECT_TRUE(Matches(lines[kBannerLines + 2], std::string(kPrefix) + "after")) << lines[kBannerLines + 2];
+  EXPECT_TRUE(testhost::RegexMatch(lines[kBannerLines + 2], std::string(kPrefix) + "after"))
+      << lines[kBannerLines + 2];
   EXPECT_EQ(logState.ringCount, 0U);
 }
 
@@ -699,8 +703,8 @@ TEST(LogRingDeathTest, StopsAtAPieceOfItsOwnLength) {
   EXPECT_EXIT(Log_WriteText(text.c_str()), testing::ExitedWithCode(255),
               testing::StartsWith("ASSERT lib/log/logRing.cc:"));
   // The panic itself finds a log that works.
-  EXPECT_TRUE(
-      Matches(Lines(kLog).at(kBannerLines), std::string(kPrefix) + "ASSERT lib/log/logRing.cc:[0-9]+"))
+  EXPECT_TRUE(testhost::RegexMatch(Lines(kLog).at(kBannerLines),
+                                   std::string(kPrefix) + "ASSERT lib/log/logRing.cc:[0-9]+"))
       << Lines(kLog).at(kBannerLines);
 }
 
@@ -717,7 +721,7 @@ TEST(LogRing, WithoutMemoryTextIsDropped) {
   ASSERT_TRUE(Log_SetFile(kLog, nullptr, false));
   Log("three\n");
   EXPECT_TRUE(Lines(kLog).at(kBannerLines) == "one") << Lines(kLog).at(kBannerLines);
-  EXPECT_TRUE(Matches(Lines(kLog).at(kBannerLines + 1), std::string(kPrefix) + "two"));
+  EXPECT_TRUE(testhost::RegexMatch(Lines(kLog).at(kBannerLines + 1), std::string(kPrefix) + "two"));
 }
 
 TEST(LogRing, IsAllThatALogAllocates) {
@@ -842,7 +846,7 @@ TEST(Log, WhatItsOwnStartLogsWaitsForTheFile) {
   const Strings lines = Lines(Log_GetFileName());
   EXPECT_EQ(lines.at(kBannerLines),
             "LOG NOT INITIALIZED | PREF early PreferenceGet(setup.log.filename), using default");
-  EXPECT_TRUE(Matches(lines.back(), std::string(kPrefix) + "text"));
+  EXPECT_TRUE(testhost::RegexMatch(lines.back(), std::string(kPrefix) + "text"));
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <cstring>
 #include <cwchar>
 #include <memory>
-#include <regex>
 #include <string>
 #include <string_view>
 #include <utility>

@@ -6,7 +6,7 @@
 //
 // A line reads "Nov 14 09:30:05.123: <thread>| text". Logging never stops the work: text that has no file
 // yet, or comes while the log is throttled, waits in a ring of 32 KiB that drops its oldest whole lines
-// first, and what a full disk doesn't take is lost.
+// first, and what a full disk, or a pipe that nobody reads, doesn't take is lost.
 //
 // From Log_Init to Log_Exit all of this is safe in every thread, and in a child of fork whatever other
 // threads did. Where a function leaves a message, it appends it to the pending ones (msg.h) for its caller to
@@ -113,7 +113,7 @@ const char *Log_GetFileName();
 bool Log_CopyFile(const char *destination);
 // Ends the logging to the file and deletes it, unless it is to be kept: with `force` always, otherwise by the
 // setting log.keep: a number above 0 keeps it, 0 doesn't, a negative one keeps what isn't a temporary file.
-// Log_SetAlwaysKeep keeps it too. Returns whether nothing failed.
+// Log_SetAlwaysKeep keeps it too. A device is left, but never deleted. Returns whether nothing failed.
 bool Log_RemoveFile(bool force);
 // Gives the file with this name another one, with a number, as the settings say, and deletes what is then too
 // many. Failures are logged.

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdint>
 #include <iterator>
 #include <optional>
 #include <random>
@@ -27,8 +28,8 @@ struct Line {
 
 // What the C library makes of UTF-8 text in an encoding, or nothing.
 std::optional<std::string> Encode(const char *encoding, const std::string &text) {
-  const iconv_t converter = iconv_open(encoding, "UTF-8");
-  EXPECT_NE(converter, iconv_t(-1)) << encoding;
+  auto *const converter = iconv_open(encoding, "UTF-8");
+  EXPECT_NE(reinterpret_cast<intptr_t>(converter), -1) << encoding;
   std::string bytes(100 + 8 * text.size(), '\0');
   std::string copy = text;
   char *from = copy.data();

@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <regex>
 #include <string>
 
 #include "log.h"
@@ -13,6 +12,7 @@
 #include "panics.h"
 #include "preference.h"
 #include "productState.h"
+#include "regexes.h"
 #include "testhost.h"
 
 namespace msgtest {
@@ -49,7 +49,7 @@ class MsgHost : public ::testing::Test {
     const std::string log = testhost::ReadFile(Log_GetFileName());
     const std::string fresh = log.substr(logSize_);
     logSize_ = log.size();
-    return std::regex_replace(fresh, std::regex(R"((^|\n)[^\n]*?: app\| )"), "$1");
+    return testhost::RegexReplace(fresh, R"((^|\n)[^\n]*?: app\| )", "$1");
   }
 
  private:

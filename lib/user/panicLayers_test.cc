@@ -98,18 +98,9 @@ constexpr Layer kLayers[] = {
      "at a = 1\n"},
     {"Preferences", [] { Preference_DisablePolling(); }, "ASSERT lib/config/preference\\.cc:[0-9]+\n"},
     {"Config", [] { Config_SetLong(1, "a"); }, "NOT_IMPLEMENTED lib/config/configTypeUL\\.cc:[0-9]+\n"},
-    {"MessageFormats",
-     [] {
-       const char *volatile format = "no id\n";
-       MsgList_Free(MsgList_Create(format));
-     },
+    {"MessageFormats", [] { MsgList_Free(MsgList_Create("no id\n")); },
      "ASSERT lib/misc/msgList\\.cc:[0-9]+\n"},
-    {"Messages",
-     [] {
-       const char *volatile format = "no id\n";
-       Msg_Append(format);
-     },
-     "ASSERT lib/misc/msgList\\.cc:[0-9]+\n"},
+    {"Messages", [] { Msg_Append("no id\n"); }, "ASSERT lib/misc/msgList\\.cc:[0-9]+\n"},
     {"Severities", [] { Msg_Post(9, MSGID(test.nine) "Nine.\n"); }, "ASSERT lib/user/msgPost\\.cc:[0-9]+\n"},
     {"Log",
      [] {

@@ -4,12 +4,12 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <regex>
 #include <string>
 
 #include "log.h"
 #include "msg.h"
 #include "panics.h"
+#include "regexes.h"
 #include "testhost.h"
 #include "util_misc.h"
 
@@ -18,10 +18,6 @@ namespace {
 std::string StartLog() {
   EXPECT_TRUE(Log_Init(nullptr, "setup.log.filename", "setup"));
   return Log_GetFileName();
-}
-
-bool Matches(const std::string &text, const char *pattern) {
-  return std::regex_search(text, std::regex(pattern));
 }
 
 constexpr char kWithoutLog[] =
@@ -124,12 +120,12 @@ TEST(PanicDeathTest, LogsTheTextAndABackTraceAndKeepsTheLog) {
       },
       testing::ExitedWithCode(255), testhost::Panics(testing::Eq("No way\n")));
   const std::string log = testhost::ReadFile(file);
-  EXPECT_TRUE(
-      Matches(log, R"(: app\| No way\n[^\n]*: app\| Backtrace:\n[^\n]*: app\| Backtrace\[0\] [0-9a-f]{16} )"
-                   R"(rip=[0-9a-f]{16} rbx=[0-9a-f]{16} rbp=[0-9a-f]{16} r12=[0-9a-f]{16} )"
-                   R"(r13=[0-9a-f]{16} r14=[0-9a-f]{16} r15=[0-9a-f]{16}\n)"))
+  EXPECT_TRUE(testhost::RegexSearch(
+      log, R"(: app\| No way\n[^\n]*: app\| Backtrace:\n[^\n]*: app\| Backtrace\[0\] [0-9a-f]{16} )"
+           R"(rip=[0-9a-f]{16} rbx=[0-9a-f]{16} rbp=[0-9a-f]{16} r12=[0-9a-f]{16} )"
+           R"(r13=[0-9a-f]{16} r14=[0-9a-f]{16} r15=[0-9a-f]{16}\n)"))
       << log;
-  EXPECT_TRUE(Matches(log, R"(Backtrace\[5\] )"));
+  EXPECT_TRUE(testhost::RegexSearch(log, R"(Backtrace\[5\] )"));
 }
 
 TEST(PanicDeathTest, LogsItsPost) {
@@ -138,8 +134,9 @@ TEST(PanicDeathTest, LogsItsPost) {
   const std::string file = StartLog();
   EXPECT_EXIT(Panic("No way\n"), testing::ExitedWithCode(255), "");
   const std::string log = testhost::ReadFile(file);
-  EXPECT_TRUE(Matches(log, R"(\| Msg_Post: Error\n[^\n]*\| \[msg\.log\.error\.unrecoverable\] Ostrel Tools )"
-                           R"(unrecoverable error: \(app\)\n[^\n]*\| No way\n)"))
+  EXPECT_TRUE(testhost::RegexSearch(
+      log, R"(\| Msg_Post: Error\n[^\n]*\| \[msg\.log\.error\.unrecoverable\] Ostrel Tools )"
+           R"(unrecoverable error: \(app\)\n[^\n]*\| No way\n)"))
       << log;
   EXPECT_NE(log.find("[msg.panic.haveLog] A log file is available in \"" + file +
                      "\".  [msg.panic.requestSupport.withLog] You can request support and include the "
@@ -156,8 +153,8 @@ TEST(PanicDeathTest, LogsALoopOnce) {
   const std::string file = StartLog();
   EXPECT_EXIT(PanicThreeTimes(), testing::ExitedWithCode(1), "");
   const std::string log = testhost::ReadFile(file);
-  EXPECT_TRUE(Matches(log, R"(: app\| first\n)"));
-  EXPECT_TRUE(Matches(log, R"(: app\| second\n[^\n]*: app\| Panic loop\n$)")) << log;
+  EXPECT_TRUE(testhost::RegexSearch(log, R"(: app\| first\n)"));
+  EXPECT_TRUE(testhost::RegexSearch(log, R"(: app\| second\n[^\n]*: app\| Panic loop\n$)")) << log;
   EXPECT_EQ(log.find("Backtrace:"), log.rfind("Backtrace:"));
 }
 

@@ -5,11 +5,11 @@
 #include <csignal>
 #include <cstdarg>
 #include <cstdio>
-#include <regex>
 #include <string>
 #include <vector>
 
 #include "log.h"
+#include "regexes.h"
 #include "testhost.h"
 #include "util.h"
 
@@ -152,9 +152,9 @@ TEST(Backtrace, GoesToTheLog) {
   host.Enter();
   ASSERT_TRUE(Log_Init(nullptr, "setup.log.filename", "setup"));
   Util_Backtrace(12);
-  EXPECT_TRUE(std::regex_search(
+  EXPECT_TRUE(testhost::RegexSearch(
       testhost::ReadFile(Log_GetFileName()),
-      std::regex(R"(\| Backtrace for bugNr=12\n[^\n]*\| Backtrace\[0\] [^\n]* r15=[0-9a-f]{16}\n)")));
+      R"(\| Backtrace for bugNr=12\n[^\n]*\| Backtrace\[0\] [^\n]* r15=[0-9a-f]{16}\n)"));
 }
 
 TEST(Backtrace, AHeadingNamesABugBelowZeroToo) {
@@ -204,17 +204,16 @@ Lines linesWithRegisters;
 
 TEST(Backtrace, TellsTheRegistersOfAFrame) {
   CallWithRegisters([] { Util_BacktraceWithFunc(0, Collect, &linesWithRegisters); });
-  const std::regex line(
+  const std::string line =
       "Backtrace\\[[0-9]+\\] [0-9a-f]{16} rip=([0-9a-f]{16}) rbx=00000000000000b0 rbp=00000000000000b1 "
-      "r12=00000000000000b2 r13=00000000000000b3 r14=00000000000000b4 r15=00000000000000b5\n");
-  std::smatch registers;
-  ASSERT_TRUE(std::any_of(linesWithRegisters.begin(), linesWithRegisters.end(), [&](const std::string &text) {
-    return std::regex_match(text, registers, line);
-  })) << testing::PrintToString(linesWithRegisters);
+      "r12=00000000000000b2 r13=00000000000000b3 r14=00000000000000b4 r15=00000000000000b5\n";
+  // What it calls may have left all of them alone, and then shows them too.
   const auto begin = reinterpret_cast<unsigned long>(CallWithRegisters);
-  const unsigned long rip = std::stoul(registers.str(1), nullptr, 16);
-  EXPECT_GT(rip, begin);
-  EXPECT_LT(rip, begin + 200);
+  EXPECT_TRUE(std::any_of(linesWithRegisters.begin(), linesWithRegisters.end(), [&](const std::string &text) {
+    const Lines registers = testhost::RegexGroups(text, line);
+    const unsigned long rip = registers.empty() ? 0 : std::stoul(registers[1], nullptr, 16);
+    return begin < rip && rip < begin + 200;
+  })) << testing::PrintToString(linesWithRegisters);
 }
 
 TEST(BacktraceFromPointer, WritesTheFramesFromThereWithoutAHeading) {

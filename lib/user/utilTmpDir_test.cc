@@ -10,12 +10,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <regex>
 #include <string>
 
 #include "allocations.h"
 #include "owned.h"
 #include "preference.h"
+#include "regexes.h"
 #include "systemCalls.h"
 #include "testhost.h"
 #include "util.h"
@@ -61,7 +61,7 @@ void MakeDirectory(const std::string &path, mode_t mode) {
 }
 
 bool IsRandomName(const std::string &path) {
-  return std::regex_match(path, std::regex("/tmp/base/ostrel-root-[0-9]+"));
+  return testhost::RegexMatch(path, "/tmp/base/ostrel-root-[0-9]+");
 }
 
 TEST(SafeTmpDir, IsMadeOnceWithMode0700) {
@@ -182,10 +182,10 @@ TEST(SafeTmpDir, GivesUpAfterItsAttempts) {
   ASSERT_EQ(mount("none", "/tmp/base", "tmpfs", MS_RDONLY, nullptr), 0);
   testing::internal::CaptureStderr();
   EXPECT_EQ(SafeTmpDir(), "(null)");
-  EXPECT_TRUE(std::regex_match(
+  EXPECT_TRUE(testhost::RegexMatch(
       testing::internal::GetCapturedStderr(),
-      std::regex("UtilCreateSafeTmpDir: Failed to create a safe temporary directory, path "
-                 "\"/tmp/base/ostrel-root-[0-9]+\"\\. The maximum number of attempts was exceeded\\.\n")));
+      "UtilCreateSafeTmpDir: Failed to create a safe temporary directory, path "
+      "\"/tmp/base/ostrel-root-[0-9]+\"\\. The maximum number of attempts was exceeded\\.\n"));
 }
 
 TEST(SafeTmpDir, GivesUpWithoutRandomNumbers) {

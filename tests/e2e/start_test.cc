@@ -143,7 +143,6 @@ TEST_F(StartTest, GoesOnWithSettingsOfTheWrongType) {
   WriteFile("/etc/ostrel/config", settings);
   Tool tool;
   EXPECT_EQ(tool.Wait(), 0);
-  const std::string bad = "Value \"12 monkeys\" for variable \"";
   for (const auto &[key, type, value] : std::vector<std::array<std::string, 3>>{
            {"disableUserPreferences", "boolean", "FALSE"},
            {"logging", "boolean", "TRUE"},
@@ -160,8 +159,14 @@ TEST_F(StartTest, GoesOnWithSettingsOfTheWrongType) {
            {"msg.autoAnswer", "boolean", "FALSE"},
            {"msg.noOK", "boolean", "FALSE"},
        }) {
-    EXPECT_THAT(tool.Output(), HasSubstr(bad + key + "\" is not a valid " + type + " value. Using value \"" +
-                                         value + "\".\n"));
+    std::string warning = "Value \"12 monkeys\" for variable \"";
+    warning += key;
+    warning += "\" is not a valid ";
+    warning += type;
+    warning += " value. Using value \"";
+    warning += value;
+    warning += "\".\n";
+    EXPECT_THAT(tool.Output(), HasSubstr(warning));
   }
   EXPECT_THAT(tool.Output(), EndsWith("Logging to " + tool.LogPath() + "\n"));
   EXPECT_THAT(tool.Log(), HasSubstr("kprep library initialized\n"));
