@@ -10,7 +10,6 @@
 
 #include "codeset.h"
 #include "logInt.h"
-#include "owned.h"
 #include "productState.h"
 #include "str.h"
 #include "unicode.h"
@@ -118,15 +117,16 @@ LogPrefix LogMakePrefix(LogState *state) {
 void LogWriteBanner(const LogState *state, const LogPrefix &prefix) {
   char build[32];
   Str_Snprintf(build, sizeof build, "build-%05u", ProductState_GetBuildNumber());
-  const OwnedString text(Str_SafeAsprintf(nullptr,
-                                          "%sLog for %s pid=%d version=%s build=%s option=%s\n"
-                                          "%sThe process is %zu-bit.\n"
-                                          "%sHost codepage=%s encoding=%s\n",
-                                          prefix.text, state->appName, getpid(), state->appVersion, build,
-                                          "BETA", prefix.text, sizeof(void *) * 8, prefix.text,
-                                          CodeSet_GetCurrentCodeSet(),
-                                          Unicode_EncodingEnumToName(Unicode_GetCurrentEncoding())));
-  [[maybe_unused]] const ssize_t written = write(state->fd, text.get(), strlen(text.get()));
+  // On the stack, since the first line may tell that memory has run out, and with room for long names.
+  char text[16384];
+  Str_Snprintf(text, sizeof text,
+               "%sLog for %s pid=%d version=%s build=%s option=%s\n"
+               "%sThe process is %zu-bit.\n"
+               "%sHost codepage=%s encoding=%s\n",
+               prefix.text, state->appName, getpid(), state->appVersion, build, "BETA", prefix.text,
+               sizeof(void *) * 8, prefix.text, CodeSet_GetCurrentCodeSet(),
+               Unicode_EncodingEnumToName(Unicode_GetCurrentEncoding()));
+  [[maybe_unused]] const ssize_t written = write(state->fd, text, strlen(text));
 }
 
 void LogQueueLines(LogState *state, const LogPrefix &prefix, std::string_view text) {

@@ -15,8 +15,9 @@ namespace {
 
 constexpr int32_t kDefaultKeepOld = 3;
 
-// A fork takes the log's lock along, so that the child gets neither one that nobody gives back nor a log that
-// another thread was changing.
+// A fork takes the log's mutex along, so that the child gets neither one that nobody gives back nor a log
+// that another thread was changing. A lock function's lock is its owner's to take along: a child couldn't
+// leave what has a thread of its parent for its owner.
 thread_local std::optional<LogLock> lockOfFork;
 int forkError;
 
@@ -24,8 +25,13 @@ int forkError;
 // own that forks wait for too, and left first behind it, when the child's lock knows its owner by the old
 // identity still.
 [[gnu::constructor(101)]] void LogHandleForks() {
+  const auto take = [] {
+    if (logState.lockFn == nullptr) {
+      lockOfFork.emplace(&logState);
+    }
+  };
   const auto leave = [] { lockOfFork.reset(); };
-  forkError = pthread_atfork([] { lockOfFork.emplace(&logState); }, leave, leave);
+  forkError = pthread_atfork(take, leave, leave);
 }
 
 void LogFree(char **text) {

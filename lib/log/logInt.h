@@ -62,7 +62,9 @@ struct LogState {
   uint64_t rotateSize;
   bool rotating;
   LogStamp stamp;
-  volatile bool ringChanging;  // a signal's handler may find it so
+  // A signal's handler may find these so.
+  volatile bool ringChanging;
+  volatile bool ringDraining;
 };
 extern LogState logState;
 

@@ -60,19 +60,22 @@ void LogRingDropOldestLine(LogState *state) {
 // Nothing when nothing is left.
 std::string_view LogRingTake(LogState *state) {
   const LogRingChange change(state);
-  if (!change.IsOwn()) {
-    return {};
-  }
-  if (state->ringCount == 0) {
-    // From the start again, so that the next line goes out in one piece.
-    state->ringRead = 0;
-    state->ringWrite = 0;
+  if (!change.IsOwn() || state->ringCount == 0) {
     return {};
   }
   const std::string_view piece(state->ringStart + state->ringRead,
                                std::min(state->ringCount, kRingSize - state->ringRead));
   LogRingDrop(state, piece.size());
   return piece;
+}
+
+// From the start again, so that the next line goes out in one piece.
+void LogRingRewind(LogState *state) {
+  const LogRingChange change(state);
+  if (change.IsOwn() && state->ringCount == 0) {
+    state->ringRead = 0;
+    state->ringWrite = 0;
+  }
 }
 
 }  // namespace
@@ -103,9 +106,16 @@ void LogQueue(LogState *state, std::string_view piece) {
 
 void LogDrain(LogState *state) {
   // Taken before it is written, for a signal's handler that logs in the middle of that drains the ring too.
+  // And what the handler says goes behind what was taken, not over it.
+  const bool isNested = state->ringDraining;
+  state->ringDraining = true;
   for (std::string_view piece = LogRingTake(state); !piece.empty(); piece = LogRingTake(state)) {
     // Logging never stops the work: what the file doesn't take is lost.
     [[maybe_unused]] const ssize_t written = write(state->fd, piece.data(), piece.size());
     state->fileSize += piece.size();
   }
+  if (!isNested) {
+    LogRingRewind(state);
+  }
+  state->ringDraining = isNested;
 }

@@ -8,6 +8,7 @@
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -25,6 +26,7 @@
 #include <random>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "allocations.h"
@@ -41,6 +43,8 @@ namespace {
 std::optional<timeval> clockShows;
 // How a locale writes each time.
 std::string timeInWords;
+// Comes right before the next write; 0 for none.
+int signalBeforeWrite;
 
 }  // namespace
 
@@ -53,6 +57,11 @@ extern "C" size_t strftime(char *text, size_t size, const char *format, const st
   }
   text[timeInWords.copy(text, size - 1)] = '\0';
   return timeInWords.size();
+}
+
+extern "C" ssize_t write(int fd, const void *data, size_t size) {
+  raise(std::exchange(signalBeforeWrite, 0));
+  return syscall(SYS_write, fd, data, size);
 }
 
 extern "C" int gettimeofday(struct timeval *now, void * /*zone*/) noexcept {
@@ -387,21 +396,23 @@ TEST(LogFork, AThreadMayLogUnderAGuardThatForksWaitFor) {
   });
 }
 
-int forkLocks;
-int forkUnlocks;
+// Knows its owner by the thread's number, which is another in a child.
+std::recursive_mutex lockOfFunction;
 
-TEST(LogFork, WaitsForALockFunctionToo) {
+TEST(LogFork, LeavesALockFunctionToItsOwner) {
   EnterHost();
-  Log_SetLockFunc([](bool lock) { (lock ? forkLocks : forkUnlocks)++; });
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  Log_SetLockFunc([](bool lock) { lock ? lockOfFunction.lock() : lockOfFunction.unlock(); });
   const pid_t child = fork();
   if (child == 0) {
-    _exit(forkLocks == 1 && forkUnlocks == 1 ? 0 : 1);
+    alarm(10);
+    Log("child\n");
+    _exit(0);
   }
   int status = -1;
   ASSERT_EQ(waitpid(child, &status, 0), child);
   EXPECT_EQ(status, 0);
-  EXPECT_EQ(forkLocks, 1);
-  EXPECT_EQ(forkUnlocks, 1);
+  EXPECT_EQ(Texts(kLog), Strings{"child"});
 }
 
 TEST(LogFork, LinesOfManyProcessesStayWhole) {
@@ -595,6 +606,23 @@ TEST(LogSignal, AHandlerMayLogWhileALineIsWritten) {
   EXPECT_TRUE(testhost::RegexMatch(lines[kBannerLines + 2], std::string(kPrefix) + "after"))
       << lines[kBannerLines + 2];
   EXPECT_EQ(logState.ringCount, 0U);
+}
+
+TEST(LogSignal, AHandlerMayLogSeveralLinesBeforeALineIsTaken) {
+  EnterHost("log.timeStamp = FALSE\nlog.threadName = FALSE\n");
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  Log("before\n");
+  std::signal(SIGUSR1, [](int) {
+    Log("inside\n");
+    Log("inside again\n");
+  });
+  signalBeforeWrite = SIGUSR1;
+  Log("what is being written when the signal comes\n");
+  Log("after\n");
+  const Strings lines = Lines(kLog);
+  EXPECT_EQ(
+      Strings(lines.begin() + kBannerLines, lines.end()),
+      (Strings{"before", "inside", "inside again", "what is being written when the signal comes", "after"}));
 }
 
 // A ring that can be touched by nobody until a handler lets it.
