@@ -345,6 +345,19 @@ TEST(LogFork, AChildWritesToTheSameFile) {
   EXPECT_EQ(Texts(), (Strings{"parent before", "child", "parent after"}));
 }
 
+// The status of a child that logs, if it can within some seconds.
+int LogInChild() {
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(10);
+    Log("child\n");
+    _exit(0);
+  }
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  return status;
+}
+
 // Forks while another thread runs `log` over and over, and lets each child log too.
 void ForkBeside(void (*log)()) {
   constexpr int kForks = 50;
@@ -357,15 +370,7 @@ void ForkBeside(void (*log)()) {
   });
   int failed = 0;
   for (int i = 0; i < kForks && failed == 0; i++) {
-    const pid_t child = fork();
-    if (child == 0) {
-      alarm(10);
-      Log("child\n");
-      _exit(0);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    failed = status;
+    failed = LogInChild();
   }
   done = true;
   thread.join();
@@ -403,15 +408,7 @@ TEST(LogFork, LeavesALockFunctionToItsOwner) {
   EnterHost();
   ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
   Log_SetLockFunc([](bool lock) { lock ? lockOfFunction.lock() : lockOfFunction.unlock(); });
-  const pid_t child = fork();
-  if (child == 0) {
-    alarm(10);
-    Log("child\n");
-    _exit(0);
-  }
-  int status = -1;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0);
+  EXPECT_EQ(LogInChild(), 0);
   EXPECT_EQ(Texts(kLog), Strings{"child"});
 }
 

@@ -106,19 +106,24 @@ class Model : public PollHost {
     registered_.insert(registered_.begin(), {POLL_TYPE_DEVICE, set, flags, actor, fd, 0, 0});
   }
 
-  void AddOne() {
-    Actor *actor = actors_[static_cast<size_t>(Draw(kActors))];
+  void AddMainLoop(Actor *actor, unsigned flags) {
+    const PollClassSet set = DrawSet();
+    Poll_AddCallback(set, flags, Play, actor, POLL_TYPE_MAIN_LOOP, 0, nullptr);
+    registered_.insert(registered_.begin(), {POLL_TYPE_MAIN_LOOP, set, flags, actor, 0, 0, 0});
+  }
+
+  void AddOne() { Register(actors_[static_cast<size_t>(Draw(kActors))]); }
+
+  // As whatever comes.
+  void Register(Actor *actor) {
     const unsigned flags = Draw(2) == 0 ? POLL_FLAG_PERIODIC : 0U;
     switch (Draw(3)) {
       case 0:
         return AddTimer(actor, flags);
       case 1:
         return AddDevice(actor, flags, DrawSet());
-      default: {
-        const PollClassSet set = DrawSet();
-        Poll_AddCallback(set, flags, Play, actor, POLL_TYPE_MAIN_LOOP, 0, nullptr);
-        registered_.insert(registered_.begin(), {POLL_TYPE_MAIN_LOOP, set, flags, actor, 0, 0, 0});
-      }
+      default:
+        return AddMainLoop(actor, flags);
     }
   }
 
@@ -278,21 +283,7 @@ class RemovingModel : public Model {
   void Add() {
     Actor *actor = NewActor("");
     actor->act = [this, actor] { HaveFired(actor); };
-    const unsigned flags = Draw(2) == 0 ? POLL_FLAG_PERIODIC : 0U;
-    switch (Draw(3)) {
-      case 0:
-        return AddTimer(actor, flags);
-      case 1:
-        return AddDevice(actor, flags, DrawSet());
-      default:
-        return AddMainLoop(actor, flags);
-    }
-  }
-
-  void AddMainLoop(Actor *actor, unsigned flags) {
-    const PollClassSet set = DrawSet();
-    Poll_AddCallback(set, flags, Play, actor, POLL_TYPE_MAIN_LOOP, 0, nullptr);
-    registered_.insert(registered_.begin(), {POLL_TYPE_MAIN_LOOP, set, flags, actor, 0, 0, 0});
+    Register(actor);
   }
 
   void RemoveAny() {
