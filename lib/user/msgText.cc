@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "msgInt.h"
+#include "owned.h"
 #include "panicUser.h"
 #include "str.h"
 #include "util_misc.h"
@@ -33,8 +34,8 @@ const char *MsgGetText(const char *idFormat, Dictionary *dictionary, char *idBuf
 }
 
 char *MsgStripAccelerators(const char *label) {
-  char *plain = Util_SafeStrdup(label);
-  char *to = plain;
+  OwnedString plain(Util_SafeStrdup(label));
+  char *to = plain.get();
   bool hasAccelerator = false;
   for (; *label != '\0'; label++) {
     if (*label != '_') {
@@ -47,7 +48,7 @@ char *MsgStripAccelerators(const char *label) {
     }
   }
   *to = '\0';
-  return plain;
+  return plain.release();
 }
 
 const char *Msg_GetString(const char *idFormat) {
