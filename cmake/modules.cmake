@@ -6,8 +6,13 @@ set(OST_WARNINGS -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
 # Assertions name the source by its path from the project's root.
 set(OST_OPTIONS ${OST_WARNINGS} -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=)
 set(OST_SANITIZERS)
+set(OST_LIBRARY_OPTIONS)
 if(OST_SANITIZE)
-  set(OST_SANITIZERS -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
+  # A report tells a stack by its lines; for its variables, which -g tells of besides, there is the debug build.
+  set(OST_SANITIZERS -g1 -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
+  # The long tests wait for what they test, which -Og makes several times as fast. It would drop what comes to nothing,
+  # such as a load whose value isn't used, before the sanitizers see it, but for -fno-tree-dce.
+  set(OST_LIBRARY_OPTIONS -Og -fno-tree-dce)
 elseif(OST_FUZZ)
   set(OST_SANITIZERS -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=undefined)
 endif()
@@ -31,8 +36,13 @@ function(ost_library name)
     list(APPEND sources ${found})
   endforeach()
   add_library(${name} STATIC ${sources})
+  target_compile_options(${name} PRIVATE ${OST_LIBRARY_OPTIONS})
   target_link_libraries(${name} PUBLIC ost_flags)
 endfunction()
+
+# The test sources are most of what is compiled, and what they test is optimised without them. A back trace needs their
+# lines and not their variables, which take the compiler a third of its time: those are for the debug build.
+set(OST_TEST_OPTIONS $<$<CONFIG:RelWithDebInfo>:-Og> $<$<CONFIG:RelWithDebInfo>:-g1>)
 
 # After which a test is taken for hung. The longest take 20 seconds of a processor, on a crowded machine many times that.
 set(OST_TEST_SECONDS 600)
@@ -56,6 +66,7 @@ function(ost_thread_tests)
       get_filename_component(name ${source} NAME_WE)
       add_executable(${name} ${source})
       target_link_libraries(${name} PRIVATE threads_library Threads::Threads PkgConfig::ICU GTest::gtest_main)
+      target_compile_options(${name} PRIVATE ${OST_TEST_OPTIONS})
       gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT ${OST_TEST_SECONDS} ENVIRONMENT "TSAN_OPTIONS=halt_on_error=1")
     endforeach()
   endforeach()
@@ -66,9 +77,6 @@ set(OST_ALLOCATORS malloc calloc realloc strdup strndup)
 list(TRANSFORM OST_ALLOCATORS PREPEND -Wl,--wrap= OUTPUT_VARIABLE OST_WRAP_ALLOCATORS)
 # A library behind the test host's may be the first that allocates, so the linker is told to take them.
 list(APPEND OST_WRAP_ALLOCATORS -Wl,--undefined=__wrap_malloc)
-
-# The test sources are most of what is compiled, and what they test is optimised without them.
-set(OST_TEST_OPTIONS $<$<CONFIG:RelWithDebInfo>:-Og>)
 
 # ost_tests([TOOLKIT] LIBRARIES... DIRECTORIES directory...): a test program for each x_test.cc of the directories and,
 # where speed is measured, a benchmark for each x_bench.cc. Every TEST is a CTest test of its own, and so a process of
@@ -109,6 +117,7 @@ endfunction()
 
 include(GoogleTest)
 # The toolkit's own leaks are told by frames of libraries without frame pointers. To walk through those at each
-# allocation takes a test several times as long, so that others don't.
+# allocation takes a test several times as long, so that others don't, and these walk no further than the frames that
+# tests/lsan.supp names and whoever called them.
 set(OST_TOOLKIT_LEAKS
-  "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp:print_suppressions=0:fast_unwind_on_malloc=0")
+  "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp:print_suppressions=0:fast_unwind_on_malloc=0:malloc_context_size=12")
