@@ -114,19 +114,26 @@ LogPrefix LogMakePrefix(LogState *state) {
   return prefix;
 }
 
+// Writes a line straight to the file. One that is too long ends earlier.
+[[gnu::format(printf, 2, 3)]] void LogWriteLine(const LogState *state, const char *format, ...) {
+  char line[kTextSize];
+  va_list args;
+  va_start(args, format);
+  if (Str_Vsnprintf(line, sizeof line, format, args) == -1) {
+    line[strlen(line) - 1] = '\n';
+  }
+  va_end(args);
+  [[maybe_unused]] const ssize_t written = write(state->fd, line, strlen(line));
+}
+
 void LogWriteBanner(const LogState *state, const LogPrefix &prefix) {
   char build[32];
   Str_Snprintf(build, sizeof build, "build-%05u", ProductState_GetBuildNumber());
-  // On the stack, since the first line may tell that memory has run out, and with room for long names.
-  char text[16384];
-  Str_Snprintf(text, sizeof text,
-               "%sLog for %s pid=%d version=%s build=%s option=%s\n"
-               "%sThe process is %zu-bit.\n"
-               "%sHost codepage=%s encoding=%s\n",
-               prefix.text, state->appName, getpid(), state->appVersion, build, "BETA", prefix.text,
-               sizeof(void *) * 8, prefix.text, CodeSet_GetCurrentCodeSet(),
+  LogWriteLine(state, "%sLog for %s pid=%d version=%s build=%s option=%s\n", prefix.text, state->appName,
+               getpid(), state->appVersion, build, "BETA");
+  LogWriteLine(state, "%sThe process is %zu-bit.\n", prefix.text, sizeof(void *) * 8);
+  LogWriteLine(state, "%sHost codepage=%s encoding=%s\n", prefix.text, CodeSet_GetCurrentCodeSet(),
                Unicode_EncodingEnumToName(Unicode_GetCurrentEncoding()));
-  [[maybe_unused]] const ssize_t written = write(state->fd, text, strlen(text));
 }
 
 void LogQueueLines(LogState *state, const LogPrefix &prefix, std::string_view text) {

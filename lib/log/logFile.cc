@@ -51,6 +51,12 @@ bool LogMayReplace(const char *path) {
   return Posix_Lstat(path, &named) == -1 || S_ISREG(named.st_mode);
 }
 
+// Whether the state's file is plain, and its name a plain file's still or nobody's. Only then that name may
+// be given away.
+bool LogOwnsName(const LogState *state) {
+  return !LogIsDevice(state->fd) && LogMayReplace(state->fileName);
+}
+
 // Whether a path leads to the state's file. It need not be the path that the state knows.
 bool LogIsOwnFile(const LogState *state, const char *path) {
   struct stat opened {};
@@ -130,7 +136,7 @@ bool LogSwitch(LogState *state, const char *name, bool copy) {
     fcntl(fd, F_SETFL, O_APPEND | O_NONBLOCK);
   }
   // A device doesn't give back what it had.
-  if (!LogHasFile(state) || (copy && LogIsDevice(state->fd))) {
+  if (!LogHasFile(state) || (copy && !LogOwnsName(state))) {
     LogStartFile(state, fd, copy && !state->append);
     return true;
   }
@@ -153,7 +159,7 @@ bool LogGoTo(LogState *state, const char *name, bool temporary, bool copy) {
     LogBackupByRenumber(name, state->keepOld, state->fastRotation);
   }
   const bool renamed =
-      anew && LogHasFile(state) && !LogIsDevice(state->fd) && Posix_Rename(state->fileName, name) == 0;
+      anew && LogHasFile(state) && LogOwnsName(state) && Posix_Rename(state->fileName, name) == 0;
   return renamed || LogSwitch(state, name, mayCopy);
 }
 
@@ -258,10 +264,10 @@ bool Log_RemoveFile(bool force) {
     return true;
   }
   Log("LOG removing %s.\n", state->fileName);
-  const bool isDevice = LogIsDevice(state->fd);
+  const bool isOwn = LogOwnsName(state);
   close(state->fd);
   state->fd = -1;
-  const bool removed = isDevice || Posix_Unlink(state->fileName) == 0;
+  const bool removed = !isOwn || Posix_Unlink(state->fileName) == 0;
   free(state->fileName);
   state->fileName = nullptr;
   return removed;

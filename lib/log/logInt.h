@@ -64,7 +64,7 @@ struct LogState {
   LogStamp stamp;
   // A signal's handler may find these so.
   volatile bool ringChanging;
-  volatile bool ringDraining;
+  volatile size_t ringTaken;  // bytes in front of ringRead that are being written
 };
 extern LogState logState;
 

@@ -56,8 +56,8 @@ void LogRingDropOldestLine(LogState *state) {
   }
 }
 
-// Takes what can be written in one piece out of the ring, where it stays until text comes in its place.
-// Nothing when nothing is left.
+// Takes what can be written in one piece out of the ring, where it stays until the outermost drain has
+// written its own. Nothing when nothing is left.
 std::string_view LogRingTake(LogState *state) {
   const LogRingChange change(state);
   if (!change.IsOwn() || state->ringCount == 0) {
@@ -66,6 +66,7 @@ std::string_view LogRingTake(LogState *state) {
   const std::string_view piece(state->ringStart + state->ringRead,
                                std::min(state->ringCount, kRingSize - state->ringRead));
   LogRingDrop(state, piece.size());
+  state->ringTaken = state->ringTaken + piece.size();
   return piece;
 }
 
@@ -92,7 +93,11 @@ void LogQueue(LogState *state, std::string_view piece) {
       return;
     }
   }
-  while (piece.size() > kRingSize - state->ringCount) {
+  while (piece.size() > kRingSize - state->ringTaken - state->ringCount) {
+    // No room is won in front of what is being written.
+    if (state->ringTaken > 0) {
+      return;
+    }
     LogRingDropOldestLine(state);
   }
   const size_t first = std::min(piece.size(), kRingSize - state->ringWrite);
@@ -105,17 +110,21 @@ void LogQueue(LogState *state, std::string_view piece) {
 }
 
 void LogDrain(LogState *state) {
-  // Taken before it is written, for a signal's handler that logs in the middle of that drains the ring too.
-  // And what the handler says goes behind what was taken, not over it.
-  const bool isNested = state->ringDraining;
-  state->ringDraining = true;
+  // A signal's handler that logs in the middle of a write drains the ring too, behind what was taken; but not
+  // where that ends with the ring, which may be in the middle of a line.
+  const bool isNested = state->ringTaken > 0;
+  if (isNested && state->ringRead == 0) {
+    return;
+  }
   for (std::string_view piece = LogRingTake(state); !piece.empty(); piece = LogRingTake(state)) {
     // Logging never stops the work: what the file doesn't take is lost.
     [[maybe_unused]] const ssize_t written = write(state->fd, piece.data(), piece.size());
     state->fileSize += piece.size();
+    if (!isNested) {
+      state->ringTaken = 0;
+    }
   }
   if (!isNested) {
     LogRingRewind(state);
   }
-  state->ringDraining = isNested;
 }

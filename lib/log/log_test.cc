@@ -622,6 +622,42 @@ TEST(LogSignal, AHandlerMayLogSeveralLinesBeforeALineIsTaken) {
       (Strings{"before", "inside", "inside again", "what is being written when the signal comes", "after"}));
 }
 
+TEST(LogSignal, AHandlerThatSaysTooMuchLosesItsOwnLinesOnly) {
+  EnterHost("log.timeStamp = FALSE\nlog.threadName = FALSE\n");
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  Log("before\n");
+  std::signal(SIGUSR1, [](int) {
+    for (int i = 0; i < 20; i++) {
+      Log("%s\n", std::string(2000, static_cast<char>('a' + i)).c_str());
+    }
+  });
+  signalBeforeWrite = SIGUSR1;
+  const std::string text(3000, 'X');
+  Log("%s\n", text.c_str());
+  Log("after\n");
+  const Strings lines = Lines(kLog);
+  ASSERT_GT(lines.size(), kBannerLines + 10);
+  for (size_t i = kBannerLines + 1; i < lines.size() - 2; i++) {
+    EXPECT_EQ(lines[i], std::string(2000, static_cast<char>('a' + (i - kBannerLines - 1))));
+  }
+  EXPECT_EQ(lines[lines.size() - 2], text);
+  EXPECT_EQ(lines.back(), "after");
+}
+
+TEST(LogSignal, AHandlersLineComesBehindOneThatIsWrittenInTwoPieces) {
+  EnterHost("log.timeStamp = FALSE\nlog.threadName = FALSE\n");
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  Log("before\n");
+  std::signal(SIGUSR1, [](int) { Log("inside\n"); });
+  signalBeforeWrite = SIGUSR1;
+  logState.ringRead = logState.ringWrite = 32768 - 10;
+  Log("what is being written when the signal comes\n");
+  Log("after\n");
+  const Strings lines = Lines(kLog);
+  EXPECT_EQ(Strings(lines.begin() + kBannerLines, lines.end()),
+            (Strings{"before", "what is being written when the signal comes", "inside", "after"}));
+}
+
 // A ring that can be touched by nobody until a handler lets it.
 constexpr size_t kRingSize = 32768;
 int touches;

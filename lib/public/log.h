@@ -8,9 +8,9 @@
 // yet, or comes while the log is throttled, waits in a ring of 32 KiB that drops its oldest whole lines
 // first, and what a full disk, or a pipe that nobody reads, doesn't take is lost.
 //
-// From Log_Init to Log_Exit all of this is safe in every thread, and in a child of fork whatever other
-// threads did. Where a function leaves a message, it appends it to the pending ones (msg.h) for its caller to
-// report.
+// From Log_Init to Log_Exit all of this is safe in every thread and, unless a function guards the log, in a
+// child of fork whatever other threads did. Where a function leaves a message, it appends it to the pending
+// ones (msg.h) for its caller to report.
 #ifndef OST_PUBLIC_LOG_H
 #define OST_PUBLIC_LOG_H
 
