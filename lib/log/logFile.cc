@@ -131,10 +131,6 @@ bool LogSwitch(LogState *state, const char *name, bool copy) {
   if (fd == -1) {
     return false;
   }
-  if (LogIsDevice(fd)) {
-    // A pipe or a terminal that nobody reads from doesn't stop the work.
-    fcntl(fd, F_SETFL, O_APPEND | O_NONBLOCK);
-  }
   // A device doesn't give back what it had.
   if (!LogHasFile(state) || (copy && !LogOwnsName(state))) {
     LogStartFile(state, fd, copy && !state->append);
@@ -194,6 +190,10 @@ int LogOpen(const char *path) {
   if (!LogIsPlainFile(fd, path)) {
     close(fd);
     return -1;
+  }
+  if (LogIsDevice(fd)) {
+    // A pipe or a terminal that nobody reads from doesn't stop the work.
+    fcntl(fd, F_SETFL, O_APPEND | O_NONBLOCK);
   }
   return fd;
 }

@@ -323,6 +323,17 @@ TEST(LogSetFile, LeavesADeviceForAFileElsewhere) {
   EXPECT_EQ(Texts(kFar), Strings{"two"});
 }
 
+TEST(LogSetFile, LeavesAPipeThatTookTheFilesName) {
+  EnterHost();
+  StartAt(kLog);
+  fs::remove(kLog);
+  ASSERT_EQ(mkfifo(kLog, 0600), 0);
+  EXPECT_TRUE(Log_SetFile(kOther, nullptr, true));
+  Log("two\n");
+  EXPECT_TRUE(fs::is_fifo(kLog));
+  EXPECT_EQ(Texts(kOther), Strings{"two"});
+}
+
 TEST(LogSetFile, APipeThatNobodyReadsDoesNotStopTheWork) {
   EnterHost();
   ASSERT_EQ(mkfifo(kOther, 0600), 0);
@@ -651,6 +662,21 @@ TEST(LogCopyFile, AddsToAFileWhereTheLogAppends) {
   EXPECT_EQ(testhost::ReadFile(kOther), "old\n" + testhost::ReadFile(kLog));
 }
 
+TEST(LogCopyFile, APipeThatNobodyReadsIsAFailure) {
+  EnterHost("log.append = TRUE\n");
+  StartAt(kLog);
+  const std::string text(1000, 'x');
+  for (int i = 0; i < 100; i++) {  // more than a pipe holds
+    Log("%s\n", text.c_str());
+  }
+  ASSERT_EQ(mkfifo(kOther, 0600), 0);
+  alarm(10);
+  EXPECT_FALSE(Log_CopyFile(kOther));
+  EXPECT_EQ(TakeMessages(), (Strings{"msg.log.copyWriteFailed",
+                                     "A write error occurred when copying data to '/tmp/logs/other.log': "
+                                     "Resource temporarily unavailable\n"}));
+}
+
 TEST(LogCopyFile, ToItselfKeepsTheContent) {
   EnterHost();
   StartAt(kLog);
@@ -765,6 +791,16 @@ TEST(LogRemoveFile, LeavesADeviceInItsPlace) {
   EXPECT_EQ(logState.fd, -1);
   EXPECT_EQ(Log_GetFileName(), nullptr);
   EXPECT_TRUE(fs::is_character_file(kOther));
+}
+
+TEST(LogRemoveFile, LeavesAPipeThatTookTheFilesName) {
+  EnterHost();
+  StartAt(kLog);
+  fs::remove(kLog);
+  ASSERT_EQ(mkfifo(kLog, 0600), 0);
+  EXPECT_TRUE(Log_RemoveFile(true));
+  EXPECT_TRUE(fs::is_fifo(kLog));
+  EXPECT_EQ(Log_GetFileName(), nullptr);
 }
 
 TEST(LogRemoveFile, DoesNothingBeforeTheStart) {

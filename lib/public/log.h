@@ -143,8 +143,9 @@ void Log_SetAlwaysKeep(bool keep);
 using LogFunction = void (*)(const char *format, va_list args);
 void Log_RegisterFunctions(LogFunction logFn, LogFunction warningFn);
 // Guards the log by a function instead of its own mutex: called with true before and with false after, and
-// again inside. A second function stops the program; null takes the first away. A fork doesn't call it:
-// whether a child may log while another thread of its parent did is then up to the function's owner.
+// again inside. A second function stops the program; null takes the first away. Comes while no other thread
+// logs. A fork doesn't call it: whether a child may log while another thread of its parent did is then up to
+// the function's owner.
 using LogLockFunction = void (*)(bool lock);
 void Log_SetLockFunc(LogLockFunction lockFn);
 
