@@ -110,7 +110,7 @@ bool LogMoveContent(LogState *state, int fd, const char *name) {
     return false;
   }
   LogReplaceFd(state, fd);
-  if (Posix_Unlink(state->fileName) == -1) {
+  if (LogMayReplace(state->fileName) && Posix_Unlink(state->fileName) == -1) {
     Warning("Failed to unlink log file '%s': %s\n", state->fileName, Err_ErrString());
   }
   return true;

@@ -44,19 +44,6 @@ bool LogIsPlainFile(int fd, const char *path) {
   return true;
 }
 
-// Whether a path names a plain file, or nothing yet. A link, a directory or a device isn't the log's to
-// rename, to empty or to delete.
-bool LogMayReplace(const char *path) {
-  struct stat named {};
-  return Posix_Lstat(path, &named) == -1 || S_ISREG(named.st_mode);
-}
-
-// Whether the state's file is plain, and its name a plain file's still or nobody's. Only then that name may
-// be given away.
-bool LogOwnsName(const LogState *state) {
-  return !LogIsDevice(state->fd) && LogMayReplace(state->fileName);
-}
-
 // Whether a path leads to the state's file. It need not be the path that the state knows.
 bool LogIsOwnFile(const LogState *state, const char *path) {
   struct stat opened {};
@@ -132,7 +119,7 @@ bool LogSwitch(LogState *state, const char *name, bool copy) {
     return false;
   }
   // A device doesn't give back what it had.
-  if (!LogHasFile(state) || (copy && !LogOwnsName(state))) {
+  if (!LogHasFile(state) || (copy && LogIsDevice(state->fd))) {
     LogStartFile(state, fd, copy && !state->append);
     return true;
   }
@@ -154,8 +141,8 @@ bool LogGoTo(LogState *state, const char *name, bool temporary, bool copy) {
   if (anew && !temporary && state->keepOld > 0 && !LogIsOwnFile(state, name)) {
     LogBackupByRenumber(name, state->keepOld, state->fastRotation);
   }
-  const bool renamed =
-      anew && LogHasFile(state) && LogOwnsName(state) && Posix_Rename(state->fileName, name) == 0;
+  const bool renamed = anew && LogHasFile(state) && !LogIsDevice(state->fd) &&
+                       LogMayReplace(state->fileName) && Posix_Rename(state->fileName, name) == 0;
   return renamed || LogSwitch(state, name, mayCopy);
 }
 
@@ -219,6 +206,11 @@ bool LogSameInode(const struct stat &file1, const struct stat &file2) {
   return file1.st_dev == file2.st_dev && file1.st_ino == file2.st_ino;
 }
 
+bool LogMayReplace(const char *path) {
+  struct stat named {};
+  return Posix_Lstat(path, &named) == -1 || S_ISREG(named.st_mode);
+}
+
 void LogAppendSwitchFailed(const char *fileName) {
   Msg_Append(MSGID(log.switchFailed) "Unable to open the log file \"%s\". Make sure that the path specified "
                                      "for the log file is valid, and that you have write privileges in this "
@@ -264,10 +256,10 @@ bool Log_RemoveFile(bool force) {
     return true;
   }
   Log("LOG removing %s.\n", state->fileName);
-  const bool isOwn = LogOwnsName(state);
+  const bool isDevice = LogIsDevice(state->fd);
   close(state->fd);
   state->fd = -1;
-  const bool removed = !isOwn || Posix_Unlink(state->fileName) == 0;
+  const bool removed = isDevice || (LogMayReplace(state->fileName) && Posix_Unlink(state->fileName) == 0);
   free(state->fileName);
   state->fileName = nullptr;
   return removed;

@@ -331,6 +331,30 @@ TEST(LogSetFile, LeavesAPipeThatTookTheFilesName) {
   EXPECT_TRUE(Log_SetFile(kOther, nullptr, true));
   Log("two\n");
   ASSERT_TRUE(fs::is_fifo(kLog));
+  EXPECT_EQ(Texts(kOther), (Strings{"one", "two"}));
+}
+
+TEST(LogSetFile, LeavesALinkToWhereTheFileWent) {
+  EnterHost();
+  StartAt(kLog);
+  fs::rename(kLog, "/tmp/moved.log");
+  fs::create_symlink("/tmp/moved.log", kLog);
+  EXPECT_TRUE(Log_SetFile(kOther, nullptr, true));
+  Log("two\n");
+  EXPECT_TRUE(fs::is_symlink(kLog));
+  EXPECT_EQ(Texts("/tmp/moved.log"), Strings{"one"});
+  EXPECT_EQ(Texts(kOther), (Strings{"one", "two"}));
+}
+
+TEST(LogSetFile, LeavesAFileThatTookAPipesName) {
+  EnterHost();
+  ASSERT_EQ(mkfifo(kLog, 0600), 0);
+  StartAt(kLog);
+  fs::remove(kLog);
+  testhost::WriteFile(kLog, "foreign\n");
+  EXPECT_TRUE(Log_SetFile(kOther, nullptr, true));
+  Log("two\n");
+  EXPECT_EQ(testhost::ReadFile(kLog), "foreign\n");
   EXPECT_EQ(Texts(kOther), Strings{"two"});
 }
 
@@ -798,9 +822,28 @@ TEST(LogRemoveFile, LeavesAPipeThatTookTheFilesName) {
   StartAt(kLog);
   fs::remove(kLog);
   ASSERT_EQ(mkfifo(kLog, 0600), 0);
-  EXPECT_TRUE(Log_RemoveFile(true));
+  EXPECT_FALSE(Log_RemoveFile(true));
   EXPECT_TRUE(fs::is_fifo(kLog));
   EXPECT_EQ(Log_GetFileName(), nullptr);
+}
+
+TEST(LogRemoveFile, TellsOfADirectoryThatTookTheFilesName) {
+  EnterHost();
+  StartAt(kLog);
+  fs::remove(kLog);
+  ASSERT_EQ(mkdir(kLog, 0700), 0);
+  EXPECT_FALSE(Log_RemoveFile(true));
+  EXPECT_TRUE(fs::is_directory(kLog));
+}
+
+TEST(LogRemoveFile, LeavesAFileThatTookAPipesName) {
+  EnterHost();
+  ASSERT_EQ(mkfifo(kLog, 0600), 0);
+  StartAt(kLog);
+  fs::remove(kLog);
+  testhost::WriteFile(kLog, "foreign\n");
+  EXPECT_TRUE(Log_RemoveFile(true));
+  EXPECT_EQ(testhost::ReadFile(kLog), "foreign\n");
 }
 
 TEST(LogRemoveFile, DoesNothingBeforeTheStart) {

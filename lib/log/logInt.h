@@ -115,6 +115,9 @@ bool LogHasFile(const LogState *state);
 bool LogSameInode(const struct stat &file1, const struct stat &file2);
 // Whether an open file is no plain one: it never gets too long, and its name isn't the log's to give away.
 bool LogIsDevice(int fd);
+// Whether a path names a plain file, or nothing yet. A link, a directory or a device isn't the log's to
+// rename, to empty or to delete.
+bool LogMayReplace(const char *path);
 // Goes on in a new file behind a copy of the old one, which is deleted. The new one is deleted when that
 // fails, with messages. One file under two names stays as it is.
 bool LogMoveContent(LogState *state, int fd, const char *name);

@@ -113,7 +113,8 @@ const char *Log_GetFileName();
 bool Log_CopyFile(const char *destination);
 // Ends the logging to the file and deletes it, unless it is to be kept: with `force` always, otherwise by the
 // setting log.keep: a number above 0 keeps it, 0 doesn't, a negative one keeps what isn't a temporary file.
-// Log_SetAlwaysKeep keeps it too. A device is left, but never deleted. Returns whether nothing failed.
+// Log_SetAlwaysKeep keeps it too. A device is left, but never deleted. Returns whether nothing failed; what
+// took the name of a file, such as a link, stays, and that is a failure.
 bool Log_RemoveFile(bool force);
 // Gives the file with this name another one, with a number, as the settings say, and deletes what is then too
 // many. Failures are logged.
