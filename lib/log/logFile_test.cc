@@ -5,6 +5,7 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <thread>
@@ -699,6 +700,31 @@ TEST(LogCopyFile, APipeThatNobodyReadsIsAFailure) {
   EXPECT_EQ(TakeMessages(), (Strings{"msg.log.copyWriteFailed",
                                      "A write error occurred when copying data to '/tmp/logs/other.log': "
                                      "Resource temporarily unavailable\n"}));
+}
+
+TEST(LogCopyFile, WaitsForASlowReaderOfAPipe) {
+  EnterHost("log.append = TRUE\n");
+  StartAt(kLog);
+  const std::string line(1000, 'x');
+  for (int i = 0; i < 200; i++) {  // more than a pipe holds
+    Log("%s\n", line.c_str());
+  }
+  const std::string whole = testhost::ReadFile(kLog);
+  ASSERT_EQ(mkfifo(kOther, 0600), 0);
+  const int pipe = open(kOther, O_RDWR);
+  std::string got;
+  std::thread reader([pipe, &got, &whole] {
+    char block[4096];
+    while (got.size() < whole.size()) {
+      usleep(2000);
+      got.append(block, static_cast<size_t>(std::max<ssize_t>(read(pipe, block, sizeof block), 0)));
+    }
+  });
+  alarm(10);
+  EXPECT_TRUE(Log_CopyFile(kOther));
+  reader.join();
+  EXPECT_EQ(got == whole, true);
+  close(pipe);
 }
 
 TEST(LogCopyFile, ToItselfKeepsTheContent) {

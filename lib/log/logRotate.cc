@@ -47,8 +47,8 @@ std::string LogQuoted(const std::string &text) {
   return quoted;
 }
 
-// Finds the numbers, in their order, of the files of `name`, whose base is in `directory`. False where that
-// can't be listed.
+// Finds the numbers, in their order, of the files of `name`, whose base is in `directory`. False with errno
+// where that can't be listed.
 bool LogFindNumbers(const char *directory, const LogName &name, std::vector<int> *numbers) {
   char **entries = nullptr;
   const int count = File_ListDirectory(directory, &entries);
@@ -83,7 +83,7 @@ void LogMoveUp(const LogName &name, int64_t number) {
 }
 
 // Settings may allow for so many that a look at each number would stop the work, so only those are moved
-// that are there.
+// that are there. None are where there is no directory.
 void LogMoveAllUp(const LogName &name, int32_t keepOld) {
   const size_t base = name.base.rfind('/') + 1;
   const std::string directory = base == 0 ? "." : name.base.substr(0, base);
@@ -94,6 +94,9 @@ void LogMoveAllUp(const LogName &name, int32_t keepOld) {
         LogMoveUp(name, number);
       }
     });
+    return;
+  }
+  if (errno == ENOENT) {
     return;
   }
   for (int64_t number = keepOld - 2; number >= 0; number--) {

@@ -103,11 +103,19 @@ TEST(LogBackup, NumbersInADirectoryThatHasNoPath) {
 
 TEST(LogBackup, NumbersInADirectoryThatCannotBeListed) {
   EnterWithLog();
-  Make({"a.log", "a-0.log"});
+  Make({"a.log", "a-0.log", "a-1.log", "a-2.log"});
   testhost::FailSystemCall(SYS_getdents64, EACCES);
   Log_BackupOldFiles(kOld);
   EXPECT_EQ(Content("a-0.log"), "a.log");
   EXPECT_EQ(Content("a-1.log"), "a-0.log");
+  EXPECT_EQ(Content("a-2.log"), "a-1.log");
+  EXPECT_EQ(Logged(), Strings{});
+}
+
+TEST(LogBackup, FindsNoneInADirectoryThatIsNowhere) {
+  EnterWithLog("log.keepold = 2147483647\n");
+  alarm(10);  // for a look at each number
+  Log_BackupOldFiles("/tmp/logs/no/a.log");
   EXPECT_EQ(Logged(), Strings{});
 }
 

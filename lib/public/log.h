@@ -109,7 +109,7 @@ bool Log_SetFile(const char *fileName, const char *config, bool copy);
 // The log file's path, borrowed until the log's file changes; null when there is none.
 const char *Log_GetFileName();
 // Writes what the log's file holds to another file, which is made or emptied first; a log that appends adds
-// to it. False with a message on failure.
+// to it. False with a message on failure, as when a pipe takes nothing for a second.
 bool Log_CopyFile(const char *destination);
 // Ends the logging to the file and deletes it, unless it is to be kept: with `force` always, otherwise by the
 // setting log.keep: a number above 0 keeps it, 0 doesn't, a negative one keeps what isn't a temporary file.
