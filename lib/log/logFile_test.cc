@@ -313,6 +313,14 @@ TEST(LogSetFile, LeavesADeviceInItsPlace) {
   EXPECT_EQ(Texts(kLog), Strings{"two"});
 }
 
+TEST(LogSetFile, GoesOnBehindADeviceWithoutABanner) {
+  EnterHost();
+  StartAtDevice();
+  EXPECT_TRUE(Log_SetFile(kLog, nullptr, false));
+  Log("two\n");
+  EXPECT_EQ(Lines(kLog).size(), 1U);
+}
+
 TEST(LogSetFile, LeavesADeviceForAFileElsewhere) {
   EnterHost("log.keepold = 0\n");
   MountFar();
