@@ -64,7 +64,8 @@ struct LogState {
   LogStamp stamp;
   // A signal's handler may find these so.
   volatile bool ringChanging;
-  volatile size_t ringTaken;  // bytes in front of ringRead that are being written
+  volatile size_t ringTaken;    // bytes in front of ringRead that are being written
+  volatile bool ringGoesRound;  // whether the outermost drain writes those behind a piece that ended the ring
 };
 extern LogState logState;
 

@@ -57,26 +57,26 @@ void LogRingDropOldestLine(LogState *state) {
 }
 
 // Takes what can be written in one piece out of the ring, where it stays until the outermost drain has
-// written its own. Nothing when nothing is left.
-std::string_view LogRingTake(LogState *state) {
+// written its own and takes more. Nothing when nothing is left.
+std::string_view LogRingTake(LogState *state, bool isNested) {
   const LogRingChange change(state);
-  if (!change.IsOwn() || state->ringCount == 0) {
+  if (!change.IsOwn()) {
     return {};
+  }
+  if (!isNested) {
+    state->ringGoesRound = state->ringTaken > 0 && state->ringRead == 0;
+    state->ringTaken = 0;
+    if (state->ringCount == 0) {
+      // From the start again, so that the next line goes out in one piece.
+      state->ringRead = 0;
+      state->ringWrite = 0;
+    }
   }
   const std::string_view piece(state->ringStart + state->ringRead,
                                std::min(state->ringCount, kRingSize - state->ringRead));
   LogRingDrop(state, piece.size());
   state->ringTaken = state->ringTaken + piece.size();
   return piece;
-}
-
-// From the start again, so that the next line goes out in one piece.
-void LogRingRewind(LogState *state) {
-  const LogRingChange change(state);
-  if (change.IsOwn() && state->ringCount == 0) {
-    state->ringRead = 0;
-    state->ringWrite = 0;
-  }
 }
 
 }  // namespace
@@ -111,20 +111,15 @@ void LogQueue(LogState *state, std::string_view piece) {
 
 void LogDrain(LogState *state) {
   // A signal's handler that logs in the middle of a write drains the ring too, behind what was taken; but not
-  // where that ends with the ring, which may be in the middle of a line.
+  // where that ends with the ring, or goes on from its start, for there a line may be in two pieces.
   const bool isNested = state->ringTaken > 0;
-  if (isNested && state->ringRead == 0) {
+  if (isNested && (state->ringRead == 0 || state->ringGoesRound)) {
     return;
   }
-  for (std::string_view piece = LogRingTake(state); !piece.empty(); piece = LogRingTake(state)) {
+  for (std::string_view piece = LogRingTake(state, isNested); !piece.empty();
+       piece = LogRingTake(state, isNested)) {
     // Logging never stops the work: what the file doesn't take is lost.
     [[maybe_unused]] const ssize_t written = write(state->fd, piece.data(), piece.size());
     state->fileSize += piece.size();
-    if (!isNested) {
-      state->ringTaken = 0;
-    }
-  }
-  if (!isNested) {
-    LogRingRewind(state);
   }
 }

@@ -658,6 +658,23 @@ TEST(LogSignal, AHandlersLineComesBehindOneThatIsWrittenInTwoPieces) {
             (Strings{"before", "what is being written when the signal comes", "inside", "after"}));
 }
 
+TEST(LogSignal, AHandlersLineComesBehindOneWhoseSecondPieceIsBeingWritten) {
+  EnterHost("log.timeStamp = FALSE\nlog.threadName = FALSE\n");
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  Log("before\n");
+  std::signal(SIGUSR1, [](int) {
+    std::signal(SIGUSR1, [](int) { Log("inside\n"); });
+    signalBeforeWrite = SIGUSR1;
+  });
+  signalBeforeWrite = SIGUSR1;
+  logState.ringRead = logState.ringWrite = 32768 - 10;
+  Log("what is being written when the signal comes\n");
+  Log("after\n");
+  const Strings lines = Lines(kLog);
+  EXPECT_EQ(Strings(lines.begin() + kBannerLines, lines.end()),
+            (Strings{"before", "what is being written when the signal comes", "inside", "after"}));
+}
+
 // A ring that can be touched by nobody until a handler lets it.
 constexpr size_t kRingSize = 32768;
 int touches;
