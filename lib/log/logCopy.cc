@@ -122,8 +122,9 @@ bool LogMoveContent(LogState *state, int fd, const char *name) {
     }
     return false;
   }
+  const bool isOwn = LogOwnsName(state);
   LogReplaceFd(state, fd);
-  if (LogMayReplace(state->fileName) && Posix_Unlink(state->fileName) == -1) {
+  if (isOwn && Posix_Unlink(state->fileName) == -1) {
     Warning("Failed to unlink log file '%s': %s\n", state->fileName, Err_ErrString());
   }
   return true;

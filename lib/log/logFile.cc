@@ -44,6 +44,13 @@ bool LogIsPlainFile(int fd, const char *path) {
   return true;
 }
 
+// Whether a path names a plain file, or nothing yet. A link, a directory or a device isn't the log's to
+// rename, to empty or to delete.
+bool LogMayReplace(const char *path) {
+  struct stat named {};
+  return Posix_Lstat(path, &named) == -1 || S_ISREG(named.st_mode);
+}
+
 // Whether a path leads to the state's file. It need not be the path that the state knows.
 bool LogIsOwnFile(const LogState *state, const char *path) {
   struct stat opened {};
@@ -141,8 +148,8 @@ bool LogGoTo(LogState *state, const char *name, bool temporary, bool copy) {
   if (anew && !temporary && state->keepOld > 0 && !LogIsOwnFile(state, name)) {
     LogBackupByRenumber(name, state->keepOld, state->fastRotation);
   }
-  const bool renamed = anew && LogHasFile(state) && !LogIsDevice(state->fd) &&
-                       LogMayReplace(state->fileName) && Posix_Rename(state->fileName, name) == 0;
+  const bool renamed =
+      anew && LogHasFile(state) && LogOwnsName(state) && Posix_Rename(state->fileName, name) == 0;
   return renamed || LogSwitch(state, name, mayCopy);
 }
 
@@ -202,13 +209,18 @@ bool LogIsDevice(int fd) {
   return fstat(fd, &data) == 0 && !S_ISREG(data.st_mode);
 }
 
-bool LogSameInode(const struct stat &file1, const struct stat &file2) {
-  return file1.st_dev == file2.st_dev && file1.st_ino == file2.st_ino;
+bool LogOwnsName(const LogState *state) {
+  struct stat opened {};
+  struct stat named {};
+  if (fstat(state->fd, &opened) == -1) {
+    return LogMayReplace(state->fileName);
+  }
+  return S_ISREG(opened.st_mode) &&
+         (Posix_Lstat(state->fileName, &named) == -1 || LogSameInode(opened, named));
 }
 
-bool LogMayReplace(const char *path) {
-  struct stat named {};
-  return Posix_Lstat(path, &named) == -1 || S_ISREG(named.st_mode);
+bool LogSameInode(const struct stat &file1, const struct stat &file2) {
+  return file1.st_dev == file2.st_dev && file1.st_ino == file2.st_ino;
 }
 
 void LogAppendSwitchFailed(const char *fileName) {
@@ -257,9 +269,10 @@ bool Log_RemoveFile(bool force) {
   }
   Log("LOG removing %s.\n", state->fileName);
   const bool isDevice = LogIsDevice(state->fd);
+  const bool isOwn = LogOwnsName(state);
   close(state->fd);
   state->fd = -1;
-  const bool removed = isDevice || (LogMayReplace(state->fileName) && Posix_Unlink(state->fileName) == 0);
+  const bool removed = isDevice || (isOwn && Posix_Unlink(state->fileName) == 0);
   free(state->fileName);
   state->fileName = nullptr;
   return removed;

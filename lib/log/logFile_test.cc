@@ -367,6 +367,32 @@ TEST(LogSetFile, LeavesAFileThatTookAPipesName) {
   EXPECT_EQ(Texts(kOther), Strings{"two"});
 }
 
+// Gives the log's file another name, and its name to another file.
+void SwapFile() {
+  fs::rename(kLog, "/tmp/logs/moved.log");
+  testhost::WriteFile(kLog, "another's\n");
+}
+
+TEST(LogSetFile, LeavesAnotherFileThatTookTheFilesName) {
+  EnterHost();
+  StartAt(kLog);
+  SwapFile();
+  const std::string before = testhost::ReadFile("/tmp/logs/moved.log");
+  EXPECT_TRUE(Log_SetFile(kOther, nullptr, true));
+  Log("two\n");
+  EXPECT_EQ(testhost::ReadFile(kLog), "another's\n");
+  EXPECT_EQ(testhost::ReadFile("/tmp/logs/moved.log"), before);
+  EXPECT_EQ(Texts(kOther), (Strings{"one", "two"}));
+}
+
+TEST(LogSetFile, AFileWithoutItsNameGoesOnWithItsText) {
+  EnterHost();
+  StartAt(kLog);
+  fs::remove(kLog);
+  EXPECT_NE(OnStandardError([] { EXPECT_TRUE(Log_SetFile(kOther, nullptr, true)); }), "");
+  EXPECT_EQ(Texts(kOther).at(0), "one");
+}
+
 TEST(LogSetFile, APipeThatNobodyReadsDoesNotStopTheWork) {
   EnterHost();
   ASSERT_EQ(mkfifo(kOther, 0600), 0);
@@ -878,6 +904,23 @@ TEST(LogRemoveFile, LeavesAFileThatTookAPipesName) {
   testhost::WriteFile(kLog, "foreign\n");
   EXPECT_TRUE(Log_RemoveFile(true));
   EXPECT_EQ(testhost::ReadFile(kLog), "foreign\n");
+}
+
+TEST(LogRemoveFile, LeavesAnotherFileThatTookTheFilesName) {
+  EnterHost();
+  StartAt(kLog);
+  SwapFile();
+  EXPECT_FALSE(Log_RemoveFile(true));
+  EXPECT_EQ(testhost::ReadFile(kLog), "another's\n");
+  EXPECT_EQ(Log_GetFileName(), nullptr);
+}
+
+TEST(LogRemoveFile, RemovesTheFileOfALostDescriptor) {
+  EnterHost();
+  StartAt(kLog);
+  ASSERT_EQ(close(logState.fd), 0);
+  EXPECT_TRUE(Log_RemoveFile(true));
+  EXPECT_FALSE(fs::exists(kLog));
 }
 
 TEST(LogRemoveFile, DoesNothingBeforeTheStart) {

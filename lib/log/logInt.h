@@ -116,11 +116,11 @@ bool LogHasFile(const LogState *state);
 bool LogSameInode(const struct stat &file1, const struct stat &file2);
 // Whether an open file is no plain one: it never gets too long, and its name isn't the log's to give away.
 bool LogIsDevice(int fd);
-// Whether a path names a plain file, or nothing yet. A link, a directory or a device isn't the log's to
-// rename, to empty or to delete.
-bool LogMayReplace(const char *path);
-// Goes on in a new file behind a copy of the old one, which is deleted. The new one is deleted when that
-// fails, with messages. One file under two names stays as it is.
+// Whether the state's file is plain, and its name still its own or nobody's. Only then that name may be given
+// away. Of a file that isn't open any more, that the name is a plain file's or nobody's has to do.
+bool LogOwnsName(const LogState *state);
+// Goes on in a new file behind a copy of the old one, which is deleted under its own name. The new one is
+// deleted when that fails, with messages. One file under two names stays as it is.
 bool LogMoveContent(LogState *state, int fd, const char *name);
 // Takes the lock itself.
 bool LogSetFile(LogState *state, const char *fileName, const char *config, bool copy);
