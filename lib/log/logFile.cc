@@ -21,7 +21,27 @@
 
 namespace {
 
-// Whether the open descriptor is the file that the path names, and no link led to it. False with a message.
+void LogAppendIsLink(const char *path) {
+  Msg_Append(MSGID(log.openIsLink) "Log file '%s' is a symbolic link.\n", path);
+}
+
+bool LogIsLink(const char *path) {
+  struct stat named {};
+  return Posix_Lstat(path, &named) == 0 && S_ISLNK(named.st_mode);
+}
+
+// Appends why a path wasn't opened.
+void LogAppendOpenFailed(const char *path, int errorNumber) {
+  if (errorNumber == ELOOP && LogIsLink(path)) {
+    LogAppendIsLink(path);
+  } else {
+    Msg_Append(MSGID(log.openFailed) "Cannot open or create the log file '%s': %s\n", path,
+               Err_Errno2String(errorNumber));
+  }
+}
+
+// Whether the open descriptor is the file that the path names, and no link took its place. False with a
+// message.
 bool LogIsPlainFile(int fd, const char *path) {
   struct stat opened {};
   if (fstat(fd, &opened) == -1) {
@@ -34,7 +54,7 @@ bool LogIsPlainFile(int fd, const char *path) {
     return false;
   }
   if (S_ISLNK(named.st_mode)) {
-    Msg_Append(MSGID(log.openIsLink) "Log file '%s' is a symbolic link.\n", path);
+    LogAppendIsLink(path);
     return false;
   }
   if (!LogSameInode(opened, named)) {
@@ -176,9 +196,10 @@ bool LogIsKept(const LogState *state) {
 }  // namespace
 
 int LogOpen(const char *path) {
-  const int fd = Posix_Open(path, O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+  // Opening what a link leads to would already make a file there.
+  const int fd = Posix_Open(path, O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW, 0644);
   if (fd == -1) {
-    Msg_Append(MSGID(log.openFailed) "Cannot open or create the log file '%s': %s\n", path, Err_ErrString());
+    LogAppendOpenFailed(path, errno);
     return -1;
   }
   if (!LogIsPlainFile(fd, path)) {

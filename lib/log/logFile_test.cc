@@ -50,13 +50,9 @@ ino_t InodeOfLog() {
 
 // --- Opening
 
-TEST(LogOpen, RefusesAFileThatWasSwapped) {
-  EnterHost();
-  ASSERT_EQ(mount("none", kDirectory, "tmpfs", 0, ""), 0);
-  testhost::WriteFile(kLog, "first\n");
-  testhost::WriteFile(kOther, "second\n");
-  // An open file that has a lease can't be opened by others until the lease ends; meanwhile its name becomes
-  // another file's.
+// Starts a log whose file's name becomes that of what lies beside it, between the opening and the look at it.
+void StartWhileSwapped() {
+  // An open file that has a lease can't be opened by others until the lease ends.
   sigset_t lease;
   sigemptyset(&lease);
   sigaddset(&lease, SIGIO);
@@ -78,10 +74,49 @@ TEST(LogOpen, RefusesAFileThatWasSwapped) {
     usleep(1000);
   }
   EXPECT_FALSE(Log_Init(kLog, nullptr, "setup"));
+  EXPECT_EQ(logState.fd, -1);
+}
+
+TEST(LogOpen, RefusesAFileThatWasSwapped) {
+  EnterHost();
+  ASSERT_EQ(mount("none", kDirectory, "tmpfs", 0, ""), 0);
+  testhost::WriteFile(kLog, "first\n");
+  testhost::WriteFile(kOther, "second\n");
+  StartWhileSwapped();
   EXPECT_EQ(TakeMessages(), (Strings{"msg.log.openChanged", "msg.log.switchFailed",
                                      "Log file '/tmp/logs/my.log' has changed.\n" + SwitchFailedText(kLog)}));
   EXPECT_EQ(testhost::ReadFile(kLog), "second\n");
-  EXPECT_EQ(logState.fd, -1);
+}
+
+TEST(LogOpen, RefusesALinkThatTookTheFilesPlace) {
+  EnterHost();
+  ASSERT_EQ(mount("none", kDirectory, "tmpfs", 0, ""), 0);
+  testhost::WriteFile(kLog, "first\n");
+  ASSERT_EQ(symlink("target", kOther), 0);
+  StartWhileSwapped();
+  EXPECT_EQ(TakeMessages(),
+            (Strings{"msg.log.openIsLink", "msg.log.switchFailed",
+                     "Log file '/tmp/logs/my.log' is a symbolic link.\n" + SwitchFailedText(kLog)}));
+}
+
+TEST(LogOpen, DoesNotMakeWhatALinkLeadsTo) {
+  EnterHost();
+  ASSERT_EQ(symlink("target", kLog), 0);
+  EXPECT_FALSE(Log_Init(kLog, nullptr, "setup"));
+  EXPECT_EQ(TakeMessages(),
+            (Strings{"msg.log.openIsLink", "msg.log.switchFailed",
+                     "Log file '/tmp/logs/my.log' is a symbolic link.\n" + SwitchFailedText(kLog)}));
+  EXPECT_FALSE(fs::exists("/tmp/logs/target"));
+}
+
+TEST(LogOpen, TellsOfLinksThatLeadNowhereBeforeTheName) {
+  EnterHost();
+  ASSERT_EQ(symlink("loop", "/tmp/logs/loop"), 0);
+  EXPECT_FALSE(Log_Init("/tmp/logs/loop/my.log", nullptr, "setup"));
+  EXPECT_EQ(TakeMessages().at(2),
+            "Cannot open or create the log file '/tmp/logs/loop/my.log': Too many "
+            "levels of symbolic links\n" +
+                SwitchFailedText("/tmp/logs/loop/my.log"));
 }
 
 TEST(LogOpen, TellsThatAFileHasNoFacts) {
