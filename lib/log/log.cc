@@ -162,6 +162,10 @@ bool LogMayFlush(LogState *state, std::string_view text, bool isGuest) {
 }
 
 void LogWriteChecked(LogState *state, std::string_view text, bool isGuest) {
+  if (LogMoment::IsNow()) {
+    // What a signal's handler has to say is lost.
+    return;
+  }
   const LogLock lock(state);
   LogWrite(state, text, LogMayFlush(state, text, isGuest));
 }
@@ -210,7 +214,12 @@ bool LogCount(uint32_t *count) {
 
 }  // namespace
 
-LogLock::LogLock(LogState *state) : lockFn_(state->lockFn) {
+LogLock::LogLock(LogState *state) {
+  if (LogMoment::IsNow()) {
+    return;
+  }
+  const LogMoment moment;
+  lockFn_ = state->lockFn;
   if (lockFn_ != nullptr) {
     lockFn_(true);
   } else if (state->mutexReady && SyncRecMutex_Lock(&state->mutex)) {
@@ -219,6 +228,7 @@ LogLock::LogLock(LogState *state) : lockFn_(state->lockFn) {
 }
 
 LogLock::~LogLock() {
+  const LogMoment moment;
   if (lockFn_ != nullptr) {
     lockFn_(false);
   } else if (mutex_ != nullptr) {

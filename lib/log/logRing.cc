@@ -13,33 +13,6 @@ namespace {
 
 constexpr size_t kRingSize = 32768;
 
-// Holds off a signal's handler that logs while the ring is being changed: what it has to say is lost. A ring
-// torn by it would have a wrong length, which may be more than there is on any disk.
-class LogRingChange {
- public:
-  explicit LogRingChange(LogState *state) : state_(state), isOwn_(!state->ringChanging) {
-    if (isOwn_) {
-      state_->ringChanging = true;
-      std::atomic_signal_fence(std::memory_order_seq_cst);
-    }
-  }
-  ~LogRingChange() {
-    if (isOwn_) {
-      std::atomic_signal_fence(std::memory_order_seq_cst);
-      state_->ringChanging = false;
-    }
-  }
-  LogRingChange(const LogRingChange &) = delete;
-  LogRingChange &operator=(const LogRingChange &) = delete;
-
-  // Whether the change may be made.
-  [[nodiscard]] bool IsOwn() const { return isOwn_; }
-
- private:
-  LogState *state_;
-  bool isOwn_;
-};
-
 void LogRingDrop(LogState *state, size_t size) {
   state->ringRead = (state->ringRead + size) % kRingSize;
   state->ringCount -= size;
@@ -59,10 +32,7 @@ void LogRingDropOldestLine(LogState *state) {
 // Takes what can be written in one piece out of the ring, where it stays until the outermost drain has
 // written its own and takes more. Nothing when nothing is left.
 std::string_view LogRingTake(LogState *state, bool isNested) {
-  const LogRingChange change(state);
-  if (!change.IsOwn()) {
-    return {};
-  }
+  const LogMoment moment;
   if (!isNested) {
     state->ringGoesRound = state->ringTaken > 0 && state->ringRead == 0;
     state->ringTaken = 0;
@@ -83,10 +53,7 @@ std::string_view LogRingTake(LogState *state, bool isNested) {
 
 void LogQueue(LogState *state, std::string_view piece) {
   ASSERT(piece.size() < kRingSize);
-  const LogRingChange change(state);
-  if (!change.IsOwn()) {
-    return;
-  }
+  const LogMoment moment;
   if (state->ringStart == nullptr) {
     state->ringStart = static_cast<char *>(malloc(kRingSize));
     if (state->ringStart == nullptr) {

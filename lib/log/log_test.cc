@@ -675,6 +675,54 @@ TEST(LogSignal, AHandlersLineComesBehindOneWhoseSecondPieceIsBeingWritten) {
             (Strings{"before", "what is being written when the signal comes", "inside", "after"}));
 }
 
+// Comes where a lock function is in the middle of its work; 0 for none.
+int signalInLock;
+bool isLocking;
+
+void LockWithSignal(bool /*lock*/) {
+  EXPECT_FALSE(isLocking) << "a lock that knows no owner yet would be waited for for ever";
+  isLocking = true;
+  raise(std::exchange(signalInLock, 0));
+  isLocking = false;
+}
+
+TEST(LogSignal, AHandlerDoesNotEnterALockFunctionInItsMiddle) {
+  EnterHost();
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  Log_SetLockFunc(LockWithSignal);
+  std::signal(SIGUSR1, [](int) { Log("inside\n"); });
+  signalInLock = SIGUSR1;
+  Log("one\n");
+  Log("two\n");
+  EXPECT_EQ(Texts(kLog), (Strings{"one", "two"}));
+  Log_SetLockFunc(nullptr);
+}
+
+std::atomic<int> handled;
+
+TEST(LogSignal, AHandlerDoesNotWaitForALockThatItsThreadIsTaking) {
+  EnterHost();
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  std::signal(SIGUSR1, [](int) {
+    VThread_SetIsInSignal(3, true);
+    Log("inside\n");
+    VThread_SetIsInSignal(3, false);
+    handled++;
+  });
+  struct sigevent event {};
+  event.sigev_signo = SIGUSR1;
+  timer_t timer = nullptr;
+  ASSERT_EQ(timer_create(CLOCK_MONOTONIC, &event, &timer), 0);
+  const struct timespec interval = {0, 20000};
+  const struct itimerspec often = {interval, interval};
+  ASSERT_EQ(timer_settime(timer, 0, &often, nullptr), 0);
+  alarm(60);
+  while (handled < 20000) {
+    Log("line\n");
+  }
+  timer_delete(timer);
+}
+
 // A ring that can be touched by nobody until a handler lets it.
 constexpr size_t kRingSize = 32768;
 int touches;
