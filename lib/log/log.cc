@@ -114,19 +114,26 @@ LogPrefix LogMakePrefix(LogState *state) {
   return prefix;
 }
 
+// Writes a line straight to the file. One that is too long ends earlier.
+[[gnu::format(printf, 2, 3)]] void LogWriteLine(const LogState *state, const char *format, ...) {
+  char line[kTextSize];
+  va_list args;
+  va_start(args, format);
+  if (Str_Vsnprintf(line, sizeof line, format, args) == -1) {
+    line[strlen(line) - 1] = '\n';
+  }
+  va_end(args);
+  [[maybe_unused]] const ssize_t written = write(state->fd, line, strlen(line));
+}
+
 void LogWriteBanner(const LogState *state, const LogPrefix &prefix) {
   char build[32];
   Str_Snprintf(build, sizeof build, "build-%05u", ProductState_GetBuildNumber());
-  // On the stack, since the first line may tell that memory has run out, and with room for long names.
-  char text[16384];
-  Str_Snprintf(text, sizeof text,
-               "%sLog for %s pid=%d version=%s build=%s option=%s\n"
-               "%sThe process is %zu-bit.\n"
-               "%sHost codepage=%s encoding=%s\n",
-               prefix.text, state->appName, getpid(), state->appVersion, build, "BETA", prefix.text,
-               sizeof(void *) * 8, prefix.text, CodeSet_GetCurrentCodeSet(),
+  LogWriteLine(state, "%sLog for %s pid=%d version=%s build=%s option=%s\n", prefix.text, state->appName,
+               getpid(), state->appVersion, build, "BETA");
+  LogWriteLine(state, "%sThe process is %zu-bit.\n", prefix.text, sizeof(void *) * 8);
+  LogWriteLine(state, "%sHost codepage=%s encoding=%s\n", prefix.text, CodeSet_GetCurrentCodeSet(),
                Unicode_EncodingEnumToName(Unicode_GetCurrentEncoding()));
-  [[maybe_unused]] const ssize_t written = write(state->fd, text, strlen(text));
 }
 
 void LogQueueLines(LogState *state, const LogPrefix &prefix, std::string_view text) {
@@ -155,6 +162,10 @@ bool LogMayFlush(LogState *state, std::string_view text, bool isGuest) {
 }
 
 void LogWriteChecked(LogState *state, std::string_view text, bool isGuest) {
+  if (LogMoment::IsNow()) {
+    // What a signal's handler has to say is lost.
+    return;
+  }
   const LogLock lock(state);
   LogWrite(state, text, LogMayFlush(state, text, isGuest));
 }
@@ -203,7 +214,12 @@ bool LogCount(uint32_t *count) {
 
 }  // namespace
 
-LogLock::LogLock(LogState *state) : lockFn_(state->lockFn) {
+LogLock::LogLock(LogState *state) {
+  if (LogMoment::IsNow()) {
+    return;
+  }
+  const LogMoment moment;
+  lockFn_ = state->lockFn;
   if (lockFn_ != nullptr) {
     lockFn_(true);
   } else if (state->mutexReady && SyncRecMutex_Lock(&state->mutex)) {
@@ -212,6 +228,7 @@ LogLock::LogLock(LogState *state) : lockFn_(state->lockFn) {
 }
 
 LogLock::~LogLock() {
+  const LogMoment moment;
   if (lockFn_ != nullptr) {
     lockFn_(false);
   } else if (mutex_ != nullptr) {

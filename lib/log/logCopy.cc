@@ -1,8 +1,10 @@
 // What the log's file holds, brought to another file.
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "err.h"
@@ -13,16 +15,27 @@
 namespace {
 
 constexpr size_t kCopyBlock = 16384;
+constexpr int kReaderTimeoutMs = 1000;
+
+// Whether a pipe or a terminal that took no more takes something again, for its reader may only be slow.
+// False with the errno of what it didn't take.
+bool LogWaitForReader(int fd) {
+  struct pollfd waiting {
+    fd, POLLOUT, 0
+  };
+  return errno == EAGAIN && poll(&waiting, 1, kReaderTimeoutMs) == 1;
+}
 
 // False with errno.
 bool LogWriteAll(int fd, const char *data, size_t size) {
   while (size > 0) {
     const ssize_t written = write(fd, data, size);
-    if (written == -1) {
+    if (written == -1 && !LogWaitForReader(fd)) {
       return false;
     }
-    data += written;
-    size -= static_cast<size_t>(written);
+    const auto taken = static_cast<size_t>(std::max<ssize_t>(written, 0));
+    data += taken;
+    size -= taken;
   }
   return true;
 }
@@ -109,8 +122,9 @@ bool LogMoveContent(LogState *state, int fd, const char *name) {
     }
     return false;
   }
+  const bool isOwn = LogOwnsName(state);
   LogReplaceFd(state, fd);
-  if (Posix_Unlink(state->fileName) == -1) {
+  if (isOwn && Posix_Unlink(state->fileName) == -1) {
     Warning("Failed to unlink log file '%s': %s\n", state->fileName, Err_ErrString());
   }
   return true;

@@ -21,7 +21,27 @@
 
 namespace {
 
-// Whether the open descriptor is the file that the path names, and no link led to it. False with a message.
+void LogAppendIsLink(const char *path) {
+  Msg_Append(MSGID(log.openIsLink) "Log file '%s' is a symbolic link.\n", path);
+}
+
+bool LogIsLink(const char *path) {
+  struct stat named {};
+  return Posix_Lstat(path, &named) == 0 && S_ISLNK(named.st_mode);
+}
+
+// Appends why a path wasn't opened.
+void LogAppendOpenFailed(const char *path, int errorNumber) {
+  if (errorNumber == ELOOP && LogIsLink(path)) {
+    LogAppendIsLink(path);
+  } else {
+    Msg_Append(MSGID(log.openFailed) "Cannot open or create the log file '%s': %s\n", path,
+               Err_Errno2String(errorNumber));
+  }
+}
+
+// Whether the open descriptor is the file that the path names, and no link took its place. False with a
+// message.
 bool LogIsPlainFile(int fd, const char *path) {
   struct stat opened {};
   if (fstat(fd, &opened) == -1) {
@@ -34,7 +54,7 @@ bool LogIsPlainFile(int fd, const char *path) {
     return false;
   }
   if (S_ISLNK(named.st_mode)) {
-    Msg_Append(MSGID(log.openIsLink) "Log file '%s' is a symbolic link.\n", path);
+    LogAppendIsLink(path);
     return false;
   }
   if (!LogSameInode(opened, named)) {
@@ -125,10 +145,6 @@ bool LogSwitch(LogState *state, const char *name, bool copy) {
   if (fd == -1) {
     return false;
   }
-  if (LogIsDevice(fd)) {
-    // A pipe or a terminal that nobody reads from doesn't stop the work.
-    fcntl(fd, F_SETFL, O_APPEND | O_NONBLOCK);
-  }
   // A device doesn't give back what it had.
   if (!LogHasFile(state) || (copy && LogIsDevice(state->fd))) {
     LogStartFile(state, fd, copy && !state->append);
@@ -153,7 +169,7 @@ bool LogGoTo(LogState *state, const char *name, bool temporary, bool copy) {
     LogBackupByRenumber(name, state->keepOld, state->fastRotation);
   }
   const bool renamed =
-      anew && LogHasFile(state) && !LogIsDevice(state->fd) && Posix_Rename(state->fileName, name) == 0;
+      anew && LogHasFile(state) && LogOwnsName(state) && Posix_Rename(state->fileName, name) == 0;
   return renamed || LogSwitch(state, name, mayCopy);
 }
 
@@ -180,14 +196,19 @@ bool LogIsKept(const LogState *state) {
 }  // namespace
 
 int LogOpen(const char *path) {
-  const int fd = Posix_Open(path, O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+  // Opening what a link leads to would already make a file there.
+  const int fd = Posix_Open(path, O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW, 0644);
   if (fd == -1) {
-    Msg_Append(MSGID(log.openFailed) "Cannot open or create the log file '%s': %s\n", path, Err_ErrString());
+    LogAppendOpenFailed(path, errno);
     return -1;
   }
   if (!LogIsPlainFile(fd, path)) {
     close(fd);
     return -1;
+  }
+  if (LogIsDevice(fd)) {
+    // A pipe or a terminal that nobody reads from doesn't stop the work.
+    fcntl(fd, F_SETFL, O_APPEND | O_NONBLOCK);
   }
   return fd;
 }
@@ -207,6 +228,16 @@ bool LogHasFile(const LogState *state) {
 bool LogIsDevice(int fd) {
   struct stat data {};
   return fstat(fd, &data) == 0 && !S_ISREG(data.st_mode);
+}
+
+bool LogOwnsName(const LogState *state) {
+  struct stat opened {};
+  struct stat named {};
+  if (fstat(state->fd, &opened) == -1) {
+    return LogMayReplace(state->fileName);
+  }
+  return S_ISREG(opened.st_mode) &&
+         (Posix_Lstat(state->fileName, &named) == -1 || LogSameInode(opened, named));
 }
 
 bool LogSameInode(const struct stat &file1, const struct stat &file2) {
@@ -259,9 +290,10 @@ bool Log_RemoveFile(bool force) {
   }
   Log("LOG removing %s.\n", state->fileName);
   const bool isDevice = LogIsDevice(state->fd);
+  const bool isOwn = LogOwnsName(state);
   close(state->fd);
   state->fd = -1;
-  const bool removed = isDevice || Posix_Unlink(state->fileName) == 0;
+  const bool removed = isDevice || (isOwn && Posix_Unlink(state->fileName) == 0);
   free(state->fileName);
   state->fileName = nullptr;
   return removed;

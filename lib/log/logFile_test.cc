@@ -5,6 +5,7 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <thread>
@@ -49,13 +50,9 @@ ino_t InodeOfLog() {
 
 // --- Opening
 
-TEST(LogOpen, RefusesAFileThatWasSwapped) {
-  EnterHost();
-  ASSERT_EQ(mount("none", kDirectory, "tmpfs", 0, ""), 0);
-  testhost::WriteFile(kLog, "first\n");
-  testhost::WriteFile(kOther, "second\n");
-  // An open file that has a lease can't be opened by others until the lease ends; meanwhile its name becomes
-  // another file's.
+// Starts a log whose file's name becomes that of what lies beside it, between the opening and the look at it.
+void StartWhileSwapped() {
+  // An open file that has a lease can't be opened by others until the lease ends.
   sigset_t lease;
   sigemptyset(&lease);
   sigaddset(&lease, SIGIO);
@@ -77,10 +74,49 @@ TEST(LogOpen, RefusesAFileThatWasSwapped) {
     usleep(1000);
   }
   EXPECT_FALSE(Log_Init(kLog, nullptr, "setup"));
+  EXPECT_EQ(logState.fd, -1);
+}
+
+TEST(LogOpen, RefusesAFileThatWasSwapped) {
+  EnterHost();
+  ASSERT_EQ(mount("none", kDirectory, "tmpfs", 0, ""), 0);
+  testhost::WriteFile(kLog, "first\n");
+  testhost::WriteFile(kOther, "second\n");
+  StartWhileSwapped();
   EXPECT_EQ(TakeMessages(), (Strings{"msg.log.openChanged", "msg.log.switchFailed",
                                      "Log file '/tmp/logs/my.log' has changed.\n" + SwitchFailedText(kLog)}));
   EXPECT_EQ(testhost::ReadFile(kLog), "second\n");
-  EXPECT_EQ(logState.fd, -1);
+}
+
+TEST(LogOpen, RefusesALinkThatTookTheFilesPlace) {
+  EnterHost();
+  ASSERT_EQ(mount("none", kDirectory, "tmpfs", 0, ""), 0);
+  testhost::WriteFile(kLog, "first\n");
+  ASSERT_EQ(symlink("target", kOther), 0);
+  StartWhileSwapped();
+  EXPECT_EQ(TakeMessages(),
+            (Strings{"msg.log.openIsLink", "msg.log.switchFailed",
+                     "Log file '/tmp/logs/my.log' is a symbolic link.\n" + SwitchFailedText(kLog)}));
+}
+
+TEST(LogOpen, DoesNotMakeWhatALinkLeadsTo) {
+  EnterHost();
+  ASSERT_EQ(symlink("target", kLog), 0);
+  EXPECT_FALSE(Log_Init(kLog, nullptr, "setup"));
+  EXPECT_EQ(TakeMessages(),
+            (Strings{"msg.log.openIsLink", "msg.log.switchFailed",
+                     "Log file '/tmp/logs/my.log' is a symbolic link.\n" + SwitchFailedText(kLog)}));
+  EXPECT_FALSE(fs::exists("/tmp/logs/target"));
+}
+
+TEST(LogOpen, TellsOfLinksThatLeadNowhereBeforeTheName) {
+  EnterHost();
+  ASSERT_EQ(symlink("loop", "/tmp/logs/loop"), 0);
+  EXPECT_FALSE(Log_Init("/tmp/logs/loop/my.log", nullptr, "setup"));
+  EXPECT_EQ(TakeMessages().at(2),
+            "Cannot open or create the log file '/tmp/logs/loop/my.log': Too many "
+            "levels of symbolic links\n" +
+                SwitchFailedText("/tmp/logs/loop/my.log"));
 }
 
 TEST(LogOpen, TellsThatAFileHasNoFacts) {
@@ -312,6 +348,14 @@ TEST(LogSetFile, LeavesADeviceInItsPlace) {
   EXPECT_EQ(Texts(kLog), Strings{"two"});
 }
 
+TEST(LogSetFile, GoesOnBehindADeviceWithoutABanner) {
+  EnterHost();
+  StartAtDevice();
+  EXPECT_TRUE(Log_SetFile(kLog, nullptr, false));
+  Log("two\n");
+  EXPECT_EQ(Lines(kLog).size(), 1U);
+}
+
 TEST(LogSetFile, LeavesADeviceForAFileElsewhere) {
   EnterHost("log.keepold = 0\n");
   MountFar();
@@ -321,6 +365,67 @@ TEST(LogSetFile, LeavesADeviceForAFileElsewhere) {
   Log("two\n");
   EXPECT_TRUE(fs::is_character_file(kOther));
   EXPECT_EQ(Texts(kFar), Strings{"two"});
+}
+
+TEST(LogSetFile, LeavesAPipeThatTookTheFilesName) {
+  EnterHost();
+  StartAt(kLog);
+  fs::remove(kLog);
+  ASSERT_EQ(mkfifo(kLog, 0600), 0);
+  EXPECT_TRUE(Log_SetFile(kOther, nullptr, true));
+  Log("two\n");
+  ASSERT_TRUE(fs::is_fifo(kLog));
+  EXPECT_EQ(Texts(kOther), (Strings{"one", "two"}));
+}
+
+TEST(LogSetFile, LeavesALinkToWhereTheFileWent) {
+  EnterHost();
+  StartAt(kLog);
+  fs::rename(kLog, "/tmp/moved.log");
+  fs::create_symlink("/tmp/moved.log", kLog);
+  EXPECT_TRUE(Log_SetFile(kOther, nullptr, true));
+  Log("two\n");
+  EXPECT_TRUE(fs::is_symlink(kLog));
+  EXPECT_EQ(Texts("/tmp/moved.log"), Strings{"one"});
+  EXPECT_EQ(Texts(kOther), (Strings{"one", "two"}));
+}
+
+TEST(LogSetFile, LeavesAFileThatTookAPipesName) {
+  EnterHost();
+  ASSERT_EQ(mkfifo(kLog, 0600), 0);
+  StartAt(kLog);
+  fs::remove(kLog);
+  testhost::WriteFile(kLog, "foreign\n");
+  EXPECT_TRUE(Log_SetFile(kOther, nullptr, true));
+  Log("two\n");
+  EXPECT_EQ(testhost::ReadFile(kLog), "foreign\n");
+  EXPECT_EQ(Texts(kOther), Strings{"two"});
+}
+
+// Gives the log's file another name, and its name to another file.
+void SwapFile() {
+  fs::rename(kLog, "/tmp/logs/moved.log");
+  testhost::WriteFile(kLog, "another's\n");
+}
+
+TEST(LogSetFile, LeavesAnotherFileThatTookTheFilesName) {
+  EnterHost();
+  StartAt(kLog);
+  SwapFile();
+  const std::string before = testhost::ReadFile("/tmp/logs/moved.log");
+  EXPECT_TRUE(Log_SetFile(kOther, nullptr, true));
+  Log("two\n");
+  EXPECT_EQ(testhost::ReadFile(kLog), "another's\n");
+  EXPECT_EQ(testhost::ReadFile("/tmp/logs/moved.log"), before);
+  EXPECT_EQ(Texts(kOther), (Strings{"one", "two"}));
+}
+
+TEST(LogSetFile, AFileWithoutItsNameGoesOnWithItsText) {
+  EnterHost();
+  StartAt(kLog);
+  fs::remove(kLog);
+  EXPECT_NE(OnStandardError([] { EXPECT_TRUE(Log_SetFile(kOther, nullptr, true)); }), "");
+  EXPECT_EQ(Texts(kOther).at(0), "one");
 }
 
 TEST(LogSetFile, APipeThatNobodyReadsDoesNotStopTheWork) {
@@ -651,6 +756,46 @@ TEST(LogCopyFile, AddsToAFileWhereTheLogAppends) {
   EXPECT_EQ(testhost::ReadFile(kOther), "old\n" + testhost::ReadFile(kLog));
 }
 
+TEST(LogCopyFile, APipeThatNobodyReadsIsAFailure) {
+  EnterHost("log.append = TRUE\n");
+  StartAt(kLog);
+  const std::string text(1000, 'x');
+  for (int i = 0; i < 100; i++) {  // more than a pipe holds
+    Log("%s\n", text.c_str());
+  }
+  ASSERT_EQ(mkfifo(kOther, 0600), 0);
+  alarm(10);
+  EXPECT_FALSE(Log_CopyFile(kOther));
+  EXPECT_EQ(TakeMessages(), (Strings{"msg.log.copyWriteFailed",
+                                     "A write error occurred when copying data to '/tmp/logs/other.log': "
+                                     "Resource temporarily unavailable\n"}));
+}
+
+TEST(LogCopyFile, WaitsForASlowReaderOfAPipe) {
+  EnterHost("log.append = TRUE\n");
+  StartAt(kLog);
+  const std::string line(1000, 'x');
+  for (int i = 0; i < 200; i++) {  // more than a pipe holds
+    Log("%s\n", line.c_str());
+  }
+  const std::string whole = testhost::ReadFile(kLog);
+  ASSERT_EQ(mkfifo(kOther, 0600), 0);
+  const int pipe = open(kOther, O_RDWR);
+  std::string got;
+  std::thread reader([pipe, &got, &whole] {
+    char block[4096];
+    while (got.size() < whole.size()) {
+      usleep(2000);
+      got.append(block, static_cast<size_t>(std::max<ssize_t>(read(pipe, block, sizeof block), 0)));
+    }
+  });
+  alarm(10);
+  EXPECT_TRUE(Log_CopyFile(kOther));
+  reader.join();
+  EXPECT_EQ(got == whole, true);
+  close(pipe);
+}
+
 TEST(LogCopyFile, ToItselfKeepsTheContent) {
   EnterHost();
   StartAt(kLog);
@@ -765,6 +910,52 @@ TEST(LogRemoveFile, LeavesADeviceInItsPlace) {
   EXPECT_EQ(logState.fd, -1);
   EXPECT_EQ(Log_GetFileName(), nullptr);
   EXPECT_TRUE(fs::is_character_file(kOther));
+}
+
+TEST(LogRemoveFile, LeavesAPipeThatTookTheFilesName) {
+  EnterHost();
+  StartAt(kLog);
+  fs::remove(kLog);
+  ASSERT_EQ(mkfifo(kLog, 0600), 0);
+  EXPECT_FALSE(Log_RemoveFile(true));
+  EXPECT_TRUE(fs::is_fifo(kLog));
+  EXPECT_EQ(Log_GetFileName(), nullptr);
+}
+
+TEST(LogRemoveFile, TellsOfADirectoryThatTookTheFilesName) {
+  EnterHost();
+  StartAt(kLog);
+  fs::remove(kLog);
+  ASSERT_EQ(mkdir(kLog, 0700), 0);
+  EXPECT_FALSE(Log_RemoveFile(true));
+  EXPECT_TRUE(fs::is_directory(kLog));
+}
+
+TEST(LogRemoveFile, LeavesAFileThatTookAPipesName) {
+  EnterHost();
+  ASSERT_EQ(mkfifo(kLog, 0600), 0);
+  StartAt(kLog);
+  fs::remove(kLog);
+  testhost::WriteFile(kLog, "foreign\n");
+  EXPECT_TRUE(Log_RemoveFile(true));
+  EXPECT_EQ(testhost::ReadFile(kLog), "foreign\n");
+}
+
+TEST(LogRemoveFile, LeavesAnotherFileThatTookTheFilesName) {
+  EnterHost();
+  StartAt(kLog);
+  SwapFile();
+  EXPECT_FALSE(Log_RemoveFile(true));
+  EXPECT_EQ(testhost::ReadFile(kLog), "another's\n");
+  EXPECT_EQ(Log_GetFileName(), nullptr);
+}
+
+TEST(LogRemoveFile, RemovesTheFileOfALostDescriptor) {
+  EnterHost();
+  StartAt(kLog);
+  ASSERT_EQ(close(logState.fd), 0);
+  EXPECT_TRUE(Log_RemoveFile(true));
+  EXPECT_FALSE(fs::exists(kLog));
 }
 
 TEST(LogRemoveFile, DoesNothingBeforeTheStart) {

@@ -63,12 +63,35 @@ struct LogState {
   bool rotating;
   LogStamp stamp;
   // A signal's handler may find these so.
-  volatile bool ringChanging;
-  volatile bool ringDraining;
+  volatile size_t ringTaken;    // bytes in front of ringRead that are being written
+  volatile bool ringGoesRound;  // whether the outermost drain writes those behind a piece that ended the ring
 };
 extern LogState logState;
 
-// Holds the log's lock, once more where the thread has it, and nothing before the log has started.
+// While one lives, its thread is taking or leaving the log's lock, or changing the ring. A signal's handler
+// that comes then can neither wait for the lock, which its own thread has, nor touch the ring.
+class LogMoment {
+ public:
+  LogMoment() : wasNow_(isNow_) {
+    isNow_ = true;
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+  }
+  ~LogMoment() {
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+    isNow_ = wasNow_;
+  }
+  LogMoment(const LogMoment &) = delete;
+  LogMoment &operator=(const LogMoment &) = delete;
+
+  [[nodiscard]] static bool IsNow() { return isNow_; }
+
+ private:
+  static inline thread_local volatile bool isNow_;
+  bool wasNow_;
+};
+
+// Holds the log's lock, once more where the thread has it, and nothing before the log has started or in a
+// LogMoment.
 class LogLock {
  public:
   explicit LogLock(LogState *state);
@@ -78,7 +101,7 @@ class LogLock {
 
  private:
   // What was taken, which may no longer be the state's own when it is left.
-  LogLockFunction lockFn_;
+  LogLockFunction lockFn_ = nullptr;
   SyncRecMutex *mutex_ = nullptr;
 };
 
@@ -115,8 +138,11 @@ bool LogHasFile(const LogState *state);
 bool LogSameInode(const struct stat &file1, const struct stat &file2);
 // Whether an open file is no plain one: it never gets too long, and its name isn't the log's to give away.
 bool LogIsDevice(int fd);
-// Goes on in a new file behind a copy of the old one, which is deleted. The new one is deleted when that
-// fails, with messages. One file under two names stays as it is.
+// Whether the state's file is plain, and its name still its own or nobody's. Only then that name may be given
+// away. Of a file that isn't open any more, that the name is a plain file's or nobody's has to do.
+bool LogOwnsName(const LogState *state);
+// Goes on in a new file behind a copy of the old one, which is deleted under its own name. The new one is
+// deleted when that fails, with messages. One file under two names stays as it is.
 bool LogMoveContent(LogState *state, int fd, const char *name);
 // Takes the lock itself.
 bool LogSetFile(LogState *state, const char *fileName, const char *config, bool copy);

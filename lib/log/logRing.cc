@@ -13,33 +13,6 @@ namespace {
 
 constexpr size_t kRingSize = 32768;
 
-// Holds off a signal's handler that logs while the ring is being changed: what it has to say is lost. A ring
-// torn by it would have a wrong length, which may be more than there is on any disk.
-class LogRingChange {
- public:
-  explicit LogRingChange(LogState *state) : state_(state), isOwn_(!state->ringChanging) {
-    if (isOwn_) {
-      state_->ringChanging = true;
-      std::atomic_signal_fence(std::memory_order_seq_cst);
-    }
-  }
-  ~LogRingChange() {
-    if (isOwn_) {
-      std::atomic_signal_fence(std::memory_order_seq_cst);
-      state_->ringChanging = false;
-    }
-  }
-  LogRingChange(const LogRingChange &) = delete;
-  LogRingChange &operator=(const LogRingChange &) = delete;
-
-  // Whether the change may be made.
-  [[nodiscard]] bool IsOwn() const { return isOwn_; }
-
- private:
-  LogState *state_;
-  bool isOwn_;
-};
-
 void LogRingDrop(LogState *state, size_t size) {
   state->ringRead = (state->ringRead + size) % kRingSize;
   state->ringCount -= size;
@@ -56,43 +29,42 @@ void LogRingDropOldestLine(LogState *state) {
   }
 }
 
-// Takes what can be written in one piece out of the ring, where it stays until text comes in its place.
-// Nothing when nothing is left.
-std::string_view LogRingTake(LogState *state) {
-  const LogRingChange change(state);
-  if (!change.IsOwn() || state->ringCount == 0) {
-    return {};
+// Takes what can be written in one piece out of the ring, where it stays until the outermost drain has
+// written its own and takes more. Nothing when nothing is left.
+std::string_view LogRingTake(LogState *state, bool isNested) {
+  const LogMoment moment;
+  if (!isNested) {
+    state->ringGoesRound = state->ringTaken > 0 && state->ringRead == 0;
+    state->ringTaken = 0;
+    if (state->ringCount == 0) {
+      // From the start again, so that the next line goes out in one piece.
+      state->ringRead = 0;
+      state->ringWrite = 0;
+    }
   }
   const std::string_view piece(state->ringStart + state->ringRead,
                                std::min(state->ringCount, kRingSize - state->ringRead));
   LogRingDrop(state, piece.size());
+  state->ringTaken = state->ringTaken + piece.size();
   return piece;
-}
-
-// From the start again, so that the next line goes out in one piece.
-void LogRingRewind(LogState *state) {
-  const LogRingChange change(state);
-  if (change.IsOwn() && state->ringCount == 0) {
-    state->ringRead = 0;
-    state->ringWrite = 0;
-  }
 }
 
 }  // namespace
 
 void LogQueue(LogState *state, std::string_view piece) {
   ASSERT(piece.size() < kRingSize);
-  const LogRingChange change(state);
-  if (!change.IsOwn()) {
-    return;
-  }
+  const LogMoment moment;
   if (state->ringStart == nullptr) {
     state->ringStart = static_cast<char *>(malloc(kRingSize));
     if (state->ringStart == nullptr) {
       return;
     }
   }
-  while (piece.size() > kRingSize - state->ringCount) {
+  while (piece.size() > kRingSize - state->ringTaken - state->ringCount) {
+    // No room is won in front of what is being written.
+    if (state->ringTaken > 0) {
+      return;
+    }
     LogRingDropOldestLine(state);
   }
   const size_t first = std::min(piece.size(), kRingSize - state->ringWrite);
@@ -105,17 +77,16 @@ void LogQueue(LogState *state, std::string_view piece) {
 }
 
 void LogDrain(LogState *state) {
-  // Taken before it is written, for a signal's handler that logs in the middle of that drains the ring too.
-  // And what the handler says goes behind what was taken, not over it.
-  const bool isNested = state->ringDraining;
-  state->ringDraining = true;
-  for (std::string_view piece = LogRingTake(state); !piece.empty(); piece = LogRingTake(state)) {
+  // A signal's handler that logs in the middle of a write drains the ring too, behind what was taken; but not
+  // where that ends with the ring, or goes on from its start, for there a line may be in two pieces.
+  const bool isNested = state->ringTaken > 0;
+  if (isNested && (state->ringRead == 0 || state->ringGoesRound)) {
+    return;
+  }
+  for (std::string_view piece = LogRingTake(state, isNested); !piece.empty();
+       piece = LogRingTake(state, isNested)) {
     // Logging never stops the work: what the file doesn't take is lost.
     [[maybe_unused]] const ssize_t written = write(state->fd, piece.data(), piece.size());
     state->fileSize += piece.size();
   }
-  if (!isNested) {
-    LogRingRewind(state);
-  }
-  state->ringDraining = isNested;
 }

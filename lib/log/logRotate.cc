@@ -38,12 +38,6 @@ std::string LogNumbered(const LogName &name, int64_t number) {
 
 // --- Which numbers there are
 
-struct LogSeries {
-  int64_t count;
-  int lowest;
-  int highest;
-};
-
 // A pattern takes "%" for what begins a conversion, but file names may have it.
 std::string LogQuoted(const std::string &text) {
   std::string quoted;
@@ -53,8 +47,9 @@ std::string LogQuoted(const std::string &text) {
   return quoted;
 }
 
-// Finds the numbered files of `name`, whose base is in `directory`. False where that can't be listed.
-bool LogFindSeries(const char *directory, const LogName &name, LogSeries *series) {
+// Finds the numbers, in their order, of the files of `name`, whose base is in `directory`. False with errno
+// where that can't be listed.
+bool LogFindNumbers(const char *directory, const LogName &name, std::vector<int> *numbers) {
   char **entries = nullptr;
   const int count = File_ListDirectory(directory, &entries);
   if (count == -1) {
@@ -62,19 +57,16 @@ bool LogFindSeries(const char *directory, const LogName &name, LogSeries *series
   }
   const OwnedString pattern(Str_SafeAsprintf(nullptr, "%s-%%d%s%%n", LogQuoted(name.base).c_str(),
                                              LogQuoted(name.extension).c_str()));
-  *series = {};
   for (int i = 0; i < count; i++) {
     int number = 0;
     int length = -1;
-    if (sscanf(entries[i], pattern.get(), &number, &length) != 1 ||
-        length != static_cast<int>(strlen(entries[i]))) {
-      continue;
+    if (sscanf(entries[i], pattern.get(), &number, &length) == 1 &&
+        length == static_cast<int>(strlen(entries[i]))) {
+      numbers->push_back(number);
     }
-    series->lowest = series->count == 0 ? number : std::min(series->lowest, number);
-    series->highest = series->count == 0 ? number : std::max(series->highest, number);
-    series->count++;
   }
   File_FreeNames(entries, count);
+  std::sort(numbers->begin(), numbers->end());
   return true;
 }
 
@@ -86,17 +78,30 @@ void LogRename(const std::string &from, const std::string &to) {
   }
 }
 
-// The highest place that a file of the series moves to. Settings may allow for so many that a look at each of
-// them would stop the work.
-int64_t LogHighestPlace(const LogName &name, int32_t keepOld) {
-  const int64_t last = keepOld - 1;
+void LogMoveUp(const LogName &name, int64_t number) {
+  LogRename(LogNumbered(name, number), LogNumbered(name, number + 1));
+}
+
+// Settings may allow for so many that a look at each number would stop the work, so only those are moved
+// that are there. None are where there is no directory.
+void LogMoveAllUp(const LogName &name, int32_t keepOld) {
   const size_t base = name.base.rfind('/') + 1;
   const std::string directory = base == 0 ? "." : name.base.substr(0, base);
-  LogSeries series{};
-  if (!LogFindSeries(directory.c_str(), {name.base.substr(base), name.extension}, &series)) {
-    return last;
+  std::vector<int> numbers;
+  if (LogFindNumbers(directory.c_str(), {name.base.substr(base), name.extension}, &numbers)) {
+    std::for_each(numbers.rbegin(), numbers.rend(), [&name, keepOld](int number) {
+      if (number >= 0 && number < keepOld - 1) {
+        LogMoveUp(name, number);
+      }
+    });
+    return;
   }
-  return std::min(last, int64_t{series.highest} + 1);
+  if (errno == ENOENT) {
+    return;
+  }
+  for (int64_t number = keepOld - 2; number >= 0; number--) {
+    LogMoveUp(name, number);
+  }
 }
 
 void LogRenumberAll(const std::string &fileName, int32_t keepOld) {
@@ -105,9 +110,7 @@ void LogRenumberAll(const std::string &fileName, int32_t keepOld) {
   if (Posix_Unlink(oldest.c_str()) == -1 && errno != ENOENT) {
     Log("LOG failed to remove %s: %s\n", oldest.c_str(), Err_ErrString());
   }
-  for (int64_t number = LogHighestPlace(name, keepOld); number > 0; number--) {
-    LogRename(LogNumbered(name, number - 1), LogNumbered(name, number));
-  }
+  LogMoveAllUp(name, keepOld);
   LogRename(fileName, LogNumbered(name, 0));
 }
 
@@ -115,16 +118,22 @@ void LogRenumberAll(const std::string &fileName, int32_t keepOld) {
 
 constexpr char kFunction[] = "LogBackupByRenumber";
 
-void LogAddToSeries(const std::string &fileName, const LogName &full, const LogSeries &series) {
-  const std::string next = LogNumbered(full, int64_t{series.highest} + 1);
+void LogAddToSeries(const std::string &fileName, const LogName &full, const std::vector<int> &numbers) {
+  const int64_t highest = numbers.empty() ? 0 : numbers.back();
+  const std::string next = LogNumbered(full, highest + 1);
   if (Posix_Rename(fileName.c_str(), next.c_str()) == -1 && errno != ENOENT) {
     Log("%s: failed to rename %s -> %s failed: %s\n", kFunction, fileName.c_str(), next.c_str(),
         Err_ErrString());
   }
 }
 
-void LogShortenSeries(const LogName &full, const LogSeries &series, int32_t keepOld) {
-  for (int64_t number = series.lowest; number <= series.count + series.lowest - keepOld; number++) {
+void LogShortenSeries(const LogName &full, const std::vector<int> &numbers, int32_t keepOld) {
+  const auto count = static_cast<int64_t>(numbers.size());
+  if (keepOld > count) {
+    return;
+  }
+  const int64_t lowest = numbers.front();
+  for (int64_t number = lowest; number <= count + lowest - keepOld; number++) {
     const std::string old = LogNumbered(full, number);
     if (Posix_Unlink(old.c_str()) == -1) {
       Log("%s: failed to remove %s: %s\n", kFunction, old.c_str(), Err_ErrString());
@@ -147,14 +156,14 @@ void LogNumberOne(const std::string &fileName, int32_t keepOld) {
     Log("%s: failed to get base dir for path '%s'.\n", kFunction, path.get());
     return;
   }
-  LogSeries series{};
-  if (!LogFindSeries(directory.get(), {base.get(), name.extension}, &series)) {
+  std::vector<int> numbers;
+  if (!LogFindNumbers(directory.get(), {base.get(), name.extension}, &numbers)) {
     Log("%s: failed to read the directory '%s'.\n", kFunction, directory.get());
     return;
   }
   const LogName full = {std::string(directory.get()) + "/" + base.get(), name.extension};
-  LogAddToSeries(fileName, full, series);
-  LogShortenSeries(full, series, keepOld);
+  LogAddToSeries(fileName, full, numbers);
+  LogShortenSeries(full, numbers, keepOld);
 }
 
 }  // namespace

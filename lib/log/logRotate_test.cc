@@ -73,13 +73,21 @@ TEST(LogBackup, SeriesWithGapsMoveUp) {
 
 TEST(LogBackup, KeepsAllOfThemInNoTime) {
   EnterWithLog("log.keepold = 2147483647\n");
-  Make({"a.log", "a-0.log", "a-7.log"});
+  Make({"a.log", "a-0.log", "a-7.log", "a-2000000000.log"});
   alarm(10);  // for a look at each number
   Log_BackupOldFiles(kOld);
-  EXPECT_EQ(Names(), (Strings{"a-0.log", "a-1.log", "a-8.log"}));
+  EXPECT_EQ(Names(), (Strings{"a-0.log", "a-1.log", "a-2000000001.log", "a-8.log"}));
   EXPECT_EQ(Content("a-0.log"), "a.log");
   EXPECT_EQ(Content("a-1.log"), "a-0.log");
   EXPECT_EQ(Content("a-8.log"), "a-7.log");
+  EXPECT_EQ(Logged(), Strings{});
+}
+
+TEST(LogBackup, LeavesWhatIsNoPlaceOfTheSeries) {
+  EnterWithLog();
+  Make({"a.log", "a--1.log", "a-1.log.gz", "a-20261121.log", "a-b.log"});
+  Log_BackupOldFiles(kOld);
+  EXPECT_EQ(Names(), (Strings{"a--1.log", "a-0.log", "a-1.log.gz", "a-20261121.log", "a-b.log"}));
   EXPECT_EQ(Logged(), Strings{});
 }
 
@@ -95,11 +103,19 @@ TEST(LogBackup, NumbersInADirectoryThatHasNoPath) {
 
 TEST(LogBackup, NumbersInADirectoryThatCannotBeListed) {
   EnterWithLog();
-  Make({"a.log", "a-0.log"});
+  Make({"a.log", "a-0.log", "a-1.log", "a-2.log"});
   testhost::FailSystemCall(SYS_getdents64, EACCES);
   Log_BackupOldFiles(kOld);
   EXPECT_EQ(Content("a-0.log"), "a.log");
   EXPECT_EQ(Content("a-1.log"), "a-0.log");
+  EXPECT_EQ(Content("a-2.log"), "a-1.log");
+  EXPECT_EQ(Logged(), Strings{});
+}
+
+TEST(LogBackup, FindsNoneInADirectoryThatIsNowhere) {
+  EnterWithLog("log.keepold = 2147483647\n");
+  alarm(10);  // for a look at each number
+  Log_BackupOldFiles("/tmp/logs/no/a.log");
   EXPECT_EQ(Logged(), Strings{});
 }
 

@@ -622,6 +622,107 @@ TEST(LogSignal, AHandlerMayLogSeveralLinesBeforeALineIsTaken) {
       (Strings{"before", "inside", "inside again", "what is being written when the signal comes", "after"}));
 }
 
+TEST(LogSignal, AHandlerThatSaysTooMuchLosesItsOwnLinesOnly) {
+  EnterHost("log.timeStamp = FALSE\nlog.threadName = FALSE\n");
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  Log("before\n");
+  std::signal(SIGUSR1, [](int) {
+    for (int i = 0; i < 20; i++) {
+      Log("%s\n", std::string(2000, static_cast<char>('a' + i)).c_str());
+    }
+  });
+  signalBeforeWrite = SIGUSR1;
+  const std::string text(3000, 'X');
+  Log("%s\n", text.c_str());
+  Log("after\n");
+  const Strings lines = Lines(kLog);
+  ASSERT_GT(lines.size(), kBannerLines + 10);
+  for (size_t i = kBannerLines + 1; i < lines.size() - 2; i++) {
+    EXPECT_EQ(lines[i], std::string(2000, static_cast<char>('a' + (i - kBannerLines - 1))));
+  }
+  EXPECT_EQ(lines[lines.size() - 2], text);
+  EXPECT_EQ(lines.back(), "after");
+}
+
+TEST(LogSignal, AHandlersLineComesBehindOneThatIsWrittenInTwoPieces) {
+  EnterHost("log.timeStamp = FALSE\nlog.threadName = FALSE\n");
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  Log("before\n");
+  std::signal(SIGUSR1, [](int) { Log("inside\n"); });
+  signalBeforeWrite = SIGUSR1;
+  logState.ringRead = logState.ringWrite = 32768 - 10;
+  Log("what is being written when the signal comes\n");
+  Log("after\n");
+  const Strings lines = Lines(kLog);
+  EXPECT_EQ(Strings(lines.begin() + kBannerLines, lines.end()),
+            (Strings{"before", "what is being written when the signal comes", "inside", "after"}));
+}
+
+TEST(LogSignal, AHandlersLineComesBehindOneWhoseSecondPieceIsBeingWritten) {
+  EnterHost("log.timeStamp = FALSE\nlog.threadName = FALSE\n");
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  Log("before\n");
+  std::signal(SIGUSR1, [](int) {
+    std::signal(SIGUSR1, [](int) { Log("inside\n"); });
+    signalBeforeWrite = SIGUSR1;
+  });
+  signalBeforeWrite = SIGUSR1;
+  logState.ringRead = logState.ringWrite = 32768 - 10;
+  Log("what is being written when the signal comes\n");
+  Log("after\n");
+  const Strings lines = Lines(kLog);
+  EXPECT_EQ(Strings(lines.begin() + kBannerLines, lines.end()),
+            (Strings{"before", "what is being written when the signal comes", "inside", "after"}));
+}
+
+// Comes where a lock function is in the middle of its work; 0 for none.
+int signalInLock;
+bool isLocking;
+
+void LockWithSignal(bool /*lock*/) {
+  EXPECT_FALSE(isLocking) << "a lock that knows no owner yet would be waited for for ever";
+  isLocking = true;
+  raise(std::exchange(signalInLock, 0));
+  isLocking = false;
+}
+
+TEST(LogSignal, AHandlerDoesNotEnterALockFunctionInItsMiddle) {
+  EnterHost();
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  Log_SetLockFunc(LockWithSignal);
+  std::signal(SIGUSR1, [](int) { Log("inside\n"); });
+  signalInLock = SIGUSR1;
+  Log("one\n");
+  Log("two\n");
+  EXPECT_EQ(Texts(kLog), (Strings{"one", "two"}));
+  Log_SetLockFunc(nullptr);
+}
+
+std::atomic<int> handled;
+
+TEST(LogSignal, AHandlerDoesNotWaitForALockThatItsThreadIsTaking) {
+  EnterHost();
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  std::signal(SIGUSR1, [](int) {
+    VThread_SetIsInSignal(3, true);
+    Log("inside\n");
+    VThread_SetIsInSignal(3, false);
+    handled++;
+  });
+  struct sigevent event {};
+  event.sigev_signo = SIGUSR1;
+  timer_t timer = nullptr;
+  ASSERT_EQ(timer_create(CLOCK_MONOTONIC, &event, &timer), 0);
+  const struct timespec interval = {0, 20000};
+  const struct itimerspec often = {interval, interval};
+  ASSERT_EQ(timer_settime(timer, 0, &often, nullptr), 0);
+  alarm(60);
+  while (handled < 20000) {
+    Log("line\n");
+  }
+  timer_delete(timer);
+}
+
 // A ring that can be touched by nobody until a handler lets it.
 constexpr size_t kRingSize = 32768;
 int touches;

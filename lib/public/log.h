@@ -8,9 +8,10 @@
 // yet, or comes while the log is throttled, waits in a ring of 32 KiB that drops its oldest whole lines
 // first, and what a full disk, or a pipe that nobody reads, doesn't take is lost.
 //
-// From Log_Init to Log_Exit all of this is safe in every thread, and in a child of fork whatever other
-// threads did. Where a function leaves a message, it appends it to the pending ones (msg.h) for its caller to
-// report.
+// From Log_Init to Log_Exit all of this is safe in every thread that isn't cancelled inside it, in a signal's
+// handler (see VThread_SetIsInSignal) as far as it writes, and, unless a function guards the log, in a child
+// of fork whatever other threads did. Where a function leaves a message, it appends it to the pending ones
+// (msg.h), which are the main thread's, for its caller to report.
 #ifndef OST_PUBLIC_LOG_H
 #define OST_PUBLIC_LOG_H
 
@@ -103,17 +104,19 @@ void Log_InitGuestThrottle();
 //           stays before it. When false the file just goes on with what comes.
 //
 // Returns whether the log goes on there, or is not enabled; when not, messages tell why and the present file
-// stays the log's. A symbolic link and a directory are refused; a device stays as it is, and the log just
-// goes on there. Without a temporary directory the program stops.
+// stays the log's. The name that the log has already changes nothing, and is no failure. A symbolic link and
+// a directory are refused; a device stays as it is, and the log just goes on there; a file that has taken the
+// present one's name is left alone. Without a temporary directory the program stops.
 bool Log_SetFile(const char *fileName, const char *config, bool copy);
 // The log file's path, borrowed until the log's file changes; null when there is none.
 const char *Log_GetFileName();
 // Writes what the log's file holds to another file, which is made or emptied first; a log that appends adds
-// to it. False with a message on failure.
+// to it. False with a message on failure, as when a pipe takes nothing for a second.
 bool Log_CopyFile(const char *destination);
 // Ends the logging to the file and deletes it, unless it is to be kept: with `force` always, otherwise by the
 // setting log.keep: a number above 0 keeps it, 0 doesn't, a negative one keeps what isn't a temporary file.
-// Log_SetAlwaysKeep keeps it too. A device is left, but never deleted. Returns whether nothing failed.
+// Log_SetAlwaysKeep keeps it too. A device is left, but never deleted. Returns whether nothing failed;
+// another file that has taken the name stays, and that is a failure.
 bool Log_RemoveFile(bool force);
 // Gives the file with this name another one, with a number, as the settings say, and deletes what is then too
 // many. Failures are logged.
@@ -134,7 +137,8 @@ char *Log_GetDir();
 // fastRotation  gives an old file the next free number instead of renaming all
 void Log_SetConfig(bool enable, bool append, int32_t keepOld, uint64_t rotateSize, bool fastRotation);
 bool Log_Enabled();
-// Lifts the limit on the log's rate, for good. What waited is written with the next text.
+// Lifts the limit on the log's rate until the settings are read anew. What waited is written with the next
+// text.
 void Log_DisableThrottling();
 void Log_SetQuietWarnings(bool quiet);
 bool Log_GetQuietWarnings();
@@ -143,8 +147,9 @@ void Log_SetAlwaysKeep(bool keep);
 using LogFunction = void (*)(const char *format, va_list args);
 void Log_RegisterFunctions(LogFunction logFn, LogFunction warningFn);
 // Guards the log by a function instead of its own mutex: called with true before and with false after, and
-// again inside. A second function stops the program; null takes the first away. A fork doesn't call it:
-// whether a child may log while another thread of its parent did is then up to the function's owner.
+// again inside. A second function stops the program; null takes the first away. Comes while no other thread
+// logs. A fork doesn't call it: whether a child may log while another thread of its parent did is then up to
+// the function's owner.
 using LogLockFunction = void (*)(bool lock);
 void Log_SetLockFunc(LogLockFunction lockFn);
 

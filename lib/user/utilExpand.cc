@@ -55,7 +55,7 @@ std::string UtilExpandHome(const std::string &chunk) {
     return home;
   }
   const char *user = chunk.c_str() + 1;
-  const struct passwd *entry = chunk.size() > kMaxUserName ? nullptr : Posix_Getpwnam(user);
+  const struct passwd *entry = strlen(user) > kMaxUserName ? nullptr : Posix_Getpwnam(user);
   if (entry == nullptr) {
     Log("Could not get information for user '%s'.\n", user);
     return chunk;
