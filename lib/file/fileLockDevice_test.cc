@@ -200,7 +200,7 @@ TEST_F(FileLockDevice, FullDiskLeavesNoHalfLock) {
 
 TEST_F(FileLockDevice, ShortWriteLeavesNoHalfLock) {
   testhost::SystemCalls calls({SYS_write});
-  calls.Return(SYS_write, 3, {.from = 2, .count = 1});  // behind the two of the log's line about statfs
+  calls.Return(SYS_write, 3, {.count = 1, .first = static_cast<uint32_t>(testhost::NextDescriptor())});
   const int result = FileLock_LockDevice("tty");
   calls.Clear();
   EXPECT_EQ(result, -1) << LogText();
@@ -242,7 +242,7 @@ TEST_F(FileLockDeviceUser, LinksAsRoot) {
 
 TEST_F(FileLockDeviceUser, HalfLockIsRemovedAsRoot) {
   testhost::SystemCalls calls({SYS_write});
-  calls.Return(SYS_write, 3, {.from = 2, .count = 1});  // behind the two of the log's line about statfs
+  calls.Return(SYS_write, 3, {.count = 1, .first = static_cast<uint32_t>(testhost::NextDescriptor())});
   const int result = FileLock_LockDevice("tty");
   calls.Clear();
   EXPECT_EQ(result, -1) << LogText();
