@@ -23,7 +23,7 @@ bool LogWaitForReader(int fd) {
   struct pollfd waiting {
     fd, POLLOUT, 0
   };
-  return errno == EAGAIN && poll(&waiting, 1, kReaderTimeoutMs) == 1;
+  return errno == EAGAIN && (poll(&waiting, 1, kReaderTimeoutMs) == 1 || errno == EINTR);
 }
 
 // False with errno.

@@ -723,6 +723,66 @@ TEST(LogSignal, AHandlerDoesNotWaitForALockThatItsThreadIsTaking) {
   timer_delete(timer);
 }
 
+#ifdef __x86_64__
+
+// The instructions that were stepped through, and behind how many of them a handler logs.
+size_t steps;
+size_t loggingStep;
+
+void LogAtItsStep(int /*signal*/) {
+  if (++steps == loggingStep) {
+    Log("inside %s\n", std::string(20, 'i').c_str());
+  }
+}
+
+// From here on a SIGTRAP comes behind each instruction, or no more. The stack is written behind what a caller
+// may have below its end.
+[[gnu::noinline]] void StepFromHere() {
+  asm volatile("leaq -128(%%rsp), %%rsp; pushfq; orq $0x100, (%%rsp); popfq; leaq 128(%%rsp), %%rsp" ::
+                   : "memory");
+}
+
+[[gnu::noinline]] void StepNoMore() {
+  asm volatile("leaq -128(%%rsp), %%rsp; pushfq; andq $~0x100, (%%rsp); popfq; leaq 128(%%rsp), %%rsp" ::
+                   : "memory");
+}
+
+// Returns how many instructions a line took.
+size_t StepThroughALine(size_t number, size_t step) {
+  steps = 0;
+  loggingStep = step;
+  // Some lines end before the ring does, the others go round its end.
+  logState.ringRead = logState.ringWrite = 32767 - number * 7 % 50;
+  const std::string text = std::to_string(number) + " " + std::string(30, 'o') + "\n";
+  StepFromHere();
+  Log("%s", text.c_str());
+  StepNoMore();
+  return steps;
+}
+
+TEST(LogSignal, AHandlerMayLogBehindAnyInstruction) {
+  EnterHost("log.timeStamp = FALSE\nlog.threadName = FALSE\n");
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  Log("start\n");
+  std::signal(SIGTRAP, LogAtItsStep);
+  constexpr size_t kLines = 250;
+  const size_t all = StepThroughALine(0, 0);
+  for (size_t number = 1; number < kLines; number++) {
+    StepThroughALine(number, number * all / kLines);
+  }
+  Strings lines = Lines(kLog);
+  const size_t inside = std::erase(lines, "inside " + std::string(20, 'i'));
+  EXPECT_GT(inside, kLines / 2);
+  ASSERT_EQ(lines.size(), kBannerLines + 1 + kLines);
+  for (size_t number = 0; number < kLines; number++) {
+    EXPECT_EQ(lines[kBannerLines + 1 + number], std::to_string(number) + " " + std::string(30, 'o'));
+  }
+  EXPECT_EQ(logState.ringCount, 0U);
+  EXPECT_EQ(logState.ringTaken, 0U);
+}
+
+#endif
+
 // A ring that can be touched by nobody until a handler lets it.
 constexpr size_t kRingSize = 32768;
 int touches;

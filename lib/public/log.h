@@ -8,10 +8,10 @@
 // yet, or comes while the log is throttled, waits in a ring of 32 KiB that drops its oldest whole lines
 // first, and what a full disk, or a pipe that nobody reads, doesn't take is lost.
 //
-// From Log_Init to Log_Exit all of this is safe in every thread that isn't cancelled inside it, in a signal's
-// handler (see VThread_SetIsInSignal) as far as it writes, and, unless a function guards the log, in a child
-// of fork whatever other threads did. Where a function leaves a message, it appends it to the pending ones
-// (msg.h), which are the main thread's, for its caller to report.
+// From Log_Init to Log_Exit all of this is safe in every thread that isn't cancelled inside it and, unless a
+// function guards the log, in a child of fork whatever other threads did. In a program that logs in one
+// thread only, a signal's handler may write too (see VThread_SetIsInSignal). Where a function leaves a
+// message, it appends it to the pending ones (msg.h), which are the main thread's, for its caller to report.
 #ifndef OST_PUBLIC_LOG_H
 #define OST_PUBLIC_LOG_H
 
@@ -73,8 +73,9 @@ void Log_Throttled(uint32_t *count, const char *format, ...) __attribute__((form
 void Warning_Throttled(uint32_t *count, const char *format, ...) __attribute__((format(printf, 2, 3)));
 // Log for text that comes from a guest, which has a limit of its own as well.
 void GuestLog(const char *format, ...) __attribute__((format(printf, 1, 2)));
-// Writes a text as it stands, of any length whose lines are shorter than the ring. Goes to the file also
-// where Log_RegisterFunctions has replaced Log, so that the replacement can use it.
+// Writes a text as it stands, whose lines are shorter than the ring; of a longer one the last lines that the
+// ring holds. Goes to the file also where Log_RegisterFunctions has replaced Log, so that the replacement can
+// use it.
 void Log_WriteText(const char *text);
 
 // The limit on a kind of text. Once its log is throttled, it stays so.
@@ -104,11 +105,11 @@ void Log_InitGuestThrottle();
 //           stays before it. When false the file just goes on with what comes.
 //
 // Returns whether the log goes on there, or is not enabled; when not, messages tell why and the present file
-// stays the log's. The name that the log has already changes nothing, and is no failure. A symbolic link and
-// a directory are refused; a device stays as it is, and the log just goes on there; a file that has taken the
-// present one's name is left alone. Without a temporary directory the program stops.
+// stays the log's. The name that the log has already keeps the file as it is, and is no failure. A symbolic
+// link and a directory are refused; a device stays as it is, and the log just goes on there; a file that has
+// taken the present one's name is left alone. Without a temporary directory the program stops.
 bool Log_SetFile(const char *fileName, const char *config, bool copy);
-// The log file's path, borrowed until the log's file changes; null when there is none.
+// The log file's path, borrowed until the log's file changes; null when it was given none.
 const char *Log_GetFileName();
 // Writes what the log's file holds to another file, which is made or emptied first; a log that appends adds
 // to it. False with a message on failure, as when a pipe takes nothing for a second.
@@ -147,9 +148,9 @@ void Log_SetAlwaysKeep(bool keep);
 using LogFunction = void (*)(const char *format, va_list args);
 void Log_RegisterFunctions(LogFunction logFn, LogFunction warningFn);
 // Guards the log by a function instead of its own mutex: called with true before and with false after, and
-// again inside. A second function stops the program; null takes the first away. Comes while no other thread
-// logs. A fork doesn't call it: whether a child may log while another thread of its parent did is then up to
-// the function's owner.
+// again inside. What it logs itself is lost. A second function stops the program; null takes the first away.
+// Comes while no other thread logs. A fork doesn't call it: whether a child may log while another thread of
+// its parent did is then up to the function's owner.
 using LogLockFunction = void (*)(bool lock);
 void Log_SetLockFunc(LogLockFunction lockFn);
 
