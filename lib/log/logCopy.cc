@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 
 #include "err.h"
 #include "logInt.h"
@@ -15,15 +16,17 @@
 namespace {
 
 constexpr size_t kCopyBlock = 16384;
-constexpr int kReaderTimeoutMs = 1000;
+constexpr struct timespec kReaderTimeout { 1, 0 };
 
 // Whether a pipe or a terminal that took no more takes something again, for its reader may only be slow.
-// False with the errno of what it didn't take.
+// Signals wait, so that the time is the same however many come. False with the errno of what it didn't take.
 bool LogWaitForReader(int fd) {
   struct pollfd waiting {
     fd, POLLOUT, 0
   };
-  return errno == EAGAIN && (poll(&waiting, 1, kReaderTimeoutMs) == 1 || errno == EINTR);
+  sigset_t signals;
+  sigfillset(&signals);
+  return errno == EAGAIN && ppoll(&waiting, 1, &kReaderTimeout, &signals) == 1;
 }
 
 // False with errno.

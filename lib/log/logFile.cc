@@ -196,8 +196,9 @@ bool LogIsKept(const LogState *state) {
 }  // namespace
 
 int LogOpen(const char *path) {
-  // Opening what a link leads to would already make a file there.
-  const int fd = Posix_Open(path, O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW, 0644);
+  // Opening what a link leads to would already make a file there. A terminal isn't to become the program's
+  // own, which ends with it.
+  const int fd = Posix_Open(path, O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NOCTTY, 0644);
   if (fd == -1) {
     LogAppendOpenFailed(path, errno);
     return -1;

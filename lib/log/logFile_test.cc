@@ -428,6 +428,22 @@ TEST(LogSetFile, AFileWithoutItsNameGoesOnWithItsText) {
   EXPECT_EQ(Texts(kOther).at(0), "one");
 }
 
+TEST(LogSetFile, ATerminalDoesNotBecomeTheProgramsOwn) {
+  EnterHost();
+  const int keyboard = posix_openpt(O_RDWR | O_NOCTTY);
+  ASSERT_EQ(unlockpt(keyboard), 0);
+  const auto logThere = [keyboard] {
+    setsid();
+    const bool started = Log_Init(ptsname(keyboard), nullptr, "setup");
+    // Such a program has a terminal as soon as it opens one otherwise.
+    const bool hasNone = open("/dev/tty", O_RDWR) == -1;
+    open(ptsname(keyboard), O_RDWR);
+    const bool hasOne = open("/dev/tty", O_RDWR) != -1;
+    _exit(started && hasNone && hasOne ? 0 : 1);
+  };
+  EXPECT_EXIT(logThere(), testing::ExitedWithCode(0), "");
+}
+
 TEST(LogSetFile, APipeThatNobodyReadsDoesNotStopTheWork) {
   EnterHost();
   ASSERT_EQ(mkfifo(kOther, 0600), 0);
@@ -764,6 +780,7 @@ TEST(LogCopyFile, APipeThatNobodyReadsIsAFailure) {
     Log("%s\n", text.c_str());
   }
   ASSERT_EQ(mkfifo(kOther, 0600), 0);
+  const Signals signals(300000000, [](int) {});
   alarm(10);
   EXPECT_FALSE(Log_CopyFile(kOther));
   EXPECT_EQ(TakeMessages(), (Strings{"msg.log.copyWriteFailed",
@@ -791,8 +808,7 @@ TEST(LogCopyFile, WaitsForASlowReaderOfAPipe) {
   });
   alarm(10);
   {
-    testhost::SystemCalls calls({SYS_poll});
-    calls.Fail(SYS_poll, EINTR, {.count = 1});
+    const Signals signals(1000000, [](int) {});
     EXPECT_TRUE(Log_CopyFile(kOther));
   }
   reader.join();

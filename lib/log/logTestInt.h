@@ -5,7 +5,9 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <sstream>
 #include <string>
@@ -68,6 +70,26 @@ inline Strings Texts(const std::string &path) {
 inline Strings Texts() {
   return Texts(Log_GetFileName());
 }
+
+// Lets signals come over and over while it lives, each of which `handler` takes.
+class Signals {
+ public:
+  Signals(long nanoseconds, void (*handler)(int)) {
+    std::signal(SIGUSR1, handler);
+    struct sigevent event {};
+    event.sigev_signo = SIGUSR1;
+    EXPECT_EQ(timer_create(CLOCK_MONOTONIC, &event, &timer_), 0);
+    const struct timespec interval = {0, nanoseconds};
+    const struct itimerspec often = {interval, interval};
+    EXPECT_EQ(timer_settime(timer_, 0, &often, nullptr), 0);
+  }
+  ~Signals() { timer_delete(timer_); }
+  Signals(const Signals &) = delete;
+  Signals &operator=(const Signals &) = delete;
+
+ private:
+  timer_t timer_ = nullptr;
+};
 
 // What a call writes to standard error.
 template <typename Function>

@@ -8,10 +8,11 @@
 // yet, or comes while the log is throttled, waits in a ring of 32 KiB that drops its oldest whole lines
 // first, and what a full disk, or a pipe that nobody reads, doesn't take is lost.
 //
-// From Log_Init to Log_Exit all of this is safe in every thread that isn't cancelled inside it and, unless a
-// function guards the log, in a child of fork whatever other threads did. In a program that logs in one
-// thread only, a signal's handler may write too (see VThread_SetIsInSignal). Where a function leaves a
-// message, it appends it to the pending ones (msg.h), which are the main thread's, for its caller to report.
+// From Log_Init to Log_Exit all that reads no settings (preference.h) is safe in every thread that isn't
+// cancelled inside it. Text may also be written in a child of fork, whatever other threads wrote, unless a
+// function guards the log, and, in a program that logs in one thread only, in a signal's handler (see
+// VThread_SetIsInSignal). Where a function leaves a message, it appends it to the pending ones (msg.h), which
+// are the main thread's, for its caller to report.
 #ifndef OST_PUBLIC_LOG_H
 #define OST_PUBLIC_LOG_H
 
@@ -44,8 +45,9 @@ enum : uint32_t { LOG_NO_LIMIT = UINT32_MAX };
 // config    the preference key that may name the file; may be null
 // suffix    what the file's name begins with
 //
-// With neither a file's name nor a key, text waits until Log_SetFile. Return whether the log started; when
-// not, messages tell why, and text waits as before. A log that has started already stops the program.
+// With neither a file's name nor a key, text waits until Log_SetFile, or goes on in the file of a log that
+// has ended. Return whether the log started; when not, messages tell why, and all is as before. A log that
+// has started already stops the program.
 bool Log_Init(const char *fileName, const char *config, const char *suffix);
 bool Log_InitForApp(const char *fileName, const char *config, const char *suffix, const char *appName,
                     const char *appVersion);
@@ -59,8 +61,8 @@ void Log_Exit();
 
 // ---- Writing
 //
-// A text of more than 4095 bytes is cut. A text need not be a line: the next one goes on where it ends. All
-// keep errno.
+// A text of more than 4095 bytes is cut, as Str_Vsnprintf does it. A text need not be a line: the next one
+// goes on where it ends. All keep errno.
 
 // Writes a text to the log file; drops it while there is no log.
 void Log(const char *format, ...) __attribute__((format(printf, 1, 2)));
@@ -112,7 +114,8 @@ bool Log_SetFile(const char *fileName, const char *config, bool copy);
 // The log file's path, borrowed until the log's file changes; null when it was given none.
 const char *Log_GetFileName();
 // Writes what the log's file holds to another file, which is made or emptied first; a log that appends adds
-// to it. False with a message on failure, as when a pipe takes nothing for a second.
+// to it. False with a message on failure: a pipe can't be emptied, and one that is added to may take nothing
+// for a second.
 bool Log_CopyFile(const char *destination);
 // Ends the logging to the file and deletes it, unless it is to be kept: with `force` always, otherwise by the
 // setting log.keep: a number above 0 keeps it, 0 doesn't, a negative one keeps what isn't a temporary file.
