@@ -31,7 +31,12 @@ int forkError;
     }
   };
   const auto leave = [] { lockOfFork.reset(); };
-  forkError = pthread_atfork(take, leave, leave);
+  const auto leaveInChild = [] {
+    // A file that the child began would not be its parent's.
+    logState.rotateSize = 0;
+    lockOfFork.reset();
+  };
+  forkError = pthread_atfork(take, leave, leaveInChild);
 }
 
 void LogFree(char **text) {
@@ -107,6 +112,7 @@ bool Log_InitEx(const LogInitParams *params) {
   LogState *state = &logState;
   ASSERT(!state->initialized);
   ASSERT_MEM_ALLOC(forkError == 0);
+  const bool wasEnabled = state->enable;
   state->appName = Util_SafeStrdup(params->appName);
   state->appVersion = Util_SafeStrdup(params->appVersion);
   state->suffix = Util_SafeStrdup(params->suffix);
@@ -116,7 +122,7 @@ bool Log_InitEx(const LogInitParams *params) {
   state->mutexReady = SyncRecMutex_Init(&state->mutex, nullptr);
   const bool wantsFile = params->fileName != nullptr || params->config != nullptr;
   if (wantsFile && !LogSetFile(state, params->fileName, params->config, params->switchFile)) {
-    state->enable = false;
+    state->enable = wasEnabled;
     LogDestroyMutex(state);
     LogFreeNames(state);
     return false;

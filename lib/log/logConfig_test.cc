@@ -264,6 +264,16 @@ TEST(LogInit, AFailedStartCanBeTriedAgain) {
   EXPECT_EQ(Texts(kLog), Strings{"text"});
 }
 
+TEST(LogInit, AFailedStartLeavesTheFormerFile) {
+  EnterHost();
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  Log_Exit();
+  EXPECT_FALSE(Log_Init("/tmp/logs/no/my.log", nullptr, "setup"));
+  TakeMessages();
+  Log("text\n");
+  EXPECT_EQ(Lines(kLog).back(), "LOG NOT INITIALIZED | text");
+}
+
 TEST(LogExit, ABannerAfterItHasNoNames) {
   EnterHost();
   ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));

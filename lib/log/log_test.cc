@@ -345,6 +345,23 @@ TEST(LogFork, AChildWritesToTheSameFile) {
   EXPECT_EQ(Texts(), (Strings{"parent before", "child", "parent after"}));
 }
 
+TEST(LogFork, AChildLeavesTheParentItsFile) {
+  EnterHost("log.rotateSize = 1000\nlog.timeStamp = FALSE\nlog.threadName = FALSE\n");
+  ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
+  if (fork() == 0) {
+    for (int i = 0; i < 100; i++) {
+      Log("%s\n", std::string(100, 'c').c_str());
+    }
+    _exit(0);
+  }
+  wait(nullptr);
+  Log("parent\n");
+  EXPECT_EQ(Lines(kLog).size(), 2 * kBannerLines + 101);
+  EXPECT_EQ(Lines(kLog).back(), "parent");
+  Log("%s\n", std::string(1000, 'p').c_str());
+  EXPECT_EQ(Lines("/tmp/logs/my-0.log").size(), 2 * kBannerLines + 102) << "the parent goes on as before";
+}
+
 // The status of a child that logs, if it can within some seconds.
 int LogInChild() {
   const pid_t child = fork();

@@ -34,7 +34,7 @@ struct LogInitParams {
   uint32_t throttleThreshold;    // bytes before the log can be throttled
   uint32_t throttleBytesPerSec;  // the rate from which it is; LOG_NO_LIMIT for none, 0 for any rate
   bool switchFile;               // old files are renumbered, and the file begins anew, unless `append`
-  uint64_t rotateSize;           // bytes after which the next file begins; 0 for never
+  uint64_t rotateSize;           // bytes after which the next file begins; 0 for never, as in a child of fork
 };
 
 enum : uint32_t { LOG_NO_LIMIT = UINT32_MAX };
@@ -45,9 +45,10 @@ enum : uint32_t { LOG_NO_LIMIT = UINT32_MAX };
 // config    the preference key that may name the file; may be null
 // suffix    what the file's name begins with
 //
-// With neither a file's name nor a key, text waits until Log_SetFile, or goes on in the file of a log that
-// has ended. Return whether the log started; when not, messages tell why, and all is as before. A log that
-// has started already stops the program.
+// A file that `fileName` names goes on where it ends; one that is found otherwise begins anew, unless
+// log.append says no. With neither a file's name nor a key, text waits until Log_SetFile, or goes on in the
+// file of a log that has ended. Return whether the log started; when not, messages tell why, and text goes
+// where it went. A log that has started already stops the program.
 bool Log_Init(const char *fileName, const char *config, const char *suffix);
 bool Log_InitForApp(const char *fileName, const char *config, const char *suffix, const char *appName,
                     const char *appVersion);
@@ -107,9 +108,10 @@ void Log_InitGuestThrottle();
 //           stays before it. When false the file just goes on with what comes.
 //
 // Returns whether the log goes on there, or is not enabled; when not, messages tell why and the present file
-// stays the log's. The name that the log has already keeps the file as it is, and is no failure. A symbolic
-// link and a directory are refused; a device stays as it is, and the log just goes on there; a file that has
-// taken the present one's name is left alone. Without a temporary directory the program stops.
+// stays the log's. The name that the log has already changes nothing, not even where the next file couldn't
+// be begun, and is no failure. A symbolic link and a directory are refused; a device stays as it is, and the
+// log just goes on there; a file that has taken the present one's name is left alone. Without a temporary
+// directory the program stops.
 bool Log_SetFile(const char *fileName, const char *config, bool copy);
 // The log file's path, borrowed until the log's file changes; null when it was given none.
 const char *Log_GetFileName();
