@@ -113,6 +113,7 @@ bool Log_InitEx(const LogInitParams *params) {
   ASSERT(!state->initialized);
   ASSERT_MEM_ALLOC(forkError == 0);
   const bool wasEnabled = state->enable;
+  const LogThrottleInfo formerThrottle = state->throttle;
   state->appName = Util_SafeStrdup(params->appName);
   state->appVersion = Util_SafeStrdup(params->appVersion);
   state->suffix = Util_SafeStrdup(params->suffix);
@@ -123,6 +124,7 @@ bool Log_InitEx(const LogInitParams *params) {
   const bool wantsFile = params->fileName != nullptr || params->config != nullptr;
   if (wantsFile && !LogSetFile(state, params->fileName, params->config, params->switchFile)) {
     state->enable = wasEnabled;
+    state->throttle = formerThrottle;
     LogDestroyMutex(state);
     LogFreeNames(state);
     return false;

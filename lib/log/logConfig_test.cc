@@ -268,7 +268,11 @@ TEST(LogInit, AFailedStartLeavesTheFormerFile) {
   EnterHost();
   ASSERT_TRUE(Log_Init(kLog, nullptr, "setup"));
   Log_Exit();
-  EXPECT_FALSE(Log_Init("/tmp/logs/no/my.log", nullptr, "setup"));
+  LogInitParams params{};
+  Log_GetInitDefaults("/tmp/logs/no/my.log", nullptr, "setup", &params);
+  params.throttleThreshold = 0;
+  params.throttleBytesPerSec = 0;
+  EXPECT_FALSE(Log_InitEx(&params));
   TakeMessages();
   Log("text\n");
   EXPECT_EQ(Lines(kLog).back(), "LOG NOT INITIALIZED | text");

@@ -128,7 +128,10 @@ bool LogMoveContent(LogState *state, int fd, const char *name) {
   const bool isOwn = LogOwnsName(state);
   LogReplaceFd(state, fd);
   if (isOwn && Posix_Unlink(state->fileName) == -1) {
+    // The log's name is the old file's still: no next file begins under it.
+    state->rotating = true;
     Warning("Failed to unlink log file '%s': %s\n", state->fileName, Err_ErrString());
+    state->rotating = false;
   }
   return true;
 }

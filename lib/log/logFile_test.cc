@@ -728,6 +728,19 @@ TEST(LogSetFile, TellsOfACopyThatCannotBeDeleted) {
   EXPECT_TRUE(fs::exists(kFar));
 }
 
+TEST(LogSetFile, BeginsNoNextFileUnderTheNameOfOneThatCannotBeDeleted) {
+  EnterHost("log.keepold = 0\nlog.rotateSize = 200\n");
+  MountFar();
+  StartAt(kLog);
+  Log("%s\n", std::string(100, 'x').c_str());
+  testhost::SystemCalls calls({SYS_unlink});
+  calls.Fail(SYS_unlink, EPERM);
+  EXPECT_NE(OnStandardError([] { EXPECT_TRUE(Log_SetFile(kFar, nullptr, true)); }), "");
+  Log("two\n");
+  EXPECT_NE(testhost::ReadFile(kFar).find("Failed to unlink"), std::string::npos);
+  EXPECT_TRUE(Lines(kFar).back().ends_with("| two"));
+}
+
 TEST(LogSetFile, WarnsOfAnOldFileThatCannotBeDeleted) {
   EnterHost("log.keepold = 0\n");
   MountFar();
