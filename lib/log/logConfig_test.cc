@@ -233,7 +233,7 @@ TEST(LogInit, NamesTheProductInTheBanner) {
 Strings BannerOf(size_t versionLength) {
   EXPECT_TRUE(Log_InitForApp(kLog, nullptr, "setup", "Bench", std::string(versionLength, 'v').c_str()));
   Log("text\n");
-  const Strings lines = Lines(kLog);
+  Strings lines = Lines(kLog);
   EXPECT_EQ(lines.size(), kBannerLines + 1);
   EXPECT_TRUE(lines.at(1).ends_with("-bit.")) << lines.at(1);
   return lines;
